@@ -1,0 +1,18 @@
+# Cross build for 64-bit Windows with Clang, on the headers and libraries of the GCC cross compiler.
+
+include(${CMAKE_CURRENT_LIST_DIR}/mingw-gcc.cmake)
+
+execute_process(
+  COMMAND ${CMAKE_CXX_COMPILER} -print-libgcc-file-name
+  OUTPUT_VARIABLE gcc_folder OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+cmake_path(GET gcc_folder PARENT_PATH gcc_folder)
+
+set(CMAKE_CXX_COMPILER clang++)
+set(CMAKE_CXX_COMPILER_TARGET x86_64-w64-mingw32)
+# Clang calls -nostdinc++ unused when it links.
+set(CMAKE_CXX_FLAGS_INIT
+  "-Wno-unused-command-line-argument -nostdinc++ -isystem ${gcc_folder}/include/c++ -isystem ${gcc_folder}/include/c++/x86_64-w64-mingw32")
+# The linker would warn of every inline function that the two compilers gave a section of another size.
+set(link_flags "-B${gcc_folder} -L${gcc_folder} -Wl,--no-warnings")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "${link_flags}")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "${link_flags}")

@@ -1,0 +1,41 @@
+# What every target of the project is compiled and linked with: target kvtip_options.
+
+add_library(kvtip_options INTERFACE)
+target_include_directories(kvtip_options INTERFACE ${PROJECT_SOURCE_DIR}/include)
+
+if(WIN32)
+  # One version of the platform's headers for all: the records of older ones are shorter.
+  target_compile_definitions(kvtip_options INTERFACE
+    _WIN32_WINNT=0x0A00 WINVER=0x0A00 WIN32_LEAN_AND_MEAN NOMINMAX)
+endif()
+
+if(MSVC)
+  target_compile_options(kvtip_options INTERFACE /W4 /WX /permissive- /utf-8 /EHsc)
+  target_link_options(kvtip_options INTERFACE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /Brepro)
+  return()
+endif()
+
+target_compile_options(kvtip_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
+  -Wcast-align -Wformat=2 -Wno-format-nonliteral -Werror)
+# No path of the build machine ends up in what is built.
+target_compile_options(kvtip_options INTERFACE
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+
+if(WIN32)
+  # -static: the C++ runtime is inside, so that a program needs system libraries only. No time stamp:
+  # the same sources give the same bytes.
+  target_link_options(kvtip_options INTERFACE -static -Wl,--no-insert-timestamp
+    -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # GCC's driver adds these by itself.
+    target_link_libraries(kvtip_options INTERFACE stdc++ gcc_eh winpthread)
+  endif()
+endif()
+
+if(KVTIP_CHECKS)
+  target_compile_definitions(kvtip_options INTERFACE _GLIBCXX_ASSERTIONS)
+  target_compile_options(kvtip_options INTERFACE
+    -O1 -fsanitize=undefined -fsanitize-undefined-trap-on-error -fstack-protector-strong)
+  target_link_options(kvtip_options INTERFACE -fstack-protector-strong)
+endif()
