@@ -1,0 +1,84 @@
+#pragma once
+
+// Between the address values and the system's socket address records.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "ip/address.h"
+
+namespace ip::detail {
+
+inline constexpr std::size_t ipv4_size = 4;
+inline constexpr std::size_t ipv6_size = 16;
+
+/// The address bytes of a socket address of that family.
+inline std::uint8_t* address_of(saddr& socket_address) {
+    return socket_address.family == family_ipv4 ? socket_address.address4 : socket_address.address6;
+}
+
+/// How many address bytes a family has: 4, 16, or 0 for a family without addresses.
+constexpr std::size_t address_size(std::uint16_t family) {
+    return family == family_ipv4 ? ipv4_size : family == family_ipv6 ? ipv6_size : 0;
+}
+
+/// The length to hand to the system with a socket address. 0 for an unknown family makes the system
+/// call fail with its own error.
+constexpr int length_of(const saddr& socket_address) {
+    return socket_address.family == family_ipv4 ? 16 : socket_address.family == family_ipv6 ? 28 : 0;
+}
+
+/// The socket address of `address` with port 0, and for IPv6 flow information 0 and scope 0; empty for
+/// an address without family.
+inline saddr to_saddr(const addr& address) {
+    saddr result;
+    if (const std::size_t size = address_size(address.family)) {
+        result.family = address.family;
+        std::memcpy(address_of(result), address.address, size);
+    }
+    return result;
+}
+
+/// The first bytes of a system's record of `length` bytes, the rest zero: an IPv4 record has 16 bytes
+/// and nothing of ours behind it.
+inline saddr image_of(const void* record, std::size_t length) {
+    saddr result;
+    std::memcpy(&result, record, std::min(length, sizeof result));
+    return result;
+}
+
+/// The address of a socket address. Only the bytes of its family are written: all others stay as they
+/// were, and for a family that is neither IPv4 nor IPv6 `address` only gets family 0.
+inline void to_addr(saddr socket_address, addr& address) {
+    const std::size_t size = address_size(socket_address.family);
+    address.family = size == 0 ? family_none : socket_address.family;
+    std::memcpy(address.address, address_of(socket_address), size);
+}
+
+/// What the system's address queries fill: room for any socket address, with the family zeroed.
+class socket_address_buffer {
+public:
+    void* data() { return bytes_; }
+    int size() const { return static_cast<int>(sizeof bytes_); }
+    saddr image() const { return image_of(bytes_, sizeof bytes_); }
+
+private:
+    alignas(8) std::uint8_t bytes_[128] = {};
+};
+
+/// The IPv4 part of an optional address: 0.0.0.0 for none, the last 4 bytes of an IPv6 address, and
+/// 255.255.255.255 for an address without family.
+inline _raw_addr4_no ipv4_view(const addr* address) {
+    if (address == nullptr) {
+        return {};
+    }
+    _raw_addr4_no view{{255, 255, 255, 255}};
+    if (const std::size_t size = address_size(address->family)) {
+        std::memcpy(view.bytes, address->address + size - ipv4_size, ipv4_size);
+    }
+    return view;
+}
+
+} // namespace ip::detail

