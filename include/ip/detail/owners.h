@@ -1,0 +1,55 @@
+#pragma once
+
+// Owners of what the system hands out to a binding.
+
+#include <windows.h>
+
+namespace ip::detail {
+
+/// A critical section: recursive, as all of them are. A lockable type for `std::lock_guard`.
+class critical_section {
+public:
+    critical_section() noexcept { InitializeCriticalSection(&section_); }
+    ~critical_section() { DeleteCriticalSection(&section_); }
+    critical_section(const critical_section&) = delete;
+    critical_section& operator=(const critical_section&) = delete;
+
+    void lock() noexcept { EnterCriticalSection(&section_); }
+    void unlock() noexcept { LeaveCriticalSection(&section_); }
+
+private:
+    CRITICAL_SECTION section_;
+};
+
+/// A system library loaded at run time; freed with this object at the latest.
+class module_handle {
+public:
+    module_handle() = default;
+    ~module_handle() { unload(); }
+    module_handle(const module_handle&) = delete;
+    module_handle& operator=(const module_handle&) = delete;
+
+    /// Loads the library by its bare file name. False leaves the reason in the last error.
+    bool load(const wchar_t* file_name) noexcept {
+        handle_ = LoadLibraryW(file_name);
+        return handle_ != nullptr;
+    }
+
+    /// The entry of that name, or null with the reason in the last error.
+    FARPROC find(const char* name) const noexcept { return GetProcAddress(handle_, name); }
+
+    /// Frees the library, if it is loaded, and forgets it even when that fails. Returns 0 or the error.
+    unsigned long unload() noexcept {
+        if (handle_ == nullptr) {
+            return 0;
+        }
+        const unsigned long code = FreeLibrary(handle_) ? 0 : GetLastError();
+        handle_ = nullptr;
+        return code;
+    }
+
+private:
+    HMODULE handle_ = nullptr;
+};
+
+} // namespace ip::detail

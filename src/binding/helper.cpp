@@ -1,0 +1,134 @@
+#include "ip/detail/helper.h"
+
+#include <bit>
+#include <cstdio>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "kvt/exceptions/error.h"
+#include "runtime/at_exit.h"
+
+namespace ip::detail {
+
+namespace {
+
+/// `format` with its one `%s` filled; empty when that cannot be done.
+std::string formatted(const char* format, const char* name) {
+    std::string message;
+    const int length = std::snprintf(nullptr, 0, format, name);
+    if (length > 0) {
+        message.resize(static_cast<std::size_t>(length));
+        static_cast<void>(std::snprintf(message.data(), message.size() + 1, format, name));
+    }
+    return message;
+}
+
+HMODULE module_in_process(const wchar_t* name) {
+    const HMODULE module = GetModuleHandleW(name);
+    if (module == nullptr) {
+        const DWORD code = GetLastError();
+        // The wide name is read as narrow text, which ends at its first zero byte: the message that
+        // clients know shows the module's first letter only.
+        throw kvt::exceptions::error(code,
+                                     formatted("GetModuleHandleW (%s)", reinterpret_cast<const char*>(name)));
+    }
+    return module;
+}
+
+template <class Entry>
+Entry entry_in_process(const wchar_t* module_name, const char* name) {
+    const FARPROC found = GetProcAddress(module_in_process(module_name), name);
+    if (found == nullptr) {
+        const DWORD code = GetLastError();
+        throw kvt::exceptions::error(code, formatted("GetProcAddress (%s)", name));
+    }
+    return std::bit_cast<Entry>(found);
+}
+
+} // namespace
+
+system_version::system_version() {
+    using rtl_get_version = LONG(WINAPI*)(RTL_OSVERSIONINFOEXW*);
+    version.dwOSVersionInfoSize = sizeof version;
+    static_assert(sizeof version == 284);
+    entry_in_process<rtl_get_version>(L"ntdll", "RtlGetVersion")(&version);
+    probe_state = 2;
+    if (is_version_6()) {
+        DWORD type = 0;
+        entry_in_process<decltype(&::GetProductInfo)>(L"kernel32", "GetProductInfo")(
+            version.dwMajorVersion, version.dwMinorVersion, 0, 0, &type);
+        product_type = type;
+    }
+}
+
+helper::~helper() {
+    stop();
+}
+
+unsigned long helper::drop_init() {
+    const std::lock_guard guard(lock);
+    return --init_count < 1 ? stop() : 0;
+}
+
+unsigned long helper::stop() {
+    const unsigned long unloaded = iphlpapi.unload();
+    if (winsock.WSACleanup == nullptr) {
+        return unloaded;
+    }
+    const unsigned long cleaned = winsock.cleanup();
+    return cleaned != 0 ? cleaned : unloaded;
+}
+
+namespace {
+
+helper* helper_instance = nullptr;
+std::shared_ptr<helper> helper_owner;
+
+/// Runs a step of the set-up for the loader, which turns an exception into a load that fails. On its way
+/// there the exception must not meet a frame that has something to clean up: the compiler's runtime would
+/// go on unwinding from that frame past the loader, to the end of the process. So what the step throws is
+/// thrown anew, from here.
+bool run_at_load(void (*step)()) {
+    static constinit std::optional<kvt::exceptions::error> failure;
+    try {
+        step();
+        return true;
+    } catch (const kvt::exceptions::error& error) {
+        failure = error;
+    } catch (const std::bad_alloc&) {
+        failure.reset();
+    }
+    if (failure) {
+        throw kvt::exceptions::error(*failure);
+    }
+    throw std::bad_alloc();
+}
+
+// In this order, while the module loads.
+[[maybe_unused]] const bool created = run_at_load(create_helper);
+[[maybe_unused]] const bool owned = run_at_load(own_helper);
+
+} // namespace
+
+void create_helper() {
+    helper_instance = new helper;
+}
+
+void own_helper() {
+    std::shared_ptr<helper> owner(helper_instance);
+    kvt::main::at_exit([] { helper_owner.reset(); });
+    helper_owner = std::move(owner);
+}
+
+helper& the_helper() noexcept {
+    return *helper_instance;
+}
+
+std::shared_ptr<helper> share_helper() noexcept {
+    return helper_owner;
+}
+
+} // namespace ip::detail

@@ -1,0 +1,35 @@
+#include "ip/winsock2.h"
+
+#include "ip/detail/helper.h"
+
+namespace ip {
+
+unsigned long winsock2::start(::WSAData& data) {
+    if (started_) {
+        return 0;
+    }
+    unsigned long code = init();
+    if (code != 0) {
+        return code;
+    }
+    code = detail::the_helper().winsock.start(data, wsa_version_);
+    if (code != 0) {
+        free();
+        return code;
+    }
+    started_ = true;
+    return 0;
+}
+
+unsigned long winsock2::cleanup() {
+    const unsigned long cleaned = detail::the_helper().winsock.cleanup();
+    const unsigned long freed = free();
+    started_ = false;
+    return cleaned != 0 ? cleaned : freed;
+}
+
+unsigned long winsock2::getlasterror() {
+    return static_cast<unsigned long>(detail::the_helper().winsock.WSAGetLastError());
+}
+
+} // namespace ip
