@@ -1,0 +1,121 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ip/address.h"
+#include "ip/export.h"
+#include "ip/membuffer.h"
+
+// The system's list entries, of which this header needs the names only.
+struct _IP_ADAPTER_ADDRESSES_LH;
+struct _IP_ADAPTER_INFO;
+struct _IP_ADAPTER_UNICAST_ADDRESS_LH;
+struct _IP_ADDR_STRING;
+
+namespace ip {
+
+/// One network adapter. "Older source" marks what systems before version 6 do not tell (see
+/// `adapter_enumerator`).
+struct _SFindAdapter {
+    std::uint32_t index = 0;      ///< IPv4 interface index; 0 when IPv4 is off
+    std::uint32_t ipv6_index = 0; ///< IPv6 interface index; 0 when IPv6 is off, and from the older source
+    std::string name;             ///< the interface GUID in braces
+    std::wstring friendly_name;   ///< the connection's name as users see it
+    std::wstring description;
+    std::uint8_t hw_address[32];         ///< only the first `hw_address_length` bytes are ever written
+    std::uint32_t hw_address_length = 0; ///< 0 to 32; 0 also for an address that would be longer
+    std::uint32_t type = 1;              ///< IANA ifType: 6 Ethernet, 24 loopback, 71 IEEE 802.11, ...
+    std::uint32_t oper_status = 4;       ///< 1 up, 2 down, ..., 4 unknown
+    std::vector<saddr> gateways;         ///< in the order listed; only the first from the older source
+    std::vector<saddr> dns_servers;      ///< in the order listed
+    bool dhcp_enabled = false;
+    saddr4 dhcp_server;              ///< family 0 when there is none
+    saddr dhcpv6_server;             ///< family 0 when there is none, and from the older source
+    std::uint32_t ipv4_metric = 0;   ///< older source: not written
+    std::uint32_t ipv6_metric = 0;   ///< older source: not written
+    std::wstring dns_suffix;         ///< older source: not written
+    std::wstring device_instance_id; ///< empty when the registry knows none; older source: not written
+    std::vector<std::uint8_t> dhcpv6_duid;
+    /// Written only when the adapter has one: a record that is used again keeps an earlier adapter's.
+    std::uint32_t dhcpv6_iaid = 0;
+};
+
+/// One unicast address of an adapter.
+struct _SFindAddress {
+    addr address; ///< family 0 when it could not be taken
+    addr mask;    ///< the on-link prefix as a mask; family 0 when unknown
+    /// When the current lease began and ends, in seconds since 1970 (UTC); 0 without a finite lifetime.
+    std::int64_t lease_obtained = 0;
+    std::int64_t lease_expires = 0;
+};
+
+/// Walks the network adapters one at a time and, of the adapter it stands on, the unicast addresses:
+///
+///     ip::adapter_enumerator adapters;
+///     ip::_SFindAdapter adapter;
+///     for (bool found = adapters.find_first(adapter, 0); found; found = adapters.find_next(adapter)) {
+///         ip::_SFindAddress address;
+///         while (adapters.find_next_addr(address)) ...
+///     }
+///     // GetLastError() is 259 here, or says why the walk ended early
+///
+/// The list comes from `GetAdaptersAddresses`; on systems before version 6, and where that call fails or
+/// is missing, from the older source, `GetAdaptersInfo`, which knows IPv4 only. An `ip::lib` handle must
+/// be initialised. Records are the caller's, copied out of the enumerator; the same ones may be used for
+/// every step. One enumerator serves one thread at a time, and keeps its buffers for the next walk.
+class adapter_enumerator {
+public:
+    adapter_enumerator() = default;
+    adapter_enumerator(const adapter_enumerator&) = delete;
+    adapter_enumerator& operator=(const adapter_enumerator&) = delete;
+
+    /// Starts from scratch and fills `adapter` with the first adapter. `family` goes to the system call:
+    /// 0 for all adapters, 2 or 23 for one family. False leaves the reason in the last error: 8 memory
+    /// exhausted (the record may be partly filled), 259 no adapter, else `GetAdaptersInfo`'s own code
+    /// (232 no adapters). One case does not set it: family 23 where only the older source answers.
+    /// Throws `kvt::exceptions::error` when an adapter's name cannot be converted.
+    KVTIP_API bool find_first(_SFindAdapter& adapter, std::uint32_t family);
+
+    /// Fills `adapter` with the next adapter. False leaves 259 in the last error at the end of the list,
+    /// 8 when memory is exhausted: the record is then partly filled, and the same adapter comes next.
+    /// Throws like `find_first`.
+    bool find_next(_SFindAdapter& adapter) { return fill_adapter(adapter); }
+
+    /// Fills `address` with the next unicast address of the adapter last filled. False at the end, with
+    /// the last error left alone. From the older source an adapter without address has one 0.0.0.0.
+    KVTIP_API bool find_next_addr(_SFindAddress& address);
+
+private:
+    KVTIP_API bool fill_adapter(_SFindAdapter& adapter);
+
+    unsigned long get_adapters_addresses(std::uint32_t family, std::uint32_t flags);
+    unsigned long get_adapters_info();
+    void load_device_ids();
+
+    membuffer addresses_buffer;
+    membuffer info_buffer;
+    // Cursors into the buffers: the next entry to report, null where the source is not in use or at its
+    // end. Before version 6 `addresses_cursor` stays at the start, for look-ups beside the older source.
+    const _IP_ADAPTER_INFO* info_cursor = nullptr;
+    const _IP_ADDR_STRING* info_addr_cursor = nullptr;
+    bool use_info = false; ///< the older source has been asked for
+    const _IP_ADAPTER_ADDRESSES_LH* addresses_cursor = nullptr;
+    const _IP_ADAPTER_UNICAST_ADDRESS_LH* unicast_cursor = nullptr;
+    std::map<std::wstring, std::wstring> device_ids; ///< adapter name to device instance identifier
+};
+
+/// All unicast addresses of all adapters, loopback and adapters that are down included, in enumeration
+/// order. `family` 0 takes every address, those that could not be taken (family 0) included; 2 or 23
+/// those of one family. `addresses` is cleared first, and keeps what was found before a failure. Returns
+/// 0, 8 (memory exhausted), or the code of the failed enumeration (232: no adapters). Throws like
+/// `adapter_enumerator::find_first`.
+KVTIP_API unsigned long localaddresses(std::vector<addr>& addresses, unsigned short family);
+
+/// The first of `localaddresses`, or family 0 when there is none, whatever the code says. Returns and
+/// throws the same.
+KVTIP_API unsigned long local_address(addr& address, unsigned short family);
+
+} // namespace ip

@@ -1,0 +1,122 @@
+#include "ip/adapter_enumerator.h"
+
+#include <new>
+
+#include "adapters/adapter_addresses.h"
+#include "adapters/adapter_info.h"
+#include "adapters/device_ids.h"
+#include "ip/detail/helper.h"
+
+namespace ip {
+
+namespace {
+
+/// The system's protocol for lists: a buffer of `first_size`, and one more try when the call asks for
+/// more (111). `call` gets the buffer and the in/out size and returns the system's code.
+template <class List, class Call>
+unsigned long get_list(membuffer& buffer, ULONG first_size, Call call) {
+    ULONG size = first_size;
+    auto* list = static_cast<List*>(buffer.get(size));
+    if (list == nullptr) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+    const unsigned long code = call(list, &size);
+    if (code != ERROR_BUFFER_OVERFLOW) {
+        return code;
+    }
+    list = static_cast<List*>(buffer.get(size));
+    return list == nullptr ? ERROR_NOT_ENOUGH_MEMORY : call(list, &size);
+}
+
+} // namespace
+
+unsigned long adapter_enumerator::get_adapters_addresses(std::uint32_t family, std::uint32_t flags) {
+    return get_list<IP_ADAPTER_ADDRESSES>(addresses_buffer, 15360, [=](auto* list, ULONG* size) {
+        return detail::the_helper().iphlpapi.GetAdaptersAddresses(family, flags, nullptr, list, size);
+    });
+}
+
+unsigned long adapter_enumerator::get_adapters_info() {
+    return get_list<IP_ADAPTER_INFO>(info_buffer, 3520, &GetAdaptersInfo);
+}
+
+void adapter_enumerator::load_device_ids() {
+    device_ids.clear();
+    try {
+        detail::read_device_ids(device_ids);
+    } catch (const std::bad_alloc&) {
+        // The identifiers are an extra: the walk goes on with those found so far.
+    }
+}
+
+bool adapter_enumerator::find_first(_SFindAdapter& adapter, std::uint32_t family) {
+    addresses_cursor = nullptr;
+    unicast_cursor = nullptr;
+    info_cursor = nullptr;
+    info_addr_cursor = nullptr;
+    use_info = false;
+    load_device_ids();
+
+    const detail::helper& helper = detail::the_helper();
+    if (helper.iphlpapi.GetAdaptersAddresses != nullptr) {
+        const std::uint32_t flags = helper.is_version_6() ? GAA_FLAG_INCLUDE_GATEWAYS : 0;
+        if (get_adapters_addresses(family, flags) == 0) {
+            addresses_cursor = static_cast<const IP_ADAPTER_ADDRESSES*>(addresses_buffer.get(0));
+            if (helper.is_version_6()) {
+                return fill_adapter(adapter);
+            }
+        }
+    }
+    if (family == family_ipv6) {
+        return false; // the older source has no IPv6
+    }
+    use_info = true;
+    const unsigned long code = get_adapters_info();
+    if (code != 0) {
+        SetLastError(code);
+        return false;
+    }
+    info_cursor = static_cast<const IP_ADAPTER_INFO*>(info_buffer.get(0));
+    return fill_adapter(adapter);
+}
+
+bool adapter_enumerator::fill_adapter(_SFindAdapter& adapter) try {
+    adapter.gateways.clear();
+    adapter.dns_servers.clear();
+    adapter.dhcpv6_duid.clear();
+    if (addresses_cursor != nullptr && detail::the_helper().is_version_6()) {
+        detail::fill(adapter, *addresses_cursor, device_ids);
+        unicast_cursor = addresses_cursor->FirstUnicastAddress;
+        addresses_cursor = addresses_cursor->Next;
+        return true;
+    }
+    if (info_cursor == nullptr) {
+        SetLastError(ERROR_NO_MORE_ITEMS);
+        return false;
+    }
+    detail::fill(adapter, *info_cursor, addresses_cursor);
+    info_addr_cursor = &info_cursor->IpAddressList;
+    info_cursor = info_cursor->Next;
+    return true;
+} catch (const std::bad_alloc&) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return false;
+}
+
+bool adapter_enumerator::find_next_addr(_SFindAddress& address) {
+    address.lease_obtained = 0;
+    address.lease_expires = 0;
+    if (unicast_cursor != nullptr) {
+        detail::fill(address, *unicast_cursor);
+        unicast_cursor = unicast_cursor->Next;
+        return true;
+    }
+    if (info_addr_cursor != nullptr) {
+        detail::fill(address, *info_addr_cursor);
+        info_addr_cursor = info_addr_cursor->Next;
+        return true;
+    }
+    return false;
+}
+
+} // namespace ip

@@ -1,0 +1,95 @@
+#include "adapters/adapter_info.h"
+
+#include "adapters/adapter_addresses.h"
+#include "address/convert.h"
+#include "address/encoding.h"
+#include "address/parse.h"
+#include "kvt/exceptions/error.h"
+
+namespace ip::detail {
+
+namespace {
+
+constexpr std::uint32_t status_unknown = 4;
+
+/// The status of the first entry of that index that knows one.
+std::uint32_t status_of(DWORD index, const IP_ADAPTER_ADDRESSES* list) {
+    std::uint32_t status = status_unknown;
+    for (; list != nullptr && status == status_unknown; list = list->Next) {
+        if (list->IfIndex == index) {
+            status = static_cast<std::uint32_t>(list->OperStatus);
+        }
+    }
+    return status;
+}
+
+const IP_ADAPTER_ADDRESSES* find_index(DWORD index, const IP_ADAPTER_ADDRESSES* list) {
+    while (list != nullptr && list->IfIndex != index) {
+        list = list->Next;
+    }
+    return list;
+}
+
+/// The description in UTF-16; empty when the system cannot convert it.
+std::wstring description_of(const IP_ADAPTER_INFO& entry) {
+    try {
+        return to_wide(entry.Description, npos, code_page_ansi);
+    } catch (const kvt::exceptions::error&) {
+        return {};
+    }
+}
+
+saddr4 dhcp_server_of(const IP_ADAPTER_INFO& entry) {
+    saddr4 server;
+    if (entry.DhcpEnabled != 0 &&
+        parse_ipv4(entry.DhcpServer.IpAddress.String, server.address) != not_an_address) {
+        server.family = family_ipv4;
+    }
+    return server;
+}
+
+/// The socket address of a gateway's text; empty when the text is no address.
+saddr gateway_of(const char* text) {
+    addr gateway;
+    if (!parse_address(text, gateway)) {
+        gateway.family = family_none;
+    }
+    return to_saddr(gateway);
+}
+
+void read(const IP_ADDRESS_STRING& text, addr& address) {
+    if (!parse_address(text.String, address)) {
+        address.family = family_none;
+    }
+}
+
+} // namespace
+
+void fill(_SFindAdapter& adapter, const IP_ADAPTER_INFO& entry, const IP_ADAPTER_ADDRESSES* newer) {
+    adapter.index = entry.Index;
+    adapter.ipv6_index = 0;
+    adapter.type = entry.Type;
+    adapter.oper_status = status_of(entry.Index, newer);
+    fill_hw_address(adapter, entry.Address, entry.AddressLength);
+    adapter.name = entry.AdapterName;
+    adapter.description = description_of(entry);
+    adapter.friendly_name.clear();
+    if (const IP_ADAPTER_ADDRESSES* same = find_index(entry.Index, newer)) {
+        adapter.friendly_name = text_or_empty(same->FriendlyName);
+        append_dns_servers(adapter.dns_servers, *same);
+    }
+    adapter.dhcp_enabled = entry.DhcpEnabled != 0;
+    adapter.dhcp_server = dhcp_server_of(entry);
+    adapter.dhcpv6_server = {};
+    const char* gateway = entry.GatewayList.IpAddress.String;
+    if (*gateway != '\0') {
+        adapter.gateways.push_back(gateway_of(gateway));
+    }
+}
+
+void fill(_SFindAddress& address, const IP_ADDR_STRING& entry) {
+    read(entry.IpAddress, address.address);
+    read(entry.IpMask, address.mask);
+}
+
+} // namespace ip::detail

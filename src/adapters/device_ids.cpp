@@ -1,0 +1,112 @@
+#include "adapters/device_ids.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <windows.h>
+
+namespace ip::detail {
+
+namespace {
+
+constexpr const wchar_t* class_keys[] = {
+    L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e972-e325-11ce-bfc1-08002be10318}", // network adapters
+    L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e96d-e325-11ce-bfc1-08002be10318}", // modems
+};
+
+/// A registry key opened for reading; none when it cannot be opened.
+class registry_key {
+public:
+    registry_key(HKEY parent, const wchar_t* path) {
+        if (RegOpenKeyExW(parent, path, 0, KEY_READ, &key_) != ERROR_SUCCESS) {
+            key_ = nullptr;
+        }
+    }
+    ~registry_key() {
+        if (key_ != nullptr) {
+            RegCloseKey(key_);
+        }
+    }
+    registry_key(const registry_key&) = delete;
+    registry_key& operator=(const registry_key&) = delete;
+
+    explicit operator bool() const { return key_ != nullptr; }
+    HKEY get() const { return key_; }
+
+private:
+    HKEY key_ = nullptr;
+};
+
+/// `text` with its environment variables filled in.
+std::optional<std::wstring> expanded(const std::wstring& text) {
+    std::wstring result(text.size() + MAX_PATH, L'\0');
+    for (;;) {
+        // Counts the terminator. A result above the capacity means that it did not fit.
+        const DWORD needed =
+            ExpandEnvironmentStringsW(text.c_str(), result.data(), static_cast<DWORD>(result.size()));
+        if (needed == 0) {
+            return std::nullopt;
+        }
+        if (needed <= result.size()) {
+            result.resize(needed - 1);
+            return result;
+        }
+        result.resize(needed);
+    }
+}
+
+/// The string value `name`; none when it is missing or no string. `buffer` is room to read into, kept
+/// from one value to the next.
+std::optional<std::wstring> string_value(const registry_key& key, const wchar_t* name, std::wstring& buffer) {
+    for (;;) {
+        DWORD type = REG_NONE;
+        auto size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
+        const LSTATUS code =
+            RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()), &size);
+        if (code == ERROR_MORE_DATA && size > buffer.size() * sizeof(wchar_t)) {
+            buffer.resize(size / sizeof(wchar_t) + 1);
+            continue;
+        }
+        if (code != ERROR_SUCCESS || (type != REG_SZ && type != REG_EXPAND_SZ)) {
+            return std::nullopt;
+        }
+        // A stored string may lack its terminator, or have text behind it that does not count.
+        const std::size_t end = std::min(buffer.find(L'\0'), size / sizeof(wchar_t));
+        std::wstring text(buffer, 0, end);
+        return type == REG_EXPAND_SZ ? expanded(text) : text;
+    }
+}
+
+} // namespace
+
+void read_device_ids(device_id_map& device_ids) {
+    std::wstring buffer(256, L'\0');
+    for (const wchar_t* class_key : class_keys) {
+        const registry_key devices(HKEY_LOCAL_MACHINE, class_key);
+        if (!devices) {
+            continue;
+        }
+        for (DWORD i = 0;; ++i) {
+            wchar_t device_name[256]; // no key name is longer than 255 characters
+            auto length = static_cast<DWORD>(std::size(device_name));
+            if (RegEnumKeyExW(devices.get(), i, device_name, &length, nullptr, nullptr, nullptr, nullptr) !=
+                ERROR_SUCCESS) {
+                break; // 259 at the end
+            }
+            const registry_key device(devices.get(), device_name);
+            if (!device) {
+                continue;
+            }
+            auto adapter_name = string_value(device, L"NetCfgInstanceId", buffer);
+            if (!adapter_name) {
+                continue;
+            }
+            auto device_id = string_value(device, L"DeviceInstanceID", buffer);
+            if (device_id) {
+                device_ids.insert_or_assign(std::move(*adapter_name), std::move(*device_id));
+            }
+        }
+    }
+}
+
+} // namespace ip::detail
