@@ -1,0 +1,42 @@
+// Lists the network adapters that are up, each with its addresses.
+
+#include <cstdio>
+#include <cstring>
+
+#include "ip/ip.h"
+
+// Prints an address whose raw form is `Raw`: the first 4 or all 16 of its bytes.
+template <class Raw>
+static void print(const ip::addr& address) {
+    Raw raw;
+    std::memcpy(raw.bytes, address.address, sizeof raw.bytes);
+    char text[46];
+    if (ip::detail::to_string(raw, text, sizeof text)) {
+        std::printf("  %s\n", text);
+    }
+}
+
+int main() {
+    // The library works while a handle is initialised; the end of main gives this one back.
+    ip::lib library;
+    if (const unsigned long code = library.init()) {
+        std::fprintf(stderr, "cannot start: error %lu\n", code);
+        return 1;
+    }
+
+    // Adapters come one by one, and the addresses of each one by one.
+    ip::adapter_enumerator adapters;
+    ip::_SFindAdapter adapter;
+    for (bool found = adapters.find_first(adapter, 0); found; found = adapters.find_next(adapter)) {
+        if (adapter.oper_status != 1) {
+            continue; // not up
+        }
+        std::printf("%ls\n", adapter.friendly_name.c_str());
+        ip::_SFindAddress found_address;
+        while (adapters.find_next_addr(found_address)) {
+            const ip::addr& address = found_address.address;
+            address.family == ip::family_ipv4 ? print<ip::_raw_addr4_no>(address)
+                                              : print<ip::_raw_addr6_no>(address);
+        }
+    }
+}

@@ -1,0 +1,87 @@
+#include <algorithm>
+#include <exception>
+#include <iterator>
+#include <new>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <windows.h>
+
+#include "command.h"
+#include "ip/lib.h"
+#include "kvt/exceptions/error.h"
+#include "output.h"
+
+namespace {
+
+constexpr const command* commands[] = {&adapters_command, &addresses_command};
+
+/// Does what the command line asks for, and returns what there is to print.
+std::string carry_out(CLI::App& app, std::vector<std::string> arguments) {
+    bool as_json = false;
+    std::vector<std::function<json()>> operations;
+    for (const command* each : commands) {
+        CLI::App* options = app.add_subcommand(each->name, each->summary);
+        options->add_flag("--json", as_json, "Print JSON");
+        operations.push_back(each->prepare(*options));
+    }
+    try {
+        std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the end
+        app.parse(std::move(arguments));
+    } catch (const CLI::Success& help_or_version) {
+        std::ostringstream text;
+        app.exit(help_or_version, text, text);
+        return text.str();
+    }
+    for (std::size_t i = 0; i < operations.size(); ++i) {
+        if (app.got_subcommand(commands[i]->name)) {
+            ip::lib library;
+            if (const unsigned long code = library.init()) {
+                throw kvt::exceptions::error(code, "start");
+            }
+            const json result = operations[i]();
+            return as_json ? json_text(result) : commands[i]->text(result);
+        }
+    }
+    throw CLI::RequiredError("A subcommand");
+}
+
+/// "kvtip", and the subcommand on the command line if there is one.
+std::string name_of(const CLI::App& app, const char* separator) {
+    const auto chosen = app.get_subcommands();
+    return chosen.empty() ? app.get_name() : app.get_name() + separator + chosen.front()->get_name();
+}
+
+int fail(const CLI::App& app, const std::string& reason) {
+    complain(name_of(app, ": ") + ": " + reason + "\n");
+    return 1;
+}
+
+int fail(const CLI::App& app, unsigned long code) {
+    return fail(app, std::to_string(code) + ": " + system_message(code));
+}
+
+} // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    CLI::App app("Shows this host's IP networking.", "kvtip");
+    try {
+        app.set_version_flag("--version", "kvtip " KVTIP_VERSION, "Print the version and exit");
+        app.require_subcommand(0, 1);
+        std::vector<std::string> arguments;
+        std::transform(argv + std::min(argc, 1), argv + argc, std::back_inserter(arguments), to_utf8);
+        print(carry_out(app, std::move(arguments)));
+        return 0;
+    } catch (const CLI::ParseError& usage) {
+        complain("kvtip: " + std::string(usage.what()) + "\ntry '" + name_of(app, " ") + " --help'\n");
+        return 2;
+    } catch (const kvt::exceptions::error& error) {
+        return fail(app, error.error_code());
+    } catch (const std::bad_alloc&) {
+        return fail(app, ERROR_NOT_ENOUGH_MEMORY);
+    } catch (const std::exception& error) {
+        return fail(app, error.what());
+    }
+}

@@ -1,0 +1,153 @@
+#include "output.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include <windows.h>
+
+#include "ip/address_text.h"
+#include "kvt/exceptions/error.h"
+
+namespace {
+
+using kvt::exceptions::error;
+
+std::wstring to_wide(std::string_view text) {
+    const int size = static_cast<int>(text.size());
+    std::wstring wide(text.size(), L'\0');
+    wide.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()))));
+    return wide;
+}
+
+/// Hands `text` piece by piece to `write(data, count, &written)`.
+template <class Text, class Write>
+void write_all(Text text, Write write) {
+    constexpr std::size_t piece = 8192; // consoles refuse to take much at once
+    while (!text.empty()) {
+        DWORD written = 0;
+        SetLastError(ERROR_WRITE_FAULT); // for a write that neither fails nor gets on
+        if (!write(text.data(), static_cast<DWORD>(std::min(text.size(), piece)), &written) || written == 0) {
+            throw error(GetLastError(), "write");
+        }
+        text.remove_prefix(written);
+    }
+}
+
+/// A console gets UTF-16, which it shows right whatever its code page; all else gets the bytes.
+void write(DWORD stream, std::string_view text) {
+    const HANDLE handle = GetStdHandle(stream);
+    DWORD mode = 0;
+    if (GetConsoleMode(handle, &mode)) {
+        const std::wstring wide = to_wide(text);
+        write_all(std::wstring_view(wide), [=](const wchar_t* data, DWORD count, DWORD* written) {
+            return WriteConsoleW(handle, data, count, written, nullptr);
+        });
+    } else {
+        write_all(text, [=](const char* data, DWORD count, DWORD* written) {
+            return WriteFile(handle, data, count, written, nullptr);
+        });
+    }
+}
+
+template <class Raw>
+std::string address_text(const std::uint8_t* bytes) {
+    Raw raw;
+    std::memcpy(raw.bytes, bytes, sizeof raw.bytes);
+    char text[64];
+    if (!ip::detail::to_string(raw, text, sizeof text)) {
+        throw error(GetLastError(), "address text");
+    }
+    return text;
+}
+
+bool is_link_local(const std::uint8_t* address6) {
+    return address6[0] == 0xFE && (address6[1] & 0xC0) == 0x80;
+}
+
+} // namespace
+
+std::string to_utf8(std::wstring_view text) {
+    const int size = static_cast<int>(text.size());
+    std::string utf8(text.size() * 3, '\0'); // the most that a unit becomes
+    utf8.resize(static_cast<std::size_t>(WideCharToMultiByte(
+        CP_UTF8, 0, text.data(), size, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr)));
+    return utf8;
+}
+
+std::string system_message(unsigned long code) {
+    wchar_t text[512];
+    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
+                                      FORMAT_MESSAGE_MAX_WIDTH_MASK,
+                                  nullptr, code, 0, text, static_cast<DWORD>(std::size(text)), nullptr);
+    while (length > 0 && text[length - 1] <= L' ') {
+        --length;
+    }
+    return length == 0 ? "unknown error" : to_utf8({text, length});
+}
+
+void print(std::string_view text) {
+    write(STD_OUTPUT_HANDLE, text);
+}
+
+void complain(std::string_view text) noexcept {
+    try {
+        write(STD_ERROR_HANDLE, text);
+    } catch (...) {
+    }
+}
+
+json address_json(const ip::addr& address) {
+    switch (address.family) {
+    case ip::family_ipv4:
+        return address_text<ip::_raw_addr4_no>(address.address);
+    case ip::family_ipv6:
+        return address_text<ip::_raw_addr6_no>(address.address);
+    default:
+        return nullptr;
+    }
+}
+
+json address_json(const ip::saddr& address) {
+    if (address.family == ip::family_ipv4) {
+        return address_text<ip::_raw_addr4_no>(address.address4);
+    }
+    if (address.family != ip::family_ipv6) {
+        return nullptr;
+    }
+    std::string text = address_text<ip::_raw_addr6_no>(address.address6);
+    if (is_link_local(address.address6) && address.scope_id != 0) {
+        text += "%" + std::to_string(address.scope_id);
+    }
+    return text;
+}
+
+json address_json(const ip::saddr4& address) {
+    return address.family == ip::family_none ? json()
+                                             : json(address_text<ip::_raw_addr4_no>(address.address));
+}
+
+json text_json(std::wstring_view text) {
+    return text.empty() ? json() : json(to_utf8(text));
+}
+
+std::string json_text(const json& document) {
+    return document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
+void append_field(std::string& text, std::string_view label, const json& value) {
+    constexpr std::size_t width = 14;
+    if (value.is_array()) {
+        for (const json& element : value) {
+            append_field(text, label, element);
+            label = "";
+        }
+    } else if (!value.is_null()) {
+        text += "  ";
+        text += label;
+        text.append(width - std::min(width, label.size()), ' ');
+        text += value.is_string() ? value.get<std::string>() : value.dump();
+        text += '\n';
+    }
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "command.h"
+#include "ip/address.h"
+
+/// UTF-16 to UTF-8; a unit that is half of no pair becomes U+FFFD.
+std::string to_utf8(std::wstring_view text);
+
+/// The system's own text for an error code, on one line.
+std::string system_message(unsigned long code);
+
+/// Writes UTF-8 to standard output. Throws `kvt::exceptions::error` when not all of it can be written.
+void print(std::string_view text);
+
+/// Writes UTF-8 to standard error. Nobody is left to be told of a failure.
+void complain(std::string_view text) noexcept;
+
+/// The text of an address, with the scope of a link-local one that has one; null without an address. An
+/// `ip::lib` must be initialised.
+json address_json(const ip::addr& address);
+json address_json(const ip::saddr& address);
+json address_json(const ip::saddr4& address);
+
+/// The text, null for none.
+json text_json(std::wstring_view text);
+
+/// A JSON document of several lines. Bytes that are not UTF-8 are replaced.
+std::string json_text(const json& document);
+
+/// Appends "  label    value": for an array a line per element, nothing for null, text as it is.
+void append_field(std::string& text, std::string_view label, const json& value);
