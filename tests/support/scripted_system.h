@@ -1,0 +1,114 @@
+#pragma once
+
+// A system made by hand. While a `scripted::system` lives, every call that the library makes to the
+// platform goes to it: which modules and entries there are, what they answer, which call fails. It
+// behaves as Windows does, leaves nonsense in the last error after every success and in the outputs of
+// failed calls, and checks at its end that everything it handed out came back.
+
+#include "ip/ip.h"
+
+#include "guard_page.h"
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <iphlpapi.h>
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace scripted {
+
+/// What every success leaves in the last error, and every failed call in its outputs.
+constexpr DWORD poison = 0xBADC0DE;
+
+struct registry_value {
+    DWORD type;
+    std::wstring text;
+};
+using device = std::map<std::wstring, registry_value>;
+
+extern const wchar_t* const network_class;
+extern const wchar_t* const modem_class;
+
+ip::addr address(const char* text);
+ip::saddr socket_address(const char* text, std::uint16_t port = 0);
+
+class system {
+public:
+    /// A system of that version without adapters, and on it, unless the test does that itself, a library
+    /// that has just been loaded.
+    explicit system(DWORD major = 10, bool loaded = true);
+    ~system();
+    system(const system&) = delete;
+    system& operator=(const system&) = delete;
+
+    /// What the module's load and unload do.
+    void load_library();
+    void unload_library();
+
+    // What the system is.
+    RTL_OSVERSIONINFOEXW version{};
+    std::set<std::string> missing; ///< modules ("Ws2_32.dll") and entries ("WSAPoll")
+    std::vector<IP_ADAPTER_ADDRESSES> adapters;
+    std::vector<IP_ADAPTER_INFO> older_adapters;
+    ULONG list_size = 15360;                             ///< the room that `GetAdaptersAddresses` wants
+    ULONG older_list_size = 3520;                        ///< the room that `GetAdaptersInfo` wants
+    std::map<std::wstring, std::vector<device>> devices; ///< by class key
+    bool yields = false;                                 ///< gives other threads a chance inside calls
+
+    // What fails: the codes that a call answers, one each time (0: as usual), by its name with or without
+    // argument; or one call by its number.
+    std::map<std::string, std::deque<DWORD>> answers;
+    static constexpr DWORD no_reason = 0xFFFFFFFF; ///< fails, and leaves 0 in the last error
+    std::size_t failing_call = ~std::size_t{0};
+    static constexpr DWORD failing_code = 0x5EED;
+
+    // What was called, "Name" or "Name(argument)". Off for threads.
+    std::vector<std::string> calls;
+    bool logs = true;
+    std::ptrdiff_t count(const std::string& call) const;
+
+    /// A copy of `value` that ends at an inaccessible page and lives as long as the system.
+    template <class Value>
+    Value* keep(const Value& value, std::size_t size = sizeof(Value)) {
+        std::byte* data = memory_.emplace_back(std::make_unique<guarded_buffer>(size))->data();
+        return static_cast<Value*>(std::memcpy(data, &value, size));
+    }
+    template <class Char>
+    Char* text(const Char* literal) {
+        return const_cast<Char*>(
+            keep(*literal, (std::char_traits<Char>::length(literal) + 1) * sizeof(Char)));
+    }
+    /// A socket address of the length that its family has; null for none.
+    SOCKET_ADDRESS record(const ip::saddr& address);
+    /// A linked list of the platform's nodes, one for each address and each as long as its length says.
+    template <class Node>
+    Node* list(const std::vector<ip::saddr>& addresses, Node node = full_length<Node>()) {
+        Node* first = nullptr;
+        for (auto address = addresses.rbegin(); address != addresses.rend(); ++address) {
+            node.Address = record(*address);
+            node.Next = first;
+            first = keep(node, std::min<std::size_t>((node.Length + 7) / 8 * 8, sizeof node));
+        }
+        return first;
+    }
+
+private:
+    template <class Node>
+    static Node full_length() {
+        Node node{};
+        node.Length = sizeof node;
+        return node;
+    }
+
+    std::vector<std::unique_ptr<guarded_buffer>> memory_;
+};
+
+} // namespace scripted
