@@ -17,28 +17,32 @@ struct _IP_ADDR_STRING;
 
 namespace ip {
 
-/// One network adapter. "Older source" marks what systems before version 6 do not tell (see
-/// `adapter_enumerator`).
+/// One network adapter. "Older source" marks what differs when `GetAdaptersInfo` gave the list (see
+/// `adapter_enumerator`); what is "not written" then stays as it was in a record that is used again.
 struct _SFindAdapter {
     std::uint32_t index = 0;      ///< IPv4 interface index; 0 when IPv4 is off
     std::uint32_t ipv6_index = 0; ///< IPv6 interface index; 0 when IPv6 is off, and from the older source
     std::string name;             ///< the interface GUID in braces
-    std::wstring friendly_name;   ///< the connection's name as users see it
+    /// The connection's name as users see it. Older source: that of the newer list before version 6, else
+    /// empty; the same holds for `dns_servers`, and for `oper_status`, which is else 4.
+    std::wstring friendly_name;
     std::wstring description;
-    std::uint8_t hw_address[32];         ///< only the first `hw_address_length` bytes are ever written
+    std::uint8_t hw_address[32];         ///< only the first `hw_address_length` bytes mean anything
     std::uint32_t hw_address_length = 0; ///< 0 to 32; 0 also for an address that would be longer
     std::uint32_t type = 1;              ///< IANA ifType: 6 Ethernet, 24 loopback, 71 IEEE 802.11, ...
     std::uint32_t oper_status = 4;       ///< 1 up, 2 down, ..., 4 unknown
-    std::vector<saddr> gateways;         ///< in the order listed; only the first from the older source
-    std::vector<saddr> dns_servers;      ///< in the order listed
+    /// In the order listed. Older source: only the first, which is 0.0.0.0 where there is none, and has
+    /// family 0 when its text is no address.
+    std::vector<saddr> gateways;
+    std::vector<saddr> dns_servers; ///< in the order listed
     bool dhcp_enabled = false;
-    saddr4 dhcp_server;              ///< family 0 when there is none
-    saddr dhcpv6_server;             ///< family 0 when there is none, and from the older source
-    std::uint32_t ipv4_metric = 0;   ///< older source: not written
-    std::uint32_t ipv6_metric = 0;   ///< older source: not written
-    std::wstring dns_suffix;         ///< older source: not written
-    std::wstring device_instance_id; ///< empty when the registry knows none; older source: not written
-    std::vector<std::uint8_t> dhcpv6_duid;
+    saddr4 dhcp_server;  ///< family 0 when there is none; of an IPv6 server the last four bytes
+    saddr dhcpv6_server; ///< family 0 when there is none, and from the older source; an IPv4 one is mapped
+    std::uint32_t ipv4_metric = 0;         ///< older source: not written
+    std::uint32_t ipv6_metric = 0;         ///< older source: not written
+    std::wstring dns_suffix;               ///< older source: not written
+    std::wstring device_instance_id;       ///< empty when the registry knows none; older source: not written
+    std::vector<std::uint8_t> dhcpv6_duid; ///< older source: empty
     /// Written only when the adapter has one: a record that is used again keeps an earlier adapter's.
     std::uint32_t dhcpv6_iaid = 0;
 };
@@ -46,7 +50,9 @@ struct _SFindAdapter {
 /// One unicast address of an adapter.
 struct _SFindAddress {
     addr address; ///< family 0 when it could not be taken
-    addr mask;    ///< the on-link prefix as a mask; family 0 when unknown
+    /// The on-link prefix as a mask; family 0 when unknown. Not written beside an address of another
+    /// family than these two: a record that is used again keeps an earlier one.
+    addr mask;
     /// When the current lease began and ends, in seconds since 1970 (UTC); 0 without a finite lifetime.
     std::int64_t lease_obtained = 0;
     std::int64_t lease_expires = 0;
@@ -74,18 +80,21 @@ public:
 
     /// Starts from scratch and fills `adapter` with the first adapter. `family` goes to the system call:
     /// 0 for all adapters, 2 or 23 for one family. False leaves the reason in the last error: 8 memory
-    /// exhausted (the record may be partly filled), 259 no adapter, else `GetAdaptersInfo`'s own code
-    /// (232 no adapters). One case does not set it: family 23 where only the older source answers.
-    /// Throws `kvt::exceptions::error` when an adapter's name cannot be converted.
+    /// exhausted, else `GetAdaptersInfo`'s own code (232 no adapters). One case does not set it: family 23
+    /// where `GetAdaptersAddresses` does not answer. The record is untouched when no list could be had, and
+    /// partly filled when memory ran out later. Throws `kvt::exceptions::error` when an adapter's name
+    /// cannot be converted.
     KVTIP_API bool find_first(_SFindAdapter& adapter, std::uint32_t family);
 
-    /// Fills `adapter` with the next adapter. False leaves 259 in the last error at the end of the list,
-    /// 8 when memory is exhausted: the record is then partly filled, and the same adapter comes next.
-    /// Throws like `find_first`.
+    /// Fills `adapter` with the next adapter. False leaves the reason in the last error: 259 the end of
+    /// the list, which empties the record's gateways, DNS servers and DUID only; 8 memory exhausted, with
+    /// the record partly filled. Throws like `find_first`. After 8 or an exception the same adapter comes
+    /// next.
     bool find_next(_SFindAdapter& adapter) { return fill_adapter(adapter); }
 
     /// Fills `address` with the next unicast address of the adapter last filled. False at the end, with
-    /// the last error left alone. From the older source an adapter without address has one 0.0.0.0.
+    /// the last error left alone, the lease times 0 and the rest untouched. From the older source an
+    /// adapter without address has one 0.0.0.0.
     KVTIP_API bool find_next_addr(_SFindAddress& address);
 
 private:
@@ -101,7 +110,7 @@ private:
     // end. Before version 6 `addresses_cursor` stays at the start, for look-ups beside the older source.
     const _IP_ADAPTER_INFO* info_cursor = nullptr;
     const _IP_ADDR_STRING* info_addr_cursor = nullptr;
-    bool use_info = false; ///< the older source has been asked for
+    bool use_info = false; ///< the older source has been asked for; tells whoever looks with a debugger
     const _IP_ADAPTER_ADDRESSES_LH* addresses_cursor = nullptr;
     const _IP_ADAPTER_UNICAST_ADDRESS_LH* unicast_cursor = nullptr;
     std::map<std::wstring, std::wstring> device_ids; ///< adapter name to device instance identifier

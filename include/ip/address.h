@@ -1,9 +1,9 @@
 #pragma once
 
-// The address values that every operation takes and fills. They are plain, trivially copyable
-// records without heap storage, laid out as the system's socket addresses are; no platform header is
-// needed to use them. Addresses and ports stay in network byte order, exactly as the system holds
-// them: nothing here converts byte order.
+// The address values that every operation takes and fills: plain, trivially copyable records without
+// heap storage, the socket addresses laid out as the system's own. No platform header is needed to use
+// them. Addresses and ports stay in network byte order, exactly as the system holds them: nothing here
+// converts byte order.
 
 #include <atomic>
 #include <cstddef>
@@ -30,12 +30,12 @@ struct saddr {
     std::uint16_t family = family_none;
     std::uint16_t port = 0;
     union {
-        std::uint32_t flow_info = 0; ///< IPv6
+        std::uint32_t flow_info = 0; ///< IPv6, as the system holds it
         std::uint8_t address4[4];    ///< IPv4
     };
     /// IPv6; of an IPv4 socket address the first 8 bytes are zero and the rest is unused.
     std::uint8_t address6[16] = {};
-    std::uint32_t scope_id = 0; ///< IPv6
+    std::uint32_t scope_id = 0; ///< IPv6: the interface's index, in the host's byte order
 };
 
 /// An IPv4 socket address, the 16 bytes of `SOCKADDR_IN`. Operations that take one read only the

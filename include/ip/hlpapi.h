@@ -5,7 +5,9 @@
 
 namespace ip {
 
-/// The IP Helper library. An object is an `ip::lib` handle that holds one more load of that library.
+/// The IP Helper library. An object is an `ip::lib` handle that holds one more load of that library. Use
+/// `load` and `free` only: on a handle that `lib::init` has initialised, `load` takes nothing and `free`
+/// takes back a load that is not its own.
 class hlpapi : public lib {
 public:
     hlpapi() = default;

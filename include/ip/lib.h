@@ -15,7 +15,8 @@ struct helper;
 /// stops and unloads. Operations of this library need such a handle somewhere in the process.
 ///
 /// One handle serves one thread at a time; different handles may be used from different threads. Not to
-/// be used from `DllMain`: loading and starting under the loader's lock can deadlock.
+/// be used from `DllMain`: loading and starting under the loader's lock can deadlock. Free every handle
+/// before the process ends or the DLL is unloaded: a stop that is left to the unload runs under that lock.
 class lib {
 public:
     lib() = default;
@@ -29,8 +30,10 @@ public:
     /// (126 or 127: library or entry missing; 10091, 10092: not usable), failing that the IP Helper
     /// library's (126, 127). A failure leaves nothing started and the handle as it was.
     ///
-    /// After a failure of the IP Helper library alone, a later `init` succeeds without that library, and
-    /// the operations that need it answer 120: its count went below zero when the failure was undone.
+    /// After a failure of the IP Helper library, also one behind the socket library's error, a later `init`
+    /// succeeds without loading it: its count went below zero when the failure was undone. Operations that
+    /// need an entry never bound then answer 120 (adapters come from the older source); `hlpapi::load`
+    /// binds the library.
     KVTIP_API unsigned long init();
 
     /// Ends this handle's use. Returns 0, also for a handle that is not initialised, or the first error

@@ -18,8 +18,8 @@ public:
     /// A block of at least `size` bytes (0 counts as 128; otherwise rounded up to a multiple of 128),
     /// owned by this object and valid until the next larger `get` or `free`. A block that is large
     /// enough is returned as it is, with its contents; a smaller one is freed first. Null when memory
-    /// is exhausted; there is no block then. A size within 127 of the largest value rounds to 0: the
-    /// answer is then the block at hand, or null. Rests on the C runtime's `malloc`.
+    /// is exhausted; there is no block then. The 127 largest sizes round to 0: the answer is then the block
+    /// at hand, or null. Rests on the C runtime's `malloc`.
     KVTIP_API void* get(std::size_t size);
 
     /// Frees the block, if there is one.

@@ -23,12 +23,14 @@ public:
     /// Initialises the handle and calls `WSAStartup` with this object's version, which fills `data`.
     /// Returns 0, also when the object is started already (`data` is untouched then), the error of
     /// `lib::init`, or `WSAStartup`'s own code (10091, 10092); after a failure nothing stays started.
-    /// The first start of a process calls `WSAStartup` twice: for version 1.1, then for this one.
+    /// A refused version may fill `data`, an earlier failure leaves it alone; a failed start ends the use of
+    /// a handle that was initialised before. The first start of a process calls `WSAStartup` twice: for
+    /// version 1.1, then for this one.
     KVTIP_API unsigned long start(::WSAData& data);
 
     /// Undoes one `start`: `WSACleanup`, release of the library, `lib::free`. Returns the first error of
     /// these, or 0. The object is not asked whether it is started: a call too many takes away somebody
-    /// else's start, and crashes when the library was never started in this process.
+    /// else's start, and crashes when nobody has the library started.
     KVTIP_API unsigned long cleanup();
 
     /// The calling thread's last socket error (`WSAGetLastError`). The library must be started.

@@ -23,31 +23,32 @@ static_assert(offsetof(IP_ADAPTER_UNICAST_ADDRESS, OnLinkPrefixLength) == 56);
 
 constexpr std::uint8_t mapped_prefix[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
 
-/// The system's socket address, empty for a null pointer.
+/// The system's socket address, as long as its family makes it; empty for null and other families.
 saddr copy_of(const SOCKET_ADDRESS& address) {
-    return address.lpSockaddr == nullptr
-               ? saddr{}
-               : image_of(address.lpSockaddr, static_cast<std::size_t>(std::max(address.iSockaddrLength, 0)));
+    saddr family;
+    family.family = address.lpSockaddr == nullptr ? family_none : address.lpSockaddr->sa_family;
+    return image_of(address.lpSockaddr, static_cast<std::size_t>(length_of(family)));
 }
 
-/// Appends the socket addresses of a linked list that have one.
+/// Appends the socket addresses of a linked list, of whatever family and as long as the system says;
+/// nodes without one are passed over.
 template <class Node>
 void append(std::vector<saddr>& addresses, const Node* first) {
     for (const Node* node = first; node != nullptr; node = node->Next) {
         if (node->Address.lpSockaddr != nullptr) {
-            addresses.push_back(copy_of(node->Address));
+            const int length = std::max(node->Address.iSockaddrLength, 0);
+            addresses.push_back(image_of(node->Address.lpSockaddr, static_cast<std::size_t>(length)));
         }
     }
 }
 
 /// An IPv6 server is narrowed to the IPv4 address in its last four bytes.
-saddr4 dhcp_server(const saddr& server) {
+saddr4 dhcp_server(saddr server) {
     saddr4 result;
     if (const std::size_t size = address_size(server.family)) {
-        saddr copy = server;
         result.family = family_ipv4;
         result.port = server.port;
-        std::memcpy(result.address, address_of(copy) + size - ipv4_size, ipv4_size);
+        std::memcpy(result.address, address_of(server) + size - ipv4_size, ipv4_size);
     }
     return result;
 }
@@ -123,11 +124,6 @@ void fill_lease(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS& entry)
 
 } // namespace
 
-void fill_hw_address(_SFindAdapter& adapter, const BYTE* bytes, DWORD length) {
-    adapter.hw_address_length = length <= sizeof adapter.hw_address ? length : 0;
-    std::memcpy(adapter.hw_address, bytes, adapter.hw_address_length);
-}
-
 void append_dns_servers(std::vector<saddr>& servers, const IP_ADAPTER_ADDRESSES& entry) {
     if (entry.Length > offsetof(IP_ADAPTER_ADDRESSES, FirstDnsServerAddress)) {
         append(servers, entry.FirstDnsServerAddress);
@@ -139,7 +135,8 @@ void fill(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry, const devic
     adapter.ipv6_index = entry.Ipv6IfIndex;
     adapter.type = entry.IfType;
     adapter.oper_status = static_cast<std::uint32_t>(entry.OperStatus);
-    fill_hw_address(adapter, entry.PhysicalAddress, entry.PhysicalAddressLength);
+    fill_hw_address(adapter, entry, offsetof(IP_ADAPTER_ADDRESSES, PhysicalAddress),
+                    entry.PhysicalAddressLength);
     fill_name(adapter, entry.AdapterName, device_ids);
     adapter.description = text_or_empty(entry.Description);
     adapter.friendly_name = text_or_empty(entry.FriendlyName);
@@ -151,6 +148,7 @@ void fill(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry, const devic
     }
     append_dns_servers(adapter.dns_servers, entry);
     adapter.dns_suffix = text_or_empty(entry.DnsSuffix);
+    // A length beyond what an entry can hold counts as all of that.
     const std::size_t duid_length =
         std::min<std::size_t>(entry.Dhcpv6ClientDuidLength, std::size(entry.Dhcpv6ClientDuid));
     adapter.dhcpv6_duid.assign(entry.Dhcpv6ClientDuid, entry.Dhcpv6ClientDuid + duid_length);
@@ -166,7 +164,7 @@ void fill(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS& entry) {
     if (entry.Length <= offsetof(IP_ADAPTER_UNICAST_ADDRESS, OnLinkPrefixLength) ||
         entry.Address.lpSockaddr == nullptr) {
         address.mask.family = family_none;
-    } else if (address.address.family != family_none) {
+    } else if (address.address.family != family_none) { // else the mask stays as it was
         fill_prefix_mask(address.mask, address.address.family, entry.OnLinkPrefixLength);
     }
 }

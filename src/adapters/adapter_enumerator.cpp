@@ -80,26 +80,28 @@ bool adapter_enumerator::find_first(_SFindAdapter& adapter, std::uint32_t family
     return fill_adapter(adapter);
 }
 
-bool adapter_enumerator::fill_adapter(_SFindAdapter& adapter) try {
-    adapter.gateways.clear();
-    adapter.dns_servers.clear();
-    adapter.dhcpv6_duid.clear();
-    if (addresses_cursor != nullptr && detail::the_helper().is_version_6()) {
-        detail::fill(adapter, *addresses_cursor, device_ids);
-        unicast_cursor = addresses_cursor->FirstUnicastAddress;
-        addresses_cursor = addresses_cursor->Next;
-        return true;
+bool adapter_enumerator::fill_adapter(_SFindAdapter& adapter) {
+    DWORD code = ERROR_NO_MORE_ITEMS;
+    try {
+        adapter.gateways.clear();
+        adapter.dns_servers.clear();
+        adapter.dhcpv6_duid.clear();
+        if (addresses_cursor != nullptr && detail::the_helper().is_version_6()) {
+            detail::fill(adapter, *addresses_cursor, device_ids);
+            unicast_cursor = addresses_cursor->FirstUnicastAddress;
+            addresses_cursor = addresses_cursor->Next;
+            return true;
+        }
+        if (info_cursor != nullptr) {
+            detail::fill(adapter, *info_cursor, addresses_cursor);
+            info_addr_cursor = &info_cursor->IpAddressList;
+            info_cursor = info_cursor->Next;
+            return true;
+        }
+    } catch (const std::bad_alloc&) {
+        code = ERROR_NOT_ENOUGH_MEMORY;
     }
-    if (info_cursor == nullptr) {
-        SetLastError(ERROR_NO_MORE_ITEMS);
-        return false;
-    }
-    detail::fill(adapter, *info_cursor, addresses_cursor);
-    info_addr_cursor = &info_cursor->IpAddressList;
-    info_cursor = info_cursor->Next;
-    return true;
-} catch (const std::bad_alloc&) {
-    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    SetLastError(code); // last: freeing an exception may change it
     return false;
 }
 

@@ -48,15 +48,7 @@ saddr4 dhcp_server_of(const IP_ADAPTER_INFO& entry) {
     return server;
 }
 
-/// The socket address of a gateway's text; empty when the text is no address.
-saddr gateway_of(const char* text) {
-    addr gateway;
-    if (!parse_address(text, gateway)) {
-        gateway.family = family_none;
-    }
-    return to_saddr(gateway);
-}
-
+/// Family 0 when the text is no address.
 void read(const IP_ADDRESS_STRING& text, addr& address) {
     if (!parse_address(text.String, address)) {
         address.family = family_none;
@@ -70,7 +62,7 @@ void fill(_SFindAdapter& adapter, const IP_ADAPTER_INFO& entry, const IP_ADAPTER
     adapter.ipv6_index = 0;
     adapter.type = entry.Type;
     adapter.oper_status = status_of(entry.Index, newer);
-    fill_hw_address(adapter, entry.Address, entry.AddressLength);
+    fill_hw_address(adapter, entry, offsetof(IP_ADAPTER_INFO, Address), entry.AddressLength);
     adapter.name = entry.AdapterName;
     adapter.description = description_of(entry);
     adapter.friendly_name.clear();
@@ -81,9 +73,10 @@ void fill(_SFindAdapter& adapter, const IP_ADAPTER_INFO& entry, const IP_ADAPTER
     adapter.dhcp_enabled = entry.DhcpEnabled != 0;
     adapter.dhcp_server = dhcp_server_of(entry);
     adapter.dhcpv6_server = {};
-    const char* gateway = entry.GatewayList.IpAddress.String;
-    if (*gateway != '\0') {
-        adapter.gateways.push_back(gateway_of(gateway));
+    if (entry.GatewayList.IpAddress.String[0] != '\0') {
+        addr gateway;
+        read(entry.GatewayList.IpAddress, gateway);
+        adapter.gateways.push_back(to_saddr(gateway));
     }
 }
 

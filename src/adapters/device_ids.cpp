@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <optional>
+#include <utility>
 #include <windows.h>
 
 namespace ip::detail {
@@ -73,7 +74,10 @@ std::optional<std::wstring> string_value(const registry_key& key, const wchar_t*
         // A stored string may lack its terminator, or have text behind it that does not count.
         const std::size_t end = std::min(buffer.find(L'\0'), size / sizeof(wchar_t));
         std::wstring text(buffer, 0, end);
-        return type == REG_EXPAND_SZ ? expanded(text) : text;
+        if (type == REG_EXPAND_SZ) {
+            return expanded(text);
+        }
+        return text;
     }
 }
 

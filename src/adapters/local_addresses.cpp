@@ -35,7 +35,7 @@ unsigned long local_address(addr& address, unsigned short family) {
     return code;
 }
 
-bool lib::address_family_supported(unsigned short family) {
+bool lib::address_family_supported(unsigned short family) try {
     constexpr std::uint32_t status_up = 1;
     constexpr std::uint32_t type_loopback = 24;
     adapter_enumerator adapters;
@@ -51,6 +51,8 @@ bool lib::address_family_supported(unsigned short family) {
             }
         }
     }
+    return false;
+} catch (const std::bad_alloc&) {
     return false;
 }
 

@@ -17,7 +17,8 @@ std::wstring to_wide(const Char* text, std::size_t length, unsigned code_page);
 template <class Char>
 std::string to_narrow(const Char* text);
 
-/// Narrow to wide. `length` is in bytes; `npos` takes the text up to its terminating zero. Throws
+/// Narrow to wide. `length` is in bytes, of which the system takes the low 32 bits; `npos` takes the text
+/// up to its terminating zero. Throws
 /// `kvt::exceptions::fatal` for null text with a length, `kvt::exceptions::error` when the system
 /// call fails, and `std::bad_alloc`. Empty text, null included, needs no system call.
 template <>

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <iterator>
 
 // Groups are composed in a register and stored whole, which puts the first digit into the low byte.
 static_assert(std::endian::native == std::endian::little);

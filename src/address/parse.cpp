@@ -1,6 +1,7 @@
 #include "address/parse.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <string>

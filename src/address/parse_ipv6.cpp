@@ -15,6 +15,10 @@ constexpr int whole_address = 128;
 /// The 16 bytes as they fill up, and where among them a `::` stood.
 class scratch_address {
 public:
+    scratch_address() = default;
+    scratch_address(const scratch_address&) = delete;
+    scratch_address& operator=(const scratch_address&) = delete;
+
     [[nodiscard]] std::ptrdiff_t room() const noexcept { return std::end(bytes_) - end_; }
 
     void add_group(unsigned group) noexcept {
@@ -149,7 +153,8 @@ bool read_tail(const char* at, std::uint8_t (&octets)[4], int& prefix) noexcept 
 }
 
 /// Reads what ends the text after the last colon: a group, which may be missing, or a dotted tail. What
-/// follows is ignored unless it is a prefix length.
+/// follows is ignored unless it is a prefix length. A tail that is malformed or has no room does not refuse
+/// the address: its first digits count as a group ("::1.2.3.999" reads as "::1").
 int read_end(const char* at, const digit_run& group, scratch_address& address) noexcept {
     const bool has_group = group.end != at;
     int prefix = whole_address;

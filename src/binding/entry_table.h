@@ -29,7 +29,7 @@ void store_entry(Binding& binding, FARPROC found) {
 } // namespace ip::detail
 
 /// A row whose name and member cannot differ, since both come from one token.
-#define KVTIP_ENTRY(binding, name)                                 \
-    ip::detail::entry<binding> {                                   \
-#name, &ip::detail::store_entry < binding, &binding::name> \
-    }
+// clang-format off
+#define KVTIP_ENTRY(binding, name) \
+    ip::detail::entry<binding>{#name, &ip::detail::store_entry<binding, &binding::name>}
+// clang-format on

@@ -96,13 +96,13 @@ bool run_at_load(void (*step)()) {
     try {
         step();
         return true;
-    } catch (const kvt::exceptions::error& error) {
-        failure = error;
+    } catch (kvt::exceptions::error& error) {
+        failure = std::move(error); // a copy could throw again
     } catch (const std::bad_alloc&) {
         failure.reset();
     }
     if (failure) {
-        throw kvt::exceptions::error(*failure);
+        throw kvt::exceptions::error(std::move(*failure));
     }
     throw std::bad_alloc();
 }

@@ -57,7 +57,7 @@ unsigned long iphlpapi_impl::load() {
     unsigned long code = 0;
     for (const auto& row : required_entries) {
         if (!row.bind(*this)) {
-            code = GetLastError();
+            code = GetLastError(); // at once: the next look-up may change it
             complete = false;
         }
     }

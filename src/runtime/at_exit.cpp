@@ -14,14 +14,18 @@ void at_exit(void (*action)()) {
     newest = new impl::at_exit_action_node{action, newest};
 }
 
-void run_at_exit_actions(void (*report)(const impl::at_exit_action_node::action_failed_exception&)) {
+void run_at_exit_actions(void (*report)(const impl::at_exit_action_node::action_failed_exception&)) noexcept {
     while (newest != nullptr) {
         const std::unique_ptr<impl::at_exit_action_node> node(newest);
         newest = node->older;
         try {
             node->action();
         } catch (...) {
-            report(impl::at_exit_action_node::action_failed_exception());
+            try {
+                report(impl::at_exit_action_node::action_failed_exception());
+            } catch (...) {
+                // Memory may be too short for a report; the other actions still run.
+            }
         }
     }
 }

@@ -38,7 +38,7 @@ struct at_exit_action_node {
 void at_exit(void (*action)());
 
 /// Takes the actions off the list and runs them, newest first. One that throws is handed to `report`
-/// and does not stop the others; actions registered meanwhile run too.
-void run_at_exit_actions(void (*report)(const impl::at_exit_action_node::action_failed_exception&));
+/// and does not stop the others; what `report` throws is dropped. Actions registered meanwhile run too.
+void run_at_exit_actions(void (*report)(const impl::at_exit_action_node::action_failed_exception&)) noexcept;
 
 } // namespace kvt::main

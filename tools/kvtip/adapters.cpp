@@ -43,8 +43,7 @@ json prefix_length_json(const ip::addr& mask) {
 
 json addresses_json(ip::adapter_enumerator& adapters) {
     json result = json::array();
-    ip::_SFindAddress found;
-    while (adapters.find_next_addr(found)) {
+    for (ip::_SFindAddress found; adapters.find_next_addr(found); found = {}) {
         result.push_back({{"address", address_json(found.address)},
                           {"mask", address_json(found.mask)},
                           {"prefix_length", prefix_length_json(found.mask)},

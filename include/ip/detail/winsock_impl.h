@@ -3,6 +3,7 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
+#include <atomic>
 #include <cstdint>
 
 #include "ip/detail/owners.h"
@@ -27,7 +28,7 @@ struct winsock_impl {
     decltype(&::WSAPoll) WSAPoll = nullptr;
 
     critical_section lock;
-    std::uint32_t start_count = 0;
+    std::atomic<std::uint32_t> start_count = 0; ///< changed under the lock, read by anybody
 
     // A start fails when one of these is missing.
     decltype(&::WSAStartup) WSAStartup = nullptr;
