@@ -48,11 +48,14 @@ template <class Input, class Operation>
 void add(const std::string& name, std::vector<Input> inputs, Operation operation) {
     const auto run = [inputs = std::move(inputs), operation](benchmark::State& state) {
         bool succeeded = true;
-        for (auto _ : state)
-            for (const Input& input : inputs)
+        for (auto _ : state) {
+            for (const Input& input : inputs) {
                 succeeded &= operation(input);
-        if (!succeeded)
+            }
+        }
+        if (!succeeded) {
             state.SkipWithError("an address was refused");
+        }
         state.counters["per_address"] =
             benchmark::Counter(static_cast<double>(inputs.size()),
                                benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
@@ -156,8 +159,9 @@ int main(int argc, char** argv) {
     add_formatters<ipv6>("format/ipv6_full", ipv6_full_addresses());
 
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
+    }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

@@ -69,8 +69,9 @@ groups mixed_groups(numbers& random) {
 corpus ipv4_addresses() {
     return generate(4, [](numbers& random) {
         std::array<std::uint8_t, 16> bytes{};
-        for (int i = 0; i < 4; ++i)
+        for (int i = 0; i < 4; ++i) {
             bytes[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(random.below(256));
+        }
         return written_by_the_system(AF_INET, bytes);
     });
 }
@@ -85,8 +86,9 @@ corpus ipv6_mixed_addresses() {
 corpus ipv6_full_addresses() {
     return generate(16, [](numbers& random) {
         groups values;
-        for (unsigned& value : values)
+        for (unsigned& value : values) {
             value = 0x1000 + random.below(0xf000);
+        }
         return ipv6_sample(values);
     });
 }
@@ -95,8 +97,10 @@ corpus mixed_family_addresses() {
     corpus samples = ipv4_addresses();
     const corpus ipv6 = ipv6_mixed_addresses();
     numbers random(46);
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        if (random.below(2) != 0)
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (random.below(2) != 0) {
             samples[i] = ipv6[i];
+        }
+    }
     return samples;
 }

@@ -25,9 +25,12 @@ constexpr std::uint8_t mapped_prefix[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0x
 
 /// The system's socket address, as long as its family makes it; empty for null and other families.
 saddr copy_of(const SOCKET_ADDRESS& address) {
-    saddr family;
-    family.family = address.lpSockaddr == nullptr ? family_none : address.lpSockaddr->sa_family;
-    return image_of(address.lpSockaddr, static_cast<std::size_t>(length_of(family)));
+    saddr result;
+    if (address.lpSockaddr != nullptr) {
+        result.family = address.lpSockaddr->sa_family;
+        result = image_of(address.lpSockaddr, static_cast<std::size_t>(length_of(result)));
+    }
+    return result;
 }
 
 /// Appends the socket addresses of a linked list, of whatever family and as long as the system says;

@@ -14,7 +14,8 @@ namespace ip {
 namespace {
 
 template <class Ours, class Systems>
-constexpr bool same_shape = sizeof(Ours) == sizeof(Systems) && alignof(Ours) == alignof(Systems);
+constexpr bool
+    same_shape = sizeof(Ours) == sizeof(Systems) && std::alignment_of_v<Ours> == std::alignment_of_v<Systems>;
 
 static_assert(family_none == AF_UNSPEC && family_ipv4 == AF_INET && family_ipv6 == AF_INET6);
 

@@ -21,7 +21,7 @@ std::string formatted(const char* format, const char* name) {
     const int length = std::snprintf(nullptr, 0, format, name);
     if (length > 0) {
         message.resize(static_cast<std::size_t>(length));
-        static_cast<void>(std::snprintf(message.data(), message.size() + 1, format, name));
+        std::snprintf(message.data(), message.size() + 1, format, name);
     }
     return message;
 }

@@ -4,58 +4,35 @@
 #include "address/parse.h"
 #include "check.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
-
-#include <array>
 #include <cstring>
-#include <memory>
-#include <string>
+#include <vector>
 
-namespace {
-
-using address_bytes = std::array<std::uint8_t, 16>;
-
-constexpr std::uint16_t untouched_family = 77;
-
-/// The text in a block of exactly its size. Wide text gets a high byte in each unit.
-template <class Char>
-std::unique_ptr<Char[]> exact_copy(const std::string& text) {
-    constexpr unsigned high = sizeof(Char) > 1 ? 0x3000 : 0;
-    std::unique_ptr<Char[]> copy(new Char[text.size() + 1]);
-    for (std::size_t i = 0; i < text.size(); ++i)
-        copy[i] = static_cast<Char>(static_cast<unsigned char>(text[i]) | high);
-    copy[text.size()] = 0;
-    return copy;
-}
-
-void agrees_with_the_system(const char* text, int family, std::size_t size, int whole,
-                            int (*parse)(const char*, std::uint8_t*) noexcept) {
-    address_bytes expected{}, out{};
-    const int prefix = parse(text, out.data());
-    check(prefix >= -1 && prefix <= whole);
-    if (inet_pton(family, text, expected.data()) != 1)
-        return;
-    check(prefix == whole);
-    check(std::memcmp(out.data(), expected.data(), size) == 0);
-}
-
-void narrow_and_wide_agree(const std::string& text) {
-    ip::addr narrow{untouched_family, {}}, wide = narrow;
-    const bool accepted = ip::detail::parse_address(exact_copy<char>(text).get(), narrow);
-    check(ip::detail::parse_address(exact_copy<wchar_t>(text).get(), wide) == accepted);
-    check(std::memcmp(narrow.address, wide.address, sizeof narrow.address) == 0);
-    check(wide.family == (accepted ? narrow.family : ip::family_none));
-    check(accepted == (narrow.family != untouched_family));
-}
-
-} // namespace
+using namespace ip::detail;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string input(reinterpret_cast<const char*>(data), size);
-    const std::string text = input.c_str(); // a text ends at its first zero
-    const auto exact = exact_copy<char>(text);
-    agrees_with_the_system(exact.get(), AF_INET, 4, 32, ip::detail::parse_ipv4);
-    agrees_with_the_system(exact.get(), AF_INET6, 16, 128, ip::detail::parse_ipv6);
-    narrow_and_wide_agree(text);
+    // Blocks of exactly the text's size: it ends at its first zero. Wide units get a high byte.
+    const std::uint8_t* const end = std::find(data, data + size, 0);
+    std::vector<char> text(static_cast<std::size_t>(end - data) + 1);
+    std::vector<wchar_t> wide_text(text.size());
+    std::copy(data, end, text.begin());
+    std::transform(data, end, wide_text.begin(), [](std::uint8_t unit) { return unit | 0x3000; });
+
+    const auto agrees_with_the_system = [&](auto parse, int whole, int family, std::size_t bytes) {
+        std::uint8_t ours[16], systems[16];
+        const int prefix = parse(text.data(), ours);
+        check(prefix >= not_an_address && prefix <= whole);
+        if (inet_pton(family, text.data(), systems) == 1)
+            check(prefix == whole && std::memcmp(ours, systems, bytes) == 0);
+    };
+    agrees_with_the_system(parse_ipv4, 32, AF_INET, 4);
+    agrees_with_the_system(parse_ipv6, 128, AF_INET6, 16);
+
+    ip::addr narrow{77, {}}, wide = narrow;
+    const bool accepted = parse_address(text.data(), narrow);
+    check(parse_address(wide_text.data(), wide) == accepted && accepted == (narrow.family != 77));
+    check(wide.family == (accepted ? narrow.family : ip::family_none));
+    check(std::memcmp(narrow.address, wide.address, sizeof narrow.address) == 0);
     return 0;
 }

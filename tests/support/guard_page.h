@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <memory>
 #include <new>
 
 class guarded_buffer {
@@ -12,27 +13,19 @@ public:
     explicit guarded_buffer(std::size_t size) {
         SYSTEM_INFO system;
         GetSystemInfo(&system);
-        const std::size_t page = system.dwPageSize;
-        const std::size_t usable = (size + page - 1) / page * page;
-        pages_ = static_cast<std::byte*>(
-            VirtualAlloc(nullptr, usable + page, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
-        if (!pages_)
+        const std::size_t page = system.dwPageSize, usable = (size / page + 1) * page;
+        pages_.reset(VirtualAlloc(nullptr, usable + page, MEM_RESERVE, PAGE_NOACCESS));
+        if (!pages_ || !VirtualAlloc(pages_.get(), usable, MEM_COMMIT, PAGE_READWRITE))
             throw std::bad_alloc();
-        std::byte* const guard = pages_ + usable;
-        data_ = guard - size;
-        DWORD before;
-        if (!VirtualProtect(guard, page, PAGE_NOACCESS, &before)) {
-            VirtualFree(pages_, 0, MEM_RELEASE);
-            throw std::bad_alloc();
-        }
+        data_ = static_cast<std::byte*>(pages_.get()) + usable - size;
     }
-    ~guarded_buffer() { VirtualFree(pages_, 0, MEM_RELEASE); }
-    guarded_buffer(const guarded_buffer&) = delete;
-    guarded_buffer& operator=(const guarded_buffer&) = delete;
 
     std::byte* data() const noexcept { return data_; }
 
 private:
-    std::byte* pages_;
+    struct release {
+        void operator()(void* pages) const noexcept { VirtualFree(pages, 0, MEM_RELEASE); }
+    };
+    std::unique_ptr<void, release> pages_;
     std::byte* data_;
 };

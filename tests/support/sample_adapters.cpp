@@ -45,8 +45,11 @@ IP_ADAPTER_ADDRESSES full_adapter(system& on) {
     entry.Dhcpv6Server = on.record(socket_address("2001:db8::1", 8962));
     entry.Ipv4Metric = 25;
     entry.Ipv6Metric = 35;
+    ip::saddr router = socket_address("fe80::1");
+    router.flow_info = 5;
+    router.scope_id = 9;
     entry.FirstGatewayAddress =
-        on.list<IP_ADAPTER_GATEWAY_ADDRESS>({socket_address("192.0.2.1"), {}, socket_address("fe80::1")});
+        on.list<IP_ADAPTER_GATEWAY_ADDRESS>({socket_address("192.0.2.1"), {}, router});
     entry.FirstDnsServerAddress = on.list<IP_ADAPTER_DNS_SERVER_ADDRESS>(
         {socket_address("2001:db8::53"), {}, socket_address("192.0.2.53")});
     entry.FirstUnicastAddress = on.list({socket_address("192.0.2.10")}, unicast(24, 3600));

@@ -8,90 +8,33 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <atomic>
 #include <bit>
 #include <mutex>
 #include <string_view>
-
-// The true functions behind the seam at the end of this file.
-#define KVTIP_REAL(name) extern "C" decltype(&name) __real___imp_##name
-KVTIP_REAL(LoadLibraryW);
-KVTIP_REAL(FreeLibrary);
-KVTIP_REAL(GetModuleHandleW);
-KVTIP_REAL(GetProcAddress);
-KVTIP_REAL(InitializeCriticalSection);
-KVTIP_REAL(DeleteCriticalSection);
-KVTIP_REAL(EnterCriticalSection);
-KVTIP_REAL(LeaveCriticalSection);
-KVTIP_REAL(RegOpenKeyExW);
-KVTIP_REAL(RegCloseKey);
-KVTIP_REAL(RegEnumKeyExW);
-KVTIP_REAL(RegQueryValueExW);
-KVTIP_REAL(ExpandEnvironmentStringsW);
-KVTIP_REAL(MultiByteToWideChar);
-KVTIP_REAL(WideCharToMultiByte);
+#include <type_traits>
+#include <utility>
 
 namespace scripted {
-
-const wchar_t* const network_class =
-    L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e972-e325-11ce-bfc1-08002be10318}";
-const wchar_t* const modem_class =
-    L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e96d-e325-11ce-bfc1-08002be10318}";
-
 namespace {
 
+constexpr DWORD poison = 0xBADC0DE;
 constinit system* current = nullptr;
 
-// The ledger: what was handed out and has not come back.
-constinit std::atomic<int> starts = 0, sections = 0, locks_held = 0, keys_open = 0;
-std::array<std::atomic<int>, 4> loads;
-std::set<std::pair<const void*, const void*>> lock_order; // held first, then taken
-std::mutex order_mutex;
+// The ledger: what was handed out and has not come back, and which lock was taken under which.
+std::mutex ledger_mutex;
+std::map<std::string, int> ledger;
+std::set<std::pair<const void*, const void*>> lock_order;
 
-/// The sections that this thread holds, the last one taken last. A plain record: one with a destructor
-/// would make the compiler's runtime call the system at the thread's end.
-struct held_sections {
-    const void* sections[8];
-    std::size_t count;
-};
-constinit thread_local held_sections held{};
-
-struct module_row {
-    const char* name;
-    const wchar_t* wide_name;
-    std::string_view entries; // those without a script of their own, which nobody may call
-};
-
-constexpr module_row modules[] = {
-    {"ntdll", L"ntdll", ""},
-    {"kernel32", L"kernel32", ""},
-    {"Iphlpapi.dll", L"Iphlpapi.dll",
-     " IcmpCreateFile IcmpCloseHandle IcmpSendEcho SendARP GetIpNetTable GetBestInterfaceEx Icmp6CreateFile"
-     " Icmp6SendEcho2 ResolveIpNetEntry2 GetIpNetTable2 FreeMibTable GetExtendedTcpTable GetExtendedUdpTable"
-     " GetPerTcpConnectionEStats GetPerTcp6ConnectionEStats "},
-    {"Ws2_32.dll", L"Ws2_32.dll",
-     " WSAEnumProtocolsW WSASocketW getsockopt setsockopt shutdown closesocket bind listen select WSAAccept"
-     " send sendto recv recvfrom connect htons ntohs htonl gethostbyname gethostbyaddr getservbyname"
-     " getservbyport getpeername getsockname gethostname ioctlsocket getaddrinfo freeaddrinfo getnameinfo"
-     " GetNameInfoW GetAddrInfoW FreeAddrInfoW WSAConnectByNameA WSAConnectByNameW WSAPoll "},
-};
-
-std::size_t module_number(const wchar_t* name) {
-    const auto same = [name](const module_row& row) { return row.wide_name == std::wstring_view(name); };
-    const auto found = std::find_if(std::begin(modules), std::end(modules), same);
-    EXPECT_NE(found, std::end(modules)) << "a module that nobody should ask for";
-    return static_cast<std::size_t>(found - std::begin(modules));
+void enter_in_ledger(const std::string& what, int by) {
+    const std::lock_guard guard(ledger_mutex);
+    EXPECT_GE(ledger[what] += by, 0) << what << ": given back too often";
 }
 
 /// One call in progress: writes it down, decides what it answers, and sets the last error at its end.
 class call {
 public:
-    enum reports { in_last_error, in_result };
-
-    explicit call(const char* function, std::string_view argument = {}, reports how = in_last_error)
-        : how_(how) {
+    explicit call(const char* function, std::string_view argument = {}, bool sets_last_error = true)
+        : sets_last_error_(sets_last_error) {
         if (current->yields) {
             Sleep(0);
         }
@@ -104,11 +47,11 @@ public:
         const std::string name = function;
         const std::string full = argument.empty() ? name : name + "(" + std::string(argument) + ")";
         current->calls.push_back(full);
-        for (const std::string& key : {name, full}) {
-            const auto answer = current->answers.find(key);
-            if (answer != current->answers.end() && !answer->second.empty()) {
-                code = answer->second.front();
-                answer->second.pop_front();
+        for (const std::string& key : std::set<std::string>{name, full}) {
+            std::deque<DWORD>& answers = current->answers[key];
+            if (!answers.empty()) {
+                code = answers.front();
+                answers.pop_front();
             }
         }
         if (code == 0 && current->missing.contains(std::string(argument))) {
@@ -116,41 +59,61 @@ public:
         }
     }
     ~call() {
-        const bool told = how_ == in_last_error && failed();
+        const bool told = sets_last_error_ && failed();
         SetLastError(!told ? poison : code == system::no_reason ? 0 : code);
     }
 
     bool failed() const { return code != 0; }
+    LSTATUS status() const { return static_cast<LSTATUS>(code); }
 
     DWORD code = 0;
 
 private:
     heap::pause pause_;
-    reports how_;
+    bool sets_last_error_;
+};
+
+/// A call that returns its code and leaves nothing in the last error.
+struct coded_call : call {
+    explicit coded_call(const char* function, std::string_view argument = {})
+        : call(function, argument, false) {}
 };
 
 // Modules. A handle is the address of the module's row.
 
+struct module_row {
+    const char* name;
+};
+constexpr module_row modules[] = {{"ntdll"}, {"kernel32"}, {"Iphlpapi.dll"}, {"Ws2_32.dll"}};
+
+const module_row& module_named(const wchar_t* wide) {
+    const std::string name(wide, wide + std::wcslen(wide));
+    const auto found = std::find_if(std::begin(modules), std::end(modules),
+                                    [&](const module_row& row) { return row.name == name; });
+    EXPECT_NE(found, std::end(modules)) << "nobody should ask for " << name;
+    return *found;
+}
+
 HMODULE WINAPI load_library(LPCWSTR name) {
-    const std::size_t number = module_number(name);
-    const call now("LoadLibraryW", modules[number].name);
+    const module_row& row = module_named(name);
+    const call now("LoadLibraryW", row.name);
     if (now.failed()) {
         return nullptr;
     }
-    ++loads[number];
-    return std::bit_cast<HMODULE>(&modules[number]);
+    enter_in_ledger(row.name, 1);
+    return std::bit_cast<HMODULE>(&row);
 }
 
 HMODULE WINAPI get_module_handle(LPCWSTR name) {
-    const std::size_t number = module_number(name);
-    const call now("GetModuleHandleW", modules[number].name);
-    return now.failed() ? nullptr : std::bit_cast<HMODULE>(&modules[number]);
+    const module_row& row = module_named(name);
+    const call now("GetModuleHandleW", row.name);
+    return now.failed() ? nullptr : std::bit_cast<HMODULE>(&row);
 }
 
 BOOL WINAPI free_library(HMODULE module) {
-    const auto number = std::bit_cast<const module_row*>(module) - modules;
-    const call now("FreeLibrary", modules[number].name);
-    EXPECT_GE(--loads[static_cast<std::size_t>(number)], 0) << modules[number].name << " freed too often";
+    const auto* row = std::bit_cast<const module_row*>(module);
+    const call now("FreeLibrary", row->name);
+    enter_in_ledger(row->name, -1);
     return !now.failed();
 }
 
@@ -162,34 +125,34 @@ INT_PTR WINAPI unexpected() {
 }
 
 LONG WINAPI rtl_get_version(RTL_OSVERSIONINFOEXW* version) {
-    const call now("RtlGetVersion", {}, call::in_result);
+    const coded_call now("RtlGetVersion");
     EXPECT_EQ(version->dwOSVersionInfoSize, 284u);
     if (!now.failed()) {
         *version = current->version;
     }
-    return static_cast<LONG>(now.code);
+    return now.status();
 }
 
 BOOL WINAPI get_product_info(DWORD major, DWORD, DWORD, DWORD, DWORD* type) {
-    const call now("GetProductInfo", {}, call::in_result);
+    const coded_call now("GetProductInfo");
     EXPECT_EQ(major, current->version.dwMajorVersion);
     *type = now.failed() ? 0 : 48;
     return !now.failed();
 }
 
 int WSAAPI wsa_startup(WORD version, WSADATA* data) {
-    call now("WSAStartup", std::to_string(version), call::in_result);
+    coded_call now("WSAStartup", std::to_string(version));
     if ((version & 0xFF) == 0) {
         now.code = WSAVERNOTSUPPORTED;
     }
     data->wVersion = now.failed() ? 0xDEAD : version;
-    starts += now.failed() ? 0 : 1;
-    return static_cast<int>(now.code);
+    enter_in_ledger("starts", now.failed() ? 0 : 1);
+    return now.status();
 }
 
 int WSAAPI wsa_cleanup() {
     const call now("WSACleanup");
-    EXPECT_GE(--starts, 0) << "more clean-ups than starts";
+    enter_in_ledger("starts", -1);
     return now.failed() ? SOCKET_ERROR : 0;
 }
 
@@ -199,15 +162,13 @@ int WSAAPI wsa_get_last_error() {
 
 /// Takes any text for the address 1.2.3.4 or 102:304:: of the family asked for.
 template <class Char>
-INT WSAAPI string_to_address(Char* text, INT family, WSAPROTOCOL_INFOW*, SOCKADDR* record, INT* length) {
-    const call now("WSAStringToAddress", sizeof *text == 1 ? "A" : "W");
+INT WSAAPI string_to_address(Char*, INT family, WSAPROTOCOL_INFOW*, SOCKADDR* record, INT* length) {
+    const call now("WSAStringToAddress", sizeof(Char) == 1 ? "A" : "W");
     EXPECT_EQ(record->sa_family, family);
     EXPECT_EQ(*length, family == AF_INET ? 16 : 28);
-    std::memset(record, 0xCC, static_cast<std::size_t>(*length));
-    constexpr char bytes[] = {1, 2, 3, 4};
+    std::memset(record, now.failed() ? 0xCC : 0, static_cast<std::size_t>(*length));
     if (!now.failed()) {
-        std::memset(record, 0, static_cast<std::size_t>(*length));
-        std::memcpy(reinterpret_cast<char*>(record) + (family == AF_INET ? 4 : 8), bytes, sizeof bytes);
+        std::memcpy(reinterpret_cast<char*>(record) + (family == AF_INET ? 4 : 8), "\1\2\3\4", 4);
     }
     return now.failed() ? SOCKET_ERROR : 0;
 }
@@ -215,7 +176,7 @@ INT WSAAPI string_to_address(Char* text, INT family, WSAPROTOCOL_INFOW*, SOCKADD
 /// Writes the record's length and the room as text: two facts that a caller can check.
 template <class Char>
 INT WSAAPI address_to_string(SOCKADDR* record, DWORD length, WSAPROTOCOL_INFOW*, Char* text, DWORD* room) {
-    const call now("WSAAddressToString", sizeof *text == 1 ? "A" : "W");
+    const call now("WSAAddressToString", sizeof(Char) == 1 ? "A" : "W");
     const std::string facts = std::to_string(length) + "/" + std::to_string(*room);
     EXPECT_EQ(record->sa_family, length == 16 ? AF_INET : AF_INET6);
     if (now.failed() || *room <= facts.size()) {
@@ -226,19 +187,19 @@ INT WSAAPI address_to_string(SOCKADDR* record, DWORD length, WSAPROTOCOL_INFOW*,
     return 0;
 }
 
-ULONG WINAPI get_adapters_addresses(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSES* list,
-                                    ULONG* size) {
-    call now("GetAdaptersAddresses", std::to_string(family) + "," + std::to_string(flags), call::in_result);
+/// Fills a caller's list: the first entry in its buffer, the others each at the end of a page.
+template <class Entry>
+ULONG fill_list(coded_call& now, std::vector<Entry>& entries, ULONG wanted, Entry* list, ULONG* size) {
     if (now.failed()) {
         std::memset(list, 0xCC, *size);
-    } else if (*size < current->list_size) {
-        *size = current->list_size;
+    } else if (*size < wanted) {
+        *size = wanted;
         now.code = ERROR_BUFFER_OVERFLOW;
-    } else if (current->adapters.empty()) {
+    } else if (entries.empty()) {
         now.code = ERROR_NO_DATA;
     } else {
-        IP_ADAPTER_ADDRESSES* next = nullptr;
-        for (auto entry = current->adapters.rbegin(); entry != current->adapters.rend(); ++entry) {
+        Entry* next = nullptr;
+        for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
             entry->Next = next;
             next = current->keep(*entry);
         }
@@ -247,25 +208,15 @@ ULONG WINAPI get_adapters_addresses(ULONG family, ULONG flags, void*, IP_ADAPTER
     return now.code;
 }
 
+ULONG WINAPI get_adapters_addresses(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSES* list,
+                                    ULONG* size) {
+    coded_call now("GetAdaptersAddresses", std::to_string(family) + "," + std::to_string(flags));
+    return fill_list(now, current->adapters, current->list_size, list, size);
+}
+
 ULONG WINAPI get_adapters_info(IP_ADAPTER_INFO* list, ULONG* size) {
-    call now("GetAdaptersInfo", {}, call::in_result);
-    if (now.failed()) {
-        std::memset(list, 0xCC, *size);
-    } else if (*size < current->older_list_size) {
-        *size = current->older_list_size;
-        now.code = ERROR_BUFFER_OVERFLOW;
-    } else if (current->older_adapters.empty()) {
-        now.code = ERROR_NO_DATA;
-    } else {
-        IP_ADAPTER_INFO* next = nullptr;
-        for (auto entry = current->older_adapters.rbegin(); entry != current->older_adapters.rend();
-             ++entry) {
-            entry->Next = next;
-            next = current->keep(*entry);
-        }
-        *list = *next;
-    }
-    return now.code;
+    coded_call now("GetAdaptersInfo");
+    return fill_list(now, current->older_adapters, current->older_list_size, list, size);
 }
 
 template <class Function>
@@ -275,17 +226,17 @@ FARPROC entry(Function* function) {
 
 FARPROC WINAPI get_proc_address(HMODULE module, LPCSTR name) {
     call now("GetProcAddress", name);
-    static const std::map<std::string_view, FARPROC> scripts[std::size(modules)] = {
-        {{"RtlGetVersion", entry(&rtl_get_version)}},
-        {{"GetProductInfo", entry(&get_product_info)}},
-        {{"GetAdaptersAddresses", entry(&get_adapters_addresses)}},
-        {{"WSAStartup", entry(&wsa_startup)},
-         {"WSACleanup", entry(&wsa_cleanup)},
-         {"WSAGetLastError", entry(&wsa_get_last_error)},
-         {"WSAStringToAddressA", entry(&string_to_address<char>)},
-         {"WSAStringToAddressW", entry(&string_to_address<wchar_t>)},
-         {"WSAAddressToStringA", entry(&address_to_string<char>)},
-         {"WSAAddressToStringW", entry(&address_to_string<wchar_t>)}},
+    static const std::map<std::string_view, FARPROC> scripted = {
+        {"RtlGetVersion", entry(&rtl_get_version)},
+        {"GetProductInfo", entry(&get_product_info)},
+        {"GetAdaptersAddresses", entry(&get_adapters_addresses)},
+        {"WSAStartup", entry(&wsa_startup)},
+        {"WSACleanup", entry(&wsa_cleanup)},
+        {"WSAGetLastError", entry(&wsa_get_last_error)},
+        {"WSAStringToAddressA", entry(&string_to_address<char>)},
+        {"WSAStringToAddressW", entry(&string_to_address<wchar_t>)},
+        {"WSAAddressToStringA", entry(&address_to_string<char>)},
+        {"WSAAddressToStringW", entry(&address_to_string<wchar_t>)},
     };
     if (module == nullptr && !now.failed()) {
         now.code = ERROR_PROC_NOT_FOUND;
@@ -293,77 +244,38 @@ FARPROC WINAPI get_proc_address(HMODULE module, LPCSTR name) {
     if (now.failed()) {
         return nullptr;
     }
-    const auto* row = std::bit_cast<const module_row*>(module);
-    const auto& scripted = scripts[row - modules];
     const auto script = scripted.find(name);
-    if (script != scripted.end()) {
-        return script->second;
-    }
-    EXPECT_NE(row->entries.find(" " + std::string(name) + " "), std::string_view::npos) << name;
-    return entry(&unexpected);
+    return script == scripted.end() ? entry(&unexpected) : script->second;
 }
 
-// Critical sections: the real ones, watched.
-
-void WINAPI initialize_section(CRITICAL_SECTION* section) {
-    __real___imp_InitializeCriticalSection(section);
-    ++sections;
-    SetLastError(poison);
-}
-
-void WINAPI delete_section(CRITICAL_SECTION* section) {
-    __real___imp_DeleteCriticalSection(section);
-    EXPECT_GE(--sections, 0);
-    SetLastError(poison);
-}
-
-void WINAPI enter_section(CRITICAL_SECTION* section) {
-    __real___imp_EnterCriticalSection(section);
-    const heap::pause pause;
-    for (std::size_t i = 0; i < held.count; ++i) {
-        const void* other = held.sections[i];
-        const std::lock_guard guard(order_mutex);
-        lock_order.emplace(other, section);
-        EXPECT_TRUE(other == section || !lock_order.contains({section, other})) << "lock order reversed";
-    }
-    held.sections[held.count++] = section;
-    ++locks_held;
-    SetLastError(poison);
-}
-
-void WINAPI leave_section(CRITICAL_SECTION* section) {
-    EXPECT_EQ(held.sections[--held.count], section);
-    --locks_held;
-    __real___imp_LeaveCriticalSection(section);
-    SetLastError(poison);
-}
-
-// The registry. A key's handle is the address of its class's devices, or of its device.
+// The registry. A key's handle is the address of its class's devices, or of one of these.
 
 LSTATUS WINAPI open_key(HKEY parent, LPCWSTR path, DWORD, REGSAM, HKEY* key) {
-    call now("RegOpenKeyExW", {}, call::in_result);
-    const auto found = current->devices.find(parent == HKEY_LOCAL_MACHINE ? path : L"");
+    coded_call now("RegOpenKeyExW");
     *key = std::bit_cast<HKEY>(ULONG_PTR{poison});
     if (!now.failed() && parent != HKEY_LOCAL_MACHINE) {
         *key = std::bit_cast<HKEY>(&(*std::bit_cast<std::vector<device>*>(parent))[std::stoul(path)]);
-    } else if (!now.failed() && found != current->devices.end()) {
-        *key = std::bit_cast<HKEY>(&found->second);
     } else if (!now.failed()) {
-        now.code = ERROR_FILE_NOT_FOUND;
+        const bool modems = std::wcsstr(path, L"Class\\{4d36e96d-e325-11ce-bfc1-08002be10318}") != nullptr;
+        const bool network = std::wcsstr(path, L"Class\\{4d36e972-e325-11ce-bfc1-08002be10318}") != nullptr;
+        EXPECT_TRUE(std::wcsstr(path, L"SYSTEM\\CurrentControlSet\\Control\\") == path && modems != network);
+        auto& devices = modems ? current->modem_devices : current->network_devices;
+        *key = std::bit_cast<HKEY>(&devices);
+        now.code = devices.empty() ? ERROR_FILE_NOT_FOUND : 0;
     }
-    keys_open += now.failed() ? 0 : 1;
-    return static_cast<LSTATUS>(now.code);
+    enter_in_ledger("registry keys", now.failed() ? 0 : 1);
+    return now.status();
 }
 
 LSTATUS WINAPI close_key(HKEY) {
-    const call now("RegCloseKey", {}, call::in_result);
-    EXPECT_GE(--keys_open, 0);
-    return static_cast<LSTATUS>(now.code);
+    const coded_call now("RegCloseKey");
+    enter_in_ledger("registry keys", -1);
+    return now.status();
 }
 
 LSTATUS WINAPI enum_key(HKEY key, DWORD index, LPWSTR name, LPDWORD length, LPDWORD, LPWSTR, LPDWORD,
                         FILETIME*) {
-    call now("RegEnumKeyExW", {}, call::in_result);
+    coded_call now("RegEnumKeyExW");
     if (!now.failed() && index >= std::bit_cast<std::vector<device>*>(key)->size()) {
         now.code = ERROR_NO_MORE_ITEMS;
     }
@@ -372,67 +284,112 @@ LSTATUS WINAPI enum_key(HKEY key, DWORD index, LPWSTR name, LPDWORD length, LPDW
         *std::copy(text.begin(), text.end(), name) = 0;
         *length = static_cast<DWORD>(text.size());
     }
-    return static_cast<LSTATUS>(now.code);
+    return now.status();
 }
 
 LSTATUS WINAPI query_value(HKEY key, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE data, LPDWORD size) {
-    call now("RegQueryValueExW", {}, call::in_result);
-    const auto* values = std::bit_cast<const device*>(key);
-    const auto value = values->find(name);
-    if (!now.failed() && value == values->end()) {
+    coded_call now("RegQueryValueExW");
+    const auto& values = *std::bit_cast<const device*>(key);
+    const auto value = values.find(name);
+    if (!now.failed() && value == values.end()) {
         now.code = ERROR_FILE_NOT_FOUND;
     }
     if (!now.failed()) {
-        // Without terminator, as a stored string may be.
-        const std::wstring& text = value->second.text;
-        const DWORD needed = static_cast<DWORD>(text.size() * sizeof(wchar_t));
-        now.code = *size < needed ? ERROR_MORE_DATA : 0;
-        *size = needed;
-        *type = value->second.type;
-        if (!now.failed()) {
-            std::memcpy(data, text.data(), needed);
-        }
+        const std::wstring& text = value->second.second; // without terminator, as a stored one may be
+        const DWORD room = std::exchange(*size, static_cast<DWORD>(text.size() * sizeof(wchar_t)));
+        *type = value->second.first;
+        now.code = room < *size ? ERROR_MORE_DATA : 0;
+        std::memcpy(data, text.data(), std::min(room, *size));
     }
-    return static_cast<LSTATUS>(now.code);
+    return now.status();
 }
 
 /// Makes the text ten times as long instead of looking for variables in it.
 DWORD WINAPI expand_strings(LPCWSTR text, LPWSTR out, DWORD capacity) {
     const call now("ExpandEnvironmentStringsW");
-    const std::size_t needed = std::wcslen(text) * 10 + 1;
-    if (!now.failed() && needed <= capacity) {
+    const std::size_t length = std::wcslen(text);
+    if (!now.failed() && length * 10 < capacity) {
         for (int i = 0; i < 10; ++i) {
-            out = std::copy_n(text, std::wcslen(text), out);
+            out = std::copy_n(text, length, out);
         }
         *out = 0;
     }
-    return now.failed() ? 0 : static_cast<DWORD>(needed);
+    return now.failed() ? 0 : static_cast<DWORD>(length * 10 + 1);
 }
 
-// Text conversions: the real ones, watched.
-
-int WINAPI to_wide_char(UINT page, DWORD flags, LPCCH text, int length, LPWSTR out, int capacity) {
-    const call now("MultiByteToWideChar", std::to_string(page));
-    return now.failed() ? 0 : __real___imp_MultiByteToWideChar(page, flags, text, length, out, capacity);
-}
-
-int WINAPI to_multi_byte(UINT page, DWORD flags, LPCWCH text, int length, LPSTR out, int capacity,
-                         LPCCH fallback, LPBOOL used) {
-    const call now("WideCharToMultiByte", std::to_string(page));
-    return now.failed()
-               ? 0
-               : __real___imp_WideCharToMultiByte(page, flags, text, length, out, capacity, fallback, used);
-}
-
-/// A function that asks the scripted system, if there is one, and else the platform, as the calls of
-/// the compiler's own runtime always do.
+/// What the linker puts in the place of an import: asks the scripted system if there is one, and else the
+/// platform, as the calls of the compiler's own runtime always do. `Scripted` gets the true function too
+/// if it takes it.
 template <auto Real, auto Scripted>
 struct seam;
-template <class Result, class... Arguments, Result (**Real)(Arguments...), Result (*Scripted)(Arguments...)>
+template <class Result, class... Arguments, Result (**Real)(Arguments...), auto Scripted>
 struct seam<Real, Scripted> {
     static Result WINAPI function(Arguments... arguments) {
-        return current != nullptr ? Scripted(arguments...) : (*Real)(arguments...);
+        if (current == nullptr) {
+            return (*Real)(arguments...);
+        }
+        if constexpr (std::is_invocable_v<decltype(Scripted), decltype(*Real), Arguments...>) {
+            return Scripted(*Real, arguments...);
+        } else {
+            return Scripted(arguments...);
+        }
     }
+};
+
+// Critical sections and text conversions: the true ones, watched.
+
+/// The sections that a thread holds, the last one taken last. A plain record: one with a destructor would
+/// make the compiler's runtime call the system at the thread's end.
+struct held_sections {
+    const void* sections[8];
+    std::size_t count;
+};
+constinit thread_local held_sections held{};
+
+constexpr auto initialize_section = [](auto real, CRITICAL_SECTION* section) {
+    const heap::pause pause;
+    enter_in_ledger("critical sections", 1);
+    real(section);
+    SetLastError(poison);
+};
+
+constexpr auto delete_section = [](auto real, CRITICAL_SECTION* section) {
+    const heap::pause pause;
+    enter_in_ledger("critical sections", -1);
+    real(section);
+    SetLastError(poison);
+};
+
+constexpr auto enter_section = [](auto real, CRITICAL_SECTION* section) {
+    const heap::pause pause;
+    real(section);
+    enter_in_ledger("locks", 1);
+    for (std::size_t i = 0; i < held.count; ++i) {
+        const std::lock_guard guard(ledger_mutex);
+        lock_order.emplace(held.sections[i], section);
+        EXPECT_TRUE(held.sections[i] == section || !lock_order.contains({section, held.sections[i]}))
+            << "lock order reversed";
+    }
+    held.sections[held.count++] = section;
+    SetLastError(poison);
+};
+
+constexpr auto leave_section = [](auto real, CRITICAL_SECTION* section) {
+    const heap::pause pause;
+    EXPECT_EQ(held.sections[--held.count], section);
+    enter_in_ledger("locks", -1);
+    real(section);
+    SetLastError(poison);
+};
+
+constexpr auto to_wide = [](auto real, UINT page, auto... arguments) {
+    const call now("MultiByteToWideChar", std::to_string(page));
+    return now.failed() ? 0 : real(page, arguments...);
+};
+
+constexpr auto to_narrow = [](auto real, UINT page, auto... arguments) {
+    const call now("WideCharToMultiByte", std::to_string(page));
+    return now.failed() ? 0 : real(page, arguments...);
 };
 
 } // namespace
@@ -480,23 +437,20 @@ system::system(DWORD major, bool loaded) {
 system::~system() {
     unload_library();
     current = nullptr;
-    lock_order.clear();
-    for (std::size_t i = 0; i < loads.size(); ++i) {
-        EXPECT_EQ(loads[i].exchange(0), 0) << modules[i].name << " stays loaded";
+    for (const auto& [what, left] : ledger) {
+        EXPECT_EQ(left, 0) << what << " not given back";
     }
-    EXPECT_EQ(starts.exchange(0), 0) << "starts without clean-up";
-    EXPECT_EQ(sections.exchange(0), 0) << "critical sections that were not deleted";
-    EXPECT_EQ(locks_held.exchange(0), 0) << "locks still held";
-    EXPECT_EQ(keys_open.exchange(0), 0) << "registry keys still open";
+    ledger.clear();
+    lock_order.clear();
 }
 
 } // namespace scripted
 
-// The seam: the linker puts these in the place of the library's import slots.
 extern "C" {
 #define KVTIP_SEAM(name, scripted_function)         \
+    extern decltype(&name) __real___imp_##name;     \
     constinit decltype(&name) __wrap___imp_##name = \
-        &scripted::seam<&__real___imp_##name, &scripted::scripted_function>::function
+        &scripted::seam<&__real___imp_##name, scripted::scripted_function>::function
 KVTIP_SEAM(LoadLibraryW, load_library);
 KVTIP_SEAM(FreeLibrary, free_library);
 KVTIP_SEAM(GetModuleHandleW, get_module_handle);
@@ -510,8 +464,8 @@ KVTIP_SEAM(RegCloseKey, close_key);
 KVTIP_SEAM(RegEnumKeyExW, enum_key);
 KVTIP_SEAM(RegQueryValueExW, query_value);
 KVTIP_SEAM(ExpandEnvironmentStringsW, expand_strings);
-KVTIP_SEAM(MultiByteToWideChar, to_wide_char);
-KVTIP_SEAM(WideCharToMultiByte, to_multi_byte);
+KVTIP_SEAM(MultiByteToWideChar, to_wide);
+KVTIP_SEAM(WideCharToMultiByte, to_narrow);
 
 // The platform's header does not import this one through a slot.
 ULONG WINAPI __real_GetAdaptersInfo(IP_ADAPTER_INFO*, ULONG*);

@@ -25,17 +25,8 @@
 
 namespace scripted {
 
-/// What every success leaves in the last error, and every failed call in its outputs.
-constexpr DWORD poison = 0xBADC0DE;
-
-struct registry_value {
-    DWORD type;
-    std::wstring text;
-};
-using device = std::map<std::wstring, registry_value>;
-
-extern const wchar_t* const network_class;
-extern const wchar_t* const modem_class;
+/// The values of a device in the registry: type and text by name.
+using device = std::map<std::wstring, std::pair<DWORD, std::wstring>>;
 
 ip::addr address(const char* text);
 ip::saddr socket_address(const char* text, std::uint16_t port = 0);
@@ -58,10 +49,10 @@ public:
     std::set<std::string> missing; ///< modules ("Ws2_32.dll") and entries ("WSAPoll")
     std::vector<IP_ADAPTER_ADDRESSES> adapters;
     std::vector<IP_ADAPTER_INFO> older_adapters;
-    ULONG list_size = 15360;                             ///< the room that `GetAdaptersAddresses` wants
-    ULONG older_list_size = 3520;                        ///< the room that `GetAdaptersInfo` wants
-    std::map<std::wstring, std::vector<device>> devices; ///< by class key
-    bool yields = false;                                 ///< gives other threads a chance inside calls
+    ULONG list_size = 15360;      ///< the room that `GetAdaptersAddresses` wants
+    ULONG older_list_size = 3520; ///< the room that `GetAdaptersInfo` wants
+    std::vector<device> network_devices, modem_devices;
+    bool yields = false; ///< gives other threads a chance inside calls
 
     // What fails: the codes that a call answers, one each time (0: as usual), by its name with or without
     // argument; or one call by its number.
@@ -83,21 +74,19 @@ public:
     }
     template <class Char>
     Char* text(const Char* literal) {
-        return const_cast<Char*>(
-            keep(*literal, (std::char_traits<Char>::length(literal) + 1) * sizeof(Char)));
+        return keep(*literal, (std::char_traits<Char>::length(literal) + 1) * sizeof(Char));
     }
     /// A socket address of the length that its family has; null for none.
     SOCKET_ADDRESS record(const ip::saddr& address);
     /// A linked list of the platform's nodes, one for each address and each as long as its length says.
     template <class Node>
     Node* list(const std::vector<ip::saddr>& addresses, Node node = full_length<Node>()) {
-        Node* first = nullptr;
+        node.Next = nullptr;
         for (auto address = addresses.rbegin(); address != addresses.rend(); ++address) {
             node.Address = record(*address);
-            node.Next = first;
-            first = keep(node, std::min<std::size_t>((node.Length + 7) / 8 * 8, sizeof node));
+            node.Next = keep(node, std::min<std::size_t>((node.Length + 7) / 8 * 8, sizeof node));
         }
-        return first;
+        return node.Next;
     }
 
 private:

@@ -8,89 +8,68 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <new>
-#include <optional>
 #include <string_view>
 
 namespace {
 
-/// What an operation of another kind than "returns a code" says of its failure.
+/// What an operation that only says whether it succeeded gives for a failure.
 constexpr unsigned long unexplained = 1;
 
-unsigned long first_error(unsigned long earlier, unsigned long later) {
-    return earlier != 0 ? earlier : later;
+/// The first error of a start, something done with the started handle, and the stop.
+template <class Handle, class Start, class Stop>
+unsigned long use(
+    Start start, Stop stop, unsigned long (*operation)(Handle&) = [](Handle&) { return 0UL; }) {
+    Handle handle;
+    unsigned long code = start(handle);
+    code = code != 0 ? code : operation(handle);
+    return code != 0 ? code : stop(handle);
 }
 
-unsigned long load_only() {
-    return 0;
-}
-
-unsigned long use_lib() {
-    ip::lib handle;
-    const unsigned long code = handle.init();
-    return first_error(code, handle.free());
-}
-
-unsigned long use_winsock2() {
-    ip::winsock2 handle;
+constexpr auto init = [](auto& handle) { return handle.init(); };
+constexpr auto load = [](auto& handle) { return handle.load(); };
+constexpr auto free = [](auto& handle) { return handle.free(); };
+constexpr auto cleanup = [](ip::winsock2& handle) { return handle.cleanup(); };
+constexpr auto start = [](ip::winsock2& handle) {
     WSADATA data;
-    const unsigned long code = handle.start(data);
-    return code != 0 ? code : handle.cleanup();
+    return handle.start(data);
+};
+
+unsigned long with_lib(unsigned long (*operation)(ip::lib&)) {
+    return use<ip::lib>(init, free, operation);
 }
 
-unsigned long use_hlpapi() {
-    ip::hlpapi handle;
-    const unsigned long code = handle.load();
-    return first_error(code, handle.free());
+unsigned long convert_text(ip::lib&) {
+    ip::_raw_addr4_no raw4;
+    ip::_raw_addr6_no raw6;
+    wchar_t wide[64];
+    char narrow[64];
+    using namespace ip::detail;
+    return from_string("", raw4) && from_string(L"", raw4) && from_string("", raw6) &&
+                   from_string(L"", raw6) && to_string(raw4, narrow, 64) && to_string(raw6, wide, 64)
+               ? 0
+               : unexplained;
 }
 
-template <class Operation>
-unsigned long with_lib(Operation operation) {
-    ip::lib handle;
-    unsigned long code = handle.init();
-    if (code == 0) {
-        code = operation(handle);
+unsigned long walk_adapters(ip::lib&) {
+    ip::adapter_enumerator adapters;
+    ip::_SFindAdapter adapter;
+    for (bool found = adapters.find_first(adapter, 0); found; found = adapters.find_next(adapter)) {
     }
-    return first_error(code, handle.free());
+    const DWORD code = GetLastError();
+    return code == ERROR_NO_MORE_ITEMS ? 0 : code;
 }
 
-unsigned long convert_text() {
-    return with_lib([](ip::lib&) {
-        ip::_raw_addr4_no raw4;
-        ip::_raw_addr6_no raw6;
-        wchar_t wide[64];
-        char narrow[64];
-        using namespace ip::detail;
-        return from_string("1.2.3.4", raw4) && from_string(L"1.2.3.4", raw4) && from_string("::", raw6) &&
-                       from_string(L"::", raw6) && to_string(raw4, narrow, 64) && to_string(raw6, wide, 64)
-                   ? 0
-                   : unexplained;
-    });
+unsigned long list_addresses(ip::lib&) {
+    std::vector<ip::addr> addresses;
+    ip::addr first;
+    const unsigned long code = ip::localaddresses(addresses, 0);
+    return code != 0 ? code : ip::local_address(first, ip::family_ipv4);
 }
 
-unsigned long walk_adapters() {
-    return with_lib([](ip::lib&) -> unsigned long {
-        ip::adapter_enumerator adapters;
-        ip::_SFindAdapter adapter;
-        for (bool found = adapters.find_first(adapter, 0); found; found = adapters.find_next(adapter)) {
-        }
-        const DWORD code = GetLastError();
-        return code == ERROR_NO_MORE_ITEMS ? 0 : code;
-    });
-}
-
-unsigned long list_addresses() {
-    return with_lib([](ip::lib&) {
-        std::vector<ip::addr> addresses;
-        ip::addr first;
-        const unsigned long code = ip::localaddresses(addresses, 0);
-        return first_error(code, ip::local_address(first, ip::family_ipv4));
-    });
-}
-
-unsigned long ask_for_family() {
-    return with_lib(
-        [](ip::lib& handle) { return handle.address_family_supported(ip::family_ipv4) ? 0 : unexplained; });
+unsigned long ask_for_family(ip::lib& lib) {
+    return lib.address_family_supported(ip::family_ipv4) ? 0 : unexplained;
 }
 
 /// An operation and the system it meets. The other two list entries ("Name") that may be missing
@@ -104,18 +83,20 @@ struct scenario {
     std::string_view unexplained;
 };
 
-constexpr scenario scenarios[] = {
-    {"the load of the library", load_only, 10, "", ""},
-    {"the load of the library, version 5", load_only, 5, "", ""},
-    {"lib", use_lib, 10, "", ""},
-    {"winsock2", use_winsock2, 10, "", ""},
-    {"hlpapi", use_hlpapi, 10, "", ""},
-    {"address text", convert_text, 10, "", " WSAStringToAddress() WSAAddressToString() "},
-    {"adapters", walk_adapters, 10, "", ""},
-    {"adapters, version 5", walk_adapters, 5, " MultiByteToWideChar() ", ""},
-    {"local addresses", list_addresses, 10, "", ""},
-    {"local addresses, version 5", list_addresses, 5, " MultiByteToWideChar() ", ""},
-    {"family", ask_for_family, 10, "", " GetAdaptersAddresses GetAdaptersAddresses() "},
+const scenario scenarios[] = {
+    {"load", [] { return 0UL; }, 10, "", ""},
+    {"load, version 5", [] { return 0UL; }, 5, "", ""},
+    {"lib", [] { return use<ip::lib>(init, free); }, 10, "", ""},
+    {"hlpapi", [] { return use<ip::hlpapi>(load, free); }, 10, "", ""},
+    {"winsock2", [] { return use<ip::winsock2>(start, cleanup); }, 10, "", ""},
+    {"address text", [] { return with_lib(convert_text); }, 10, "",
+     " WSAStringToAddress() WSAAddressToString() "},
+    {"adapters", [] { return with_lib(walk_adapters); }, 10, "", ""},
+    {"adapters, version 5", [] { return with_lib(walk_adapters); }, 5, " MultiByteToWideChar() ", ""},
+    {"addresses", [] { return with_lib(list_addresses); }, 10, "", ""},
+    {"addresses, version 5", [] { return with_lib(list_addresses); }, 5, " MultiByteToWideChar() ", ""},
+    {"family", [] { return with_lib(ask_for_family); }, 10, "",
+     " GetAdaptersAddresses GetAdaptersAddresses() "},
 };
 
 constexpr std::string_view absorbed_by_all =
@@ -146,77 +127,68 @@ unsigned long expected(const scenario& row, const std::string& call, unsigned lo
 void furnish(scripted::system& system) {
     system.adapters = {full_adapter(system), loopback_adapter(system)};
     system.older_adapters = {scripted::older_adapter()};
-    system.devices[scripted::network_class] = {
+    system.network_devices = {
         {{L"NetCfgInstanceId", {REG_SZ, L"{A}"}}, {L"DeviceInstanceID", {REG_EXPAND_SZ, L"%id%"}}}};
-}
-
-/// Loads the library on that system, runs the operation, and unloads the library again.
-unsigned long run(const scenario& row, scripted::system& system, std::size_t denied = ~std::size_t{0},
-                  bool persistent = false, std::size_t* allocations = nullptr) {
-    const heap::watch watch(denied, persistent);
-    unsigned long code = 0;
-    try {
-        system.load_library();
-        code = row.operation();
-    } catch (const kvt::exceptions::error& error) {
-        code = error.error_code();
-    } catch (const std::bad_alloc&) {
-        code = ERROR_NOT_ENOUGH_MEMORY;
-    }
-    system.unload_library();
-    EXPECT_EQ(watch.live(), 0u) << "heap blocks left behind";
-    if (allocations != nullptr) {
-        *allocations = watch.allocations();
-    }
-    return code;
 }
 
 void PrintTo(const scenario& row, std::ostream* out) {
     *out << row.name;
 }
 
-class Scenarios : public testing::TestWithParam<scenario> {
-protected:
-    struct outcome {
-        unsigned long code;
-        std::vector<std::string> calls;
-    };
-
-    /// The row's outcome on a system that `change` makes worse.
-    template <class Change>
-    outcome run_changed(Change change) {
-        scripted::system system(GetParam().version, false);
-        furnish(system);
-        change(system);
-        const unsigned long code = run(GetParam(), system);
-        return {code, std::move(system.calls)};
-    }
-
-    outcome run_unchanged() {
-        return run_changed([](auto&) {});
-    }
+struct outcome {
+    unsigned long code = 0;
+    std::size_t allocations = 0;
+    std::vector<std::string> calls;
 };
+
+/// Loads the library on the row's system, which `change` makes worse, runs the operation, and unloads.
+outcome run(
+    const scenario& row, const std::function<void(scripted::system&)>& change = [](auto&) {},
+    std::size_t denied = ~std::size_t{0}, bool persistent = false) {
+    scripted::system system(row.version, false);
+    furnish(system);
+    change(system);
+    outcome result;
+    {
+        const heap::watch watch(denied, persistent);
+        try {
+            system.load_library();
+            result.code = row.operation();
+        } catch (const kvt::exceptions::error& error) {
+            result.code = error.error_code();
+        } catch (const std::bad_alloc&) {
+            result.code = ERROR_NOT_ENOUGH_MEMORY;
+        }
+        system.unload_library();
+        EXPECT_EQ(watch.live(), 0u) << "heap blocks left behind";
+        result.allocations = watch.allocations();
+    }
+    result.calls = std::move(system.calls);
+    return result;
+}
+
+class Scenarios : public testing::TestWithParam<scenario> {};
 
 INSTANTIATE_TEST_SUITE_P(All, Scenarios, testing::ValuesIn(scenarios));
 
 TEST_P(Scenarios, SucceedOnASystemWithEverything) {
-    EXPECT_EQ(run_unchanged().code, 0u);
+    EXPECT_EQ(run(GetParam()).code, 0u);
 }
 
 TEST_P(Scenarios, ReturnTheCodeOfTheCallThatFails) {
-    const auto calls = run_unchanged().calls;
+    const auto calls = run(GetParam()).calls;
     for (std::size_t i = 0; i < calls.size(); ++i) {
-        const unsigned long code = run_changed([i](auto& system) { system.failing_call = i; }).code;
+        const auto code = run(GetParam(), [i](auto& system) { system.failing_call = i; }).code;
         EXPECT_EQ(code, expected(GetParam(), calls[i], scripted::system::failing_code))
-            << "call " << i << ", " << calls[i];
+            << i << ": " << calls[i];
     }
 }
 
 TEST_P(Scenarios, SayWhatIsMissingOrDoWithoutIt) {
-    for (const std::string& call : run_unchanged().calls) {
+    for (const std::string& call : run(GetParam()).calls) {
         const auto [function, name] = parts(call);
         if (function == "GetProcAddress" || function == "LoadLibraryW" || function == "GetModuleHandleW") {
-            const auto code = run_changed([lost = name](auto& system) { system.missing = {lost}; }).code;
+            const auto code = run(GetParam(), [lost = name](auto& system) { system.missing = {lost}; }).code;
             const DWORD reason = function == "GetProcAddress" ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND;
             EXPECT_EQ(code, expected(GetParam(), call, reason)) << "without " << name;
         }
@@ -227,12 +199,12 @@ TEST_P(Scenarios, ReportExhaustedMemoryAndLeaveNothingBehind) {
     for (const bool persistent : {false, true}) {
         std::size_t allocations = 1;
         for (std::size_t denied = 0; denied < allocations; ++denied) {
-            scripted::system system(GetParam().version, false);
-            furnish(system);
-            const unsigned long code = run(GetParam(), system, denied, persistent, &allocations);
-            const bool memory = code == ERROR_NOT_ENOUGH_MEMORY;
-            const bool unnamed = code == unexplained && !GetParam().unexplained.empty();
-            EXPECT_TRUE(code == 0 || memory || unnamed) << "allocation " << denied << " gave " << code;
+            const outcome result = run(
+                GetParam(), [](auto&) {}, denied, persistent);
+            const bool unnamed = result.code == unexplained && !GetParam().unexplained.empty();
+            EXPECT_TRUE(result.code == 0 || result.code == ERROR_NOT_ENOUGH_MEMORY || unnamed)
+                << "allocation " << denied << " gave " << result.code;
+            allocations = result.allocations;
         }
     }
 }
