@@ -1,7 +1,9 @@
 // Lists the network adapters that are up, each with its addresses.
 
+#include <clocale>
 #include <cstdio>
 #include <cstring>
+#include <windows.h>
 
 #include "ip/ip.h"
 
@@ -17,6 +19,8 @@ static void print(const ip::addr& address) {
 }
 
 int main() {
+    std::setlocale(LC_ALL, ""); // names are printed in the user's code page
+
     // The library works while a handle is initialised; the end of main gives this one back.
     ip::lib library;
     if (const unsigned long code = library.init()) {
@@ -35,8 +39,16 @@ int main() {
         ip::_SFindAddress found_address;
         while (adapters.find_next_addr(found_address)) {
             const ip::addr& address = found_address.address;
-            address.family == ip::family_ipv4 ? print<ip::_raw_addr4_no>(address)
-                                              : print<ip::_raw_addr6_no>(address);
+            if (address.family == ip::family_ipv4) {
+                print<ip::_raw_addr4_no>(address);
+            } else if (address.family == ip::family_ipv6) {
+                print<ip::_raw_addr6_no>(address);
+            }
         }
     }
+    if (const DWORD code = GetLastError(); code != ERROR_NO_MORE_ITEMS) {
+        std::fprintf(stderr, "stopped early: error %lu\n", code);
+        return 1;
+    }
+    return 0;
 }

@@ -87,12 +87,15 @@ namespace {
 helper* helper_instance = nullptr;
 std::shared_ptr<helper> helper_owner;
 
+/// What made a step fail. Outside the function that uses it: there it would need a guard, for which the
+/// compiler's runtime takes two handles at every load of the DLL and never gives them back.
+constinit std::optional<kvt::exceptions::error> failure;
+
 /// Runs a step of the set-up for the loader, which turns an exception into a load that fails. On its way
 /// there the exception must not meet a frame that has something to clean up: the compiler's runtime would
 /// go on unwinding from that frame past the loader, to the end of the process. So what the step throws is
 /// thrown anew, from here.
 bool run_at_load(void (*step)()) {
-    static constinit std::optional<kvt::exceptions::error> failure;
     try {
         step();
         return true;

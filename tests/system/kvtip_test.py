@@ -1,45 +1,95 @@
 #!/usr/bin/env python3
-"""Runs kvtip as a user does: kvtip_test.py COMMAND..., where COMMAND runs kvtip."""
+"""Runs kvtip as a user does, and holds what it says against what the host says of itself.
+
+    kvtip_test.py [ADAPTER...] -- COMMAND...
+
+COMMAND runs kvtip; each ADAPTER must be among those that it finds. Wine tells IPv4 gateways only, no
+address that has a label of its own ("eth0:1"), and all name servers with every adapter."""
 
 import json
 import os
 import subprocess
 import sys
 import unittest
+from ipaddress import ip_address
 
-kvtip = sys.argv[1:]
+split = sys.argv.index("--")
+required, kvtip = sys.argv[1:split], sys.argv[split + 1 :]
 os.environ["LC_ALL"] = "C.UTF-8"  # Wine reads arguments in the locale's encoding
 
-# arguments, exit status, standard output, standard error
-fixed_answers = [
-    (["--version"], 0, "kvtip 0.1.0\n", ""),
-    ([], 2, "", "kvtip: A subcommand is required\ntry 'kvtip --help'\n"),
-    (["nothing"], 2, "", "kvtip: The following argument was not expected: nothing\ntry 'kvtip --help'\n"),
-    (["adapters", "grüße €😀"], 2, "",
-     "kvtip: The following argument was not expected: grüße €😀\ntry 'kvtip adapters --help'\n"),
-    (["adapters", "*"], 2, "",
-     "kvtip: The following argument was not expected: *\ntry 'kvtip adapters --help'\n"),
-    (["addresses", "--family", "5"], 2, "",
-     "kvtip: --family: 5 not in {4,6}\ntry 'kvtip addresses --help'\n"),
+# arguments, what is wrong with them, where to look for help
+bad_usage = [
+    ([], "A subcommand is required", "kvtip"),
+    (["nothing"], "The following argument was not expected: nothing", "kvtip"),
+    (["adapters", "grüße €😀"], "The following argument was not expected: grüße €😀", "kvtip adapters"),
+    (["adapters", "*"], "The following argument was not expected: *", "kvtip adapters"),
+    (["addresses", "--family", "5"], "--family: 5 not in {4,6}", "kvtip addresses"),
 ]
 
 
-def run(*arguments, stdout=subprocess.PIPE, **options):
-    done = subprocess.run([*kvtip, *arguments], stdout=stdout, stderr=subprocess.PIPE, timeout=120, check=False,
-                          **options)
+def run(*command, stdout=subprocess.PIPE, **options):
+    done = subprocess.run(command, stdout=stdout, stderr=subprocess.PIPE, timeout=120, check=False, **options)
     return done.returncode, (done.stdout or b"").decode(), done.stderr.decode().replace("\r", "")
 
 
+def address(text):
+    return str(ip_address(text.split("%")[0]))
+
+
+def host_adapters():
+    with open("/etc/resolv.conf", encoding="utf-8") as file:
+        servers = [address(line.split()[1]) for line in file if line.startswith("nameserver")]
+    routes = json.loads(run("ip", "-j", "-4", "route", "show", "default")[1])
+    for link in json.loads(run("ip", "-j", "addr")[1]):
+        name = link["ifname"]
+        yield name, {
+            "index": link["ifindex"],
+            "loopback": link["link_type"] == "loopback",
+            "up": "UP" in link["flags"],
+            "mac": link["address"].upper().replace(":", "-") if link["link_type"] == "ether" else None,
+            "addresses": sorted(f"{a['local']}/{a['prefixlen']}" for a in link["addr_info"]
+                                if a.get("label", name) == name),
+            "gateways": [r["gateway"] for r in routes if "gateway" in r and r["dev"] == name],
+            "name servers": servers[:3] or ["127.0.0.1"],
+        }
+
+
+def addresses_of(adapter):
+    return sorted(f"{a['address']}/{a['prefix_length']}" for a in adapter["addresses"])
+
+
 class Kvtip(unittest.TestCase):
+    maxDiff = None
+
     def output(self, *arguments):
-        status, out, err = run(*arguments)
+        status, out, err = run(*kvtip, *arguments)
         self.assertEqual((status, err), (0, ""), arguments)
         return out
 
-    def test_fixed_answers(self):
-        for arguments, *answer in fixed_answers:
-            with self.subTest(arguments=arguments):
-                self.assertEqual(list(run(*arguments)), answer)
+    def test_bad_usage(self):
+        for arguments, reason, helper in bad_usage:
+            answer = (2, "", f"kvtip: {reason}\ntry '{helper} --help'\n")
+            self.assertEqual(run(*kvtip, *arguments), answer)
+
+    def test_help_and_version(self):
+        self.assertEqual(self.output("--version"), "kvtip 0.1.0\n")
+        self.assertIn("--family", self.output("addresses", "--help"))
+
+    @unittest.skipUnless(sys.platform == "linux", "needs a host that can be asked")
+    def test_adapters_are_the_hosts(self):
+        host = dict(host_adapters())
+        self.assertLessEqual(set(required), set(host))
+        self.assertEqual(host, {adapter["friendly_name"]: {
+            "index": adapter["index"],
+            "loopback": adapter["type"] == 24,
+            "up": adapter["oper_status"] == 1,
+            "mac": adapter["hw_address"],
+            "addresses": addresses_of(adapter),
+            "gateways": adapter["gateways"],
+            "name servers": [address(server) for server in adapter["dns_servers"]],
+        } for adapter in json.loads(self.output("adapters", "--json"))})
+        expected = sorted(text.split("/")[0] for adapter in host.values() for text in adapter["addresses"])
+        self.assertEqual(sorted(json.loads(self.output("addresses", "--json"))), expected)
 
     def test_families_share_out_the_addresses(self):
         every, ipv4, ipv6 = (json.loads(self.output("addresses", "--json", *family))
@@ -55,20 +105,19 @@ class Kvtip(unittest.TestCase):
         self.assertEqual(len(blocks), len(adapters))
         for block, adapter in zip(blocks, adapters):
             shown = [adapter[key] for key in ("friendly_name", "name", "hw_address", "dns_suffix")]
-            shown += adapter["gateways"] + adapter["dns_servers"]
-            shown += [f"{a['address']}/{a['prefix_length']}" for a in adapter["addresses"]]
+            shown += adapter["gateways"] + adapter["dns_servers"] + addresses_of(adapter)
             for value in filter(None, shown):
-                self.assertIn(f"{value}", block)
+                self.assertIn(value, block)
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "needs a device that is always full")
     def test_output_that_cannot_be_written_is_a_failure(self):
         with open("/dev/full", "wb") as full:
-            status, _, err = run("addresses", stdout=full)
+            status, _, err = run(*kvtip, "addresses", stdout=full)
         self.assertRegex(f"{status} {err}", r"^1 kvtip: addresses: 112: .*\S\n$")
 
     @unittest.skipUnless("wine" in kvtip[0], "Wine alone can be told to leave a library out")
     def test_missing_socket_library_is_a_failure(self):
-        status, out, err = run("adapters", env={**os.environ, "WINEDLLOVERRIDES": "ws2_32="})
+        status, out, err = run(*kvtip, "adapters", env={**os.environ, "WINEDLLOVERRIDES": "ws2_32="})
         self.assertRegex(f"{status} {out}{err}", r"^1 kvtip: adapters: 126: .*\S\n$")
 
 

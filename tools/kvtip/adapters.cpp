@@ -120,7 +120,7 @@ std::string named(std::span<const number_name> names, const json& value) {
 }
 
 std::string time_text(const json& seconds) {
-    const std::time_t time = seconds.get<std::time_t>();
+    const std::time_t time = seconds.is_null() ? 0 : seconds.get<std::time_t>();
     std::tm parts{};
     char text[32] = "?";
     if (gmtime_s(&parts, &time) == 0) {

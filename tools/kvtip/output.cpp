@@ -55,7 +55,7 @@ template <class Raw>
 std::string address_text(const std::uint8_t* bytes) {
     Raw raw;
     std::memcpy(raw.bytes, bytes, sizeof raw.bytes);
-    char text[64];
+    char text[46];
     if (!ip::detail::to_string(raw, text, sizeof text)) {
         throw error(GetLastError(), "address text");
     }
@@ -124,8 +124,8 @@ json address_json(const ip::saddr& address) {
 }
 
 json address_json(const ip::saddr4& address) {
-    return address.family == ip::family_none ? json()
-                                             : json(address_text<ip::_raw_addr4_no>(address.address));
+    return address.family == ip::family_ipv4 ? json(address_text<ip::_raw_addr4_no>(address.address))
+                                             : json();
 }
 
 json text_json(std::wstring_view text) {
