@@ -138,8 +138,8 @@ void fill(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry, const devic
     adapter.ipv6_index = entry.Ipv6IfIndex;
     adapter.type = entry.IfType;
     adapter.oper_status = static_cast<std::uint32_t>(entry.OperStatus);
-    fill_hw_address(adapter, entry, offsetof(IP_ADAPTER_ADDRESSES, PhysicalAddress),
-                    entry.PhysicalAddressLength);
+    fill_hw_address<offsetof(IP_ADAPTER_ADDRESSES, PhysicalAddress)>(adapter, entry,
+                                                                     entry.PhysicalAddressLength);
     fill_name(adapter, entry.AdapterName, device_ids);
     adapter.description = text_or_empty(entry.Description);
     adapter.friendly_name = text_or_empty(entry.FriendlyName);

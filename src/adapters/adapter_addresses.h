@@ -25,13 +25,13 @@ void fill(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS& entry);
 /// Appends the entry's DNS servers, if it is long enough to list any.
 void append_dns_servers(std::vector<saddr>& servers, const IP_ADAPTER_ADDRESSES& entry);
 
-/// Copies the hardware address at `offset` in the entry; one of more than 32 bytes counts as none. The
+/// Copies the hardware address at `Offset` in the entry; one of more than 32 bytes counts as none. The
 /// system's declaration has 8 bytes: those of a longer address are the next ones of the entry.
-template <class Entry>
-void fill_hw_address(_SFindAdapter& adapter, const Entry& entry, std::size_t offset, DWORD length) {
-    static_assert(sizeof(Entry) - sizeof adapter.hw_address >= 408);
+template <std::size_t Offset, class Entry>
+void fill_hw_address(_SFindAdapter& adapter, const Entry& entry, DWORD length) {
+    static_assert(Offset + sizeof adapter.hw_address <= sizeof(Entry));
     adapter.hw_address_length = length <= sizeof adapter.hw_address ? length : 0;
-    std::memcpy(adapter.hw_address, reinterpret_cast<const BYTE*>(&entry) + offset,
+    std::memcpy(adapter.hw_address, reinterpret_cast<const BYTE*>(&entry) + Offset,
                 adapter.hw_address_length);
 }
 

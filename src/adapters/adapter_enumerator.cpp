@@ -12,7 +12,8 @@ namespace ip {
 namespace {
 
 /// The system's protocol for lists: a buffer of `first_size`, and one more try when the call asks for
-/// more (111). `call` gets the buffer and the in/out size and returns the system's code.
+/// more (111). `call` gets the buffer and the in/out size and returns the system's code; after 0 the list
+/// is what `buffer.get(0)` gives.
 template <class List, class Call>
 unsigned long get_list(membuffer& buffer, ULONG first_size, Call call) {
     ULONG size = first_size;

@@ -62,7 +62,7 @@ void fill(_SFindAdapter& adapter, const IP_ADAPTER_INFO& entry, const IP_ADAPTER
     adapter.ipv6_index = 0;
     adapter.type = entry.Type;
     adapter.oper_status = status_of(entry.Index, newer);
-    fill_hw_address(adapter, entry, offsetof(IP_ADAPTER_INFO, Address), entry.AddressLength);
+    fill_hw_address<offsetof(IP_ADAPTER_INFO, Address)>(adapter, entry, entry.AddressLength);
     adapter.name = entry.AdapterName;
     adapter.description = description_of(entry);
     adapter.friendly_name.clear();
