@@ -8,28 +8,84 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <concepts>
 #include <ctime>
-#include <sstream>
-#include <tuple>
+#include <initializer_list>
 
 namespace {
 
 using scripted::device;
 using scripted::socket_address;
 
+/// A value as text: an address as "address@port/flow%scope" without what is 0, or "-" for none.
+struct text : std::string {
+    text(const std::string& from) : std::string(from) {}
+    text(const std::wstring& from) : std::string(ip::detail::to_narrow(from.c_str())) {}
+    text(std::integral auto from) : std::string(std::to_string(from)) {}
+    text(const ip::saddr& from) : std::string("-") {
+        ip::addr address;
+        char ipv4[16], ipv6[50];
+        ip::detail::to_addr(from, address);
+        ip::detail::format_ipv4(address.address, ipv4);
+        ip::detail::format_ipv6(address.address, ipv6);
+        const auto part = [](char mark, auto value) { return value == 0 ? "" : mark + text(value); };
+        if (from.family == ip::family_ipv4) {
+            assign(ipv4 + part('@', from.port));
+        } else if (from.family == ip::family_ipv6) {
+            assign(ipv6 + part('@', from.port) + part('/', from.flow_info) + part('%', from.scope_id));
+        }
+    }
+    text(const ip::saddr4& from) : text(ip::detail::image_of(&from, sizeof from)) {}
+    text(const ip::addr& from) : text(ip::detail::to_saddr(from)) {}
+    template <class Element>
+    text(const std::vector<Element>& from) {
+        for (const Element& element : from) {
+            append((empty() ? "" : ",") + text(element));
+        }
+    }
+};
+
+std::string texts(std::initializer_list<text> fields) {
+    std::string result;
+    for (const text& field : fields) {
+        result += field + "|";
+    }
+    return result;
+}
+
 struct Adapters : testing::Test {
     explicit Adapters(DWORD version = 10) : system(version) {
         system.adapters = {full_adapter(system), loopback_adapter(system)};
         system.older_adapters = {scripted::older_adapter()};
-        system.network_devices = {
-            {{L"NetCfgInstanceId", {REG_SZ, L"{A}"}}, {L"DeviceInstanceID", {REG_SZ, L"PCI\\1"}}}};
+        system.network_devices = {registered(L"PCI\\1")};
         EXPECT_EQ(lib.init(), 0u);
     }
-    bool first(std::uint32_t family = 0) {
-        system.calls.clear();
-        return enumerator.find_first(adapter, family);
+
+    static device registered(const std::wstring& id, DWORD type = REG_SZ, const std::wstring& on = L"{A}") {
+        return {{L"NetCfgInstanceId", {REG_SZ, on}}, {L"DeviceInstanceID", {type, id}}};
     }
-    bool next() { return enumerator.find_next(adapter); }
+    /// All that the record of the first adapter holds.
+    std::string first(std::uint32_t family = 0) {
+        system.calls.clear();
+        EXPECT_TRUE(enumerator.find_first(adapter, family));
+        return record();
+    }
+    std::string next() {
+        return enumerator.find_next(adapter) ? record() : "error " + std::to_string(GetLastError());
+    }
+    std::string record() const {
+        const ip::_SFindAdapter& a = adapter;
+        return texts({a.index, a.ipv6_index, a.name, a.friendly_name, a.description,
+                      std::vector(a.hw_address, a.hw_address + a.hw_address_length), a.type, a.oper_status,
+                      a.gateways, a.dns_servers, a.dhcp_enabled, a.dhcp_server, a.dhcpv6_server,
+                      a.ipv4_metric, a.ipv6_metric, a.dns_suffix, a.device_instance_id, a.dhcpv6_duid,
+                      a.dhcpv6_iaid});
+    }
+    /// The adapter's next address and its mask.
+    std::string next_address() {
+        return enumerator.find_next_addr(address) ? texts({address.address, address.mask}) : "none";
+    }
 
     scripted::system system;
     ip::lib lib;
@@ -42,107 +98,38 @@ struct OlderAdapters : Adapters {
     OlderAdapters() : Adapters(5) {}
 };
 
-/// "-" for none.
-std::string text(const ip::addr& address) {
-    char ipv4[16];
-    char ipv6[50];
-    ip::detail::format_ipv4(address.address, ipv4);
-    ip::detail::format_ipv6(address.address, ipv6);
-    return address.family == ip::family_ipv4 ? ipv4 : address.family == ip::family_ipv6 ? ipv6 : "-";
-}
-
-/// "address@port", and for IPv6 "/flow%scope".
-std::string text(const ip::saddr& from) {
-    ip::addr address;
-    ip::detail::to_addr(from, address);
-    std::ostringstream out;
-    out << text(address);
-    if (from.family != ip::family_none) {
-        out << "@" << from.port;
-    }
-    if (from.family == ip::family_ipv6) {
-        out << "/" << from.flow_info << "%" << from.scope_id;
-    }
-    return out.str();
-}
-
-std::string text(const ip::saddr4& from) {
-    return text(ip::detail::image_of(&from, sizeof from));
-}
-
-template <class List>
-std::string joined(const List& list) {
-    std::string result;
-    for (const auto& element : list) {
-        result += (result.empty() ? "" : ",") + text(element);
-    }
-    return result;
-}
-
-std::string hex(const std::uint8_t* bytes, std::size_t count) {
-    std::ostringstream out;
-    for (std::size_t i = 0; i < count; ++i) {
-        out << std::hex << bytes[i] / 16 << bytes[i] % 16;
-    }
-    return out.str();
-}
-
-/// All that a record holds.
-std::string text(const ip::_SFindAdapter& from) {
-    std::ostringstream out;
-    out << from.index << "/" << from.ipv6_index << " " << from.name << " '"
-        << ip::detail::to_narrow(from.friendly_name.c_str()) << "' '"
-        << ip::detail::to_narrow(from.description.c_str()) << "' mac "
-        << hex(from.hw_address, from.hw_address_length) << " type " << from.type << " status "
-        << from.oper_status << " gw " << joined(from.gateways) << " dns " << joined(from.dns_servers)
-        << " dhcp " << from.dhcp_enabled << " " << text(from.dhcp_server) << " " << text(from.dhcpv6_server)
-        << " metric " << from.ipv4_metric << "/" << from.ipv6_metric << " suffix "
-        << ip::detail::to_narrow(from.dns_suffix.c_str()) << " device "
-        << ip::detail::to_narrow(from.device_instance_id.c_str()) << " duid "
-        << hex(from.dhcpv6_duid.data(), from.dhcpv6_duid.size()) << " iaid " << from.dhcpv6_iaid;
-    return out.str();
-}
-
 TEST_F(Adapters, AreReportedWithEverythingTheSystemTells) {
-    ASSERT_TRUE(first());
-    EXPECT_EQ(text(adapter),
-              "7/7 {A} 'a friendly name' 'a description' mac 02005e100002 type 6 status 1 gw "
-              "192.0.2.1@0,fe80::1@0/5%9 dns 2001:db8::53@0/0%0,192.0.2.53@0 dhcp 1 "
-              "192.0.2.1@17152 2001:db8::1@8962/0%0 metric 25/35 suffix lab.test device PCI\\1 duid "
-              "010203 iaid 7");
-    ASSERT_TRUE(next()); // into the same record, which keeps only the identifier that this adapter lacks
-    EXPECT_EQ(text(adapter),
-              "1/1 {B} 'a friendly name' 'a description' mac  type 24 status 1 gw  dns  dhcp 0 - - "
-              "metric 0/0 suffix lab.test device  duid  iaid 7");
-    for (int repeated = 0; repeated < 2; ++repeated) {
-        EXPECT_FALSE(next());
-        EXPECT_EQ(GetLastError(), 259u);
-    }
+    system.adapters[1].Dhcpv4Server = system.adapters[0].Dhcpv4Server; // without DHCP it does not count
+    IP_ADAPTER_ADDRESSES& crossed = system.adapters.emplace_back(system.adapters[0]);
+    crossed.Dhcpv4Server = system.record(socket_address("2001:db8::c000:205", 99));
+    crossed.Dhcpv6Server = system.record(socket_address("192.0.2.6", 98));
+    EXPECT_EQ(first(), "7|7|{A}|a friendly name|a description|2,0,94,16,0,2|6|1|192.0.2.1,fe80::1/5%9|"
+                       "2001:db8::53,192.0.2.53|1|192.0.2.1@17152|2001:db8::1@8962|25|35|lab.test|PCI\\1|"
+                       "1,2,3|7|");
+    // Into the same record, which keeps only the identifier that this adapter lacks.
+    EXPECT_EQ(next(), "1|1|{B}|a friendly name|a description||24|1|||0|-|-|0|0|lab.test|||7|");
+    next();
+    EXPECT_EQ(texts({adapter.dhcp_server, adapter.dhcpv6_server}), "192.0.2.5@99|::ffff:192.0.2.6@98|");
+    EXPECT_EQ(next(), "error 259");
+    EXPECT_EQ(next(), "error 259");
 }
 
 TEST_F(Adapters, TakeMembersOnlyFromEntriesLongEnoughToHaveThem) {
-    const std::string dns = "2001:db8::53@0/0%0,192.0.2.53@0", gateways = "192.0.2.1@0,fe80::1@0/5%9";
-    const std::tuple<ULONG, std::string, std::string, std::string, std::string> rows[] = {
-        {48, "", "", "-", "-"},
-        {49, dns, "", "-", "-"},
-        {208, dns, "", "-", "-"},
-        {209, dns, gateways, "-", "-"},
-        {232, dns, gateways, "-", "-"},
-        {233, dns, gateways, "192.0.2.1@17152", "-"},
-        {280, dns, gateways, "192.0.2.1@17152", "-"},
-        {281, dns, gateways, "192.0.2.1@17152", "2001:db8::1@8962/0%0"}};
-    for (const auto& [length, servers, routers, dhcp, dhcpv6] : rows) {
+    for (const ULONG length : {48u, 49u, 208u, 209u, 232u, 233u, 280u, 281u}) {
         IP_ADAPTER_ADDRESSES& entry = system.adapters[0] = full_adapter(system);
         entry.Length = length;
-        const auto nowhere = [](auto*& pointer, bool there) { pointer = there ? pointer : pointer + 1; };
-        nowhere(entry.FirstDnsServerAddress, length > 48); // behind the length, pointers lead nowhere
-        nowhere(entry.FirstGatewayAddress, length > 208);
-        nowhere(entry.Dhcpv4Server.lpSockaddr, length > 232);
-        nowhere(entry.Dhcpv6Server.lpSockaddr, length > 280);
-        ASSERT_TRUE(first());
-        EXPECT_EQ(std::tuple(length, joined(adapter.dns_servers), joined(adapter.gateways),
-                             text(adapter.dhcp_server), text(adapter.dhcpv6_server)),
-                  std::tuple(length, servers, routers, dhcp, dhcpv6));
+        const auto lead_nowhere = [](auto*& pointer, bool does) {
+            pointer = does ? std::bit_cast<decltype(+pointer)>(std::uintptr_t{1}) : pointer;
+        };
+        lead_nowhere(entry.FirstDnsServerAddress, length <= 48);
+        lead_nowhere(entry.FirstGatewayAddress, length <= 208);
+        lead_nowhere(entry.Dhcpv4Server.lpSockaddr, length <= 232);
+        lead_nowhere(entry.Dhcpv6Server.lpSockaddr, length <= 280);
+        first();
+        EXPECT_EQ(adapter.dns_servers.size(), length > 48 ? 2u : 0u) << length;
+        EXPECT_EQ(adapter.gateways.size(), length > 208 ? 2u : 0u) << length;
+        EXPECT_EQ(adapter.dhcp_server.family, length > 232 ? 2 : 0) << length;
+        EXPECT_EQ(adapter.dhcpv6_server.family, length > 280 ? 23 : 0) << length;
     }
 }
 
@@ -150,213 +137,172 @@ TEST_F(Adapters, SurviveHostileEntries) {
     IP_ADAPTER_ADDRESSES& entry = system.adapters[0];
     entry.AdapterName = nullptr;
     entry.Description = entry.FriendlyName = entry.DnsSuffix = nullptr;
-    entry.Dhcpv4Server.lpSockaddr = entry.Dhcpv6Server.lpSockaddr = nullptr;
+    entry.Dhcpv4Server.lpSockaddr = nullptr;
+    entry.Dhcpv6Server.lpSockaddr->sa_family = 17;
     entry.PhysicalAddressLength = 33;
     entry.Dhcpv6ClientDuidLength = 0xFFFFFFFF;
     entry.FirstUnicastAddress = nullptr;
-    system.network_devices[0][L"NetCfgInstanceId"].second = L"";
     entry.FirstDnsServerAddress->Address.iSockaddrLength = -1;
-    ASSERT_TRUE(first());
+    system.network_devices = {registered(L"nameless", REG_SZ, L"")};
+    first();
     EXPECT_EQ(adapter.dhcpv6_duid.size(), 130u); // all that an entry can hold
     adapter.dhcpv6_duid.clear();
-    EXPECT_EQ(text(adapter), "7/7  '' '' mac  type 6 status 1 gw 192.0.2.1@0,fe80::1@0/5%9 dns "
-                             "-,192.0.2.53@0 dhcp 1 - - metric 25/35 suffix  device  duid  iaid 7");
+    EXPECT_EQ(record(), "7|7|||||6|1|192.0.2.1,fe80::1/5%9|-,192.0.2.53|1|-|-|25|35||||7|");
     SetLastError(77);
-    EXPECT_FALSE(enumerator.find_next_addr(address));
+    EXPECT_EQ(next_address(), "none");
     EXPECT_EQ(GetLastError(), 77u);
 }
 
-TEST_F(Adapters, TurnDhcpServersIntoTheFamilyOfTheirField) {
-    system.adapters[0].Dhcpv4Server = system.record(socket_address("2001:db8::c000:205", 99));
-    system.adapters[0].Dhcpv6Server = system.record(socket_address("192.0.2.6", 98));
-    ASSERT_TRUE(first());
-    EXPECT_EQ(text(adapter.dhcp_server), "192.0.2.5@99");
-    EXPECT_EQ(text(adapter.dhcpv6_server), "::ffff:192.0.2.6@98/0%0");
-    system.adapters[0].Dhcpv4Server.lpSockaddr->sa_family = 17;
-    system.adapters[0].Dhcpv6Server.lpSockaddr->sa_family = 17;
-    ASSERT_TRUE(first());
-    EXPECT_EQ(text(adapter.dhcp_server) + text(adapter.dhcpv6_server), "--");
-}
-
 TEST_F(Adapters, GiveTheirAddressesWithMaskAndLease) {
-    ASSERT_TRUE(first());
+    first();
     system.adapters[0].FirstUnicastAddress->LeaseLifetime = 3000; // below the valid lifetime of 3600
     const std::int64_t now = std::time(nullptr);
-    ASSERT_TRUE(enumerator.find_next_addr(address));
-    EXPECT_EQ(text(address.address) + " " + text(address.mask), "192.0.2.10 255.255.255.0");
+    EXPECT_EQ(next_address(), "192.0.2.10|255.255.255.0|");
     EXPECT_NEAR(static_cast<double>(address.lease_obtained - now), 600, 2);
     EXPECT_EQ(address.lease_expires, address.lease_obtained + 3000);
-    ASSERT_TRUE(enumerator.find_next_addr(address));
-    EXPECT_EQ(text(address.address) + " " + text(address.mask), "2001:db8::10 ffff:ffff:ffff:ffff::");
+    EXPECT_EQ(next_address(), "2001:db8::10|ffff:ffff:ffff:ffff::|");
     EXPECT_EQ(address.lease_obtained + address.lease_expires, 0); // valid for ever
     address.lease_expires = 9;
-    EXPECT_FALSE(enumerator.find_next_addr(address));
+    EXPECT_EQ(next_address(), "none");
     EXPECT_EQ(address.lease_expires, 0);
 }
 
 TEST_F(Adapters, MakeMasksOfPrefixLengthsThatTheFamilyHas) {
-    const std::tuple<const char*, ULONG, UINT8, const char*> rows[] = {{"1.2.3.4", 64, 0, "0.0.0.0"},
-                                                                       {"1.2.3.4", 64, 27, "255.255.255.224"},
-                                                                       {"1.2.3.4", 64, 32, "255.255.255.255"},
-                                                                       {"1.2.3.4", 64, 33, "-"},
-                                                                       {"1.2.3.4", 57, 8, "255.0.0.0"},
-                                                                       {"1.2.3.4", 56, 24, "-"},
-                                                                       {"::1", 64, 33, "ffff:ffff:8000::"},
-                                                                       {"::1", 64, 129, "-"},
-                                                                       {"-", 64, 8, "-"}};
-    for (const auto& [of, length, prefix, mask] : rows) {
-        IP_ADAPTER_UNICAST_ADDRESS node{};
-        node.Length = length;
-        node.OnLinkPrefixLength = prefix;
-        const ip::saddr record = *of == '-' ? ip::saddr{} : socket_address(of);
-        system.adapters[0].FirstUnicastAddress = system.list({record}, node);
-        ASSERT_TRUE(first() && enumerator.find_next_addr(address));
-        EXPECT_EQ(text(address.address) + " " + text(address.mask), std::string(of) + " " + mask) << length;
-    }
-    // Another family is no address, and leaves the mask as it is.
-    system.adapters[0].FirstUnicastAddress =
-        system.list<IP_ADAPTER_UNICAST_ADDRESS>({socket_address("1.2.3.4")});
+    const auto masks = [this](const char* of, std::initializer_list<UINT8> prefixes, ULONG length = 64) {
+        std::string found;
+        for (const UINT8 prefix : prefixes) {
+            IP_ADAPTER_UNICAST_ADDRESS node{};
+            node.Length = length;
+            node.OnLinkPrefixLength = prefix;
+            const ip::saddr record = *of == '-' ? ip::saddr{} : socket_address(of);
+            system.adapters[0].FirstUnicastAddress = system.list({record}, node);
+            first();
+            EXPECT_TRUE(next_address().starts_with(of));
+            found += text(address.mask) + " ";
+        }
+        return found;
+    };
+    EXPECT_EQ(masks("1.2.3.4", {0, 27, 32, 33}), "0.0.0.0 255.255.255.224 255.255.255.255 - ");
+    EXPECT_EQ(masks("1.2.3.4", {8}, 57) + masks("1.2.3.4", {24}, 56) + masks("-", {8}), "255.0.0.0 - - ");
+    EXPECT_EQ(masks("::1", {129, 33}), "- ffff:ffff:8000:: ");
     system.adapters[0].FirstUnicastAddress->Address.lpSockaddr->sa_family = 17;
-    address.mask.family = 99;
-    ASSERT_TRUE(first() && enumerator.find_next_addr(address));
-    EXPECT_EQ(address.address.family, 0);
-    EXPECT_EQ(address.mask.family, 99);
+    first();
+    EXPECT_EQ(next_address(), "-|ffff:ffff:8000::|"); // an address of another family leaves the mask alone
 }
 
 TEST_F(Adapters, AreAskedForOnceAndOnceMoreForALongerList) {
-    ASSERT_TRUE(first(ip::family_ipv6));
+    first(ip::family_ipv6);
     EXPECT_EQ(system.count("GetAdaptersAddresses(23,128)"), 1);
     {
         const heap::watch heap;
-        ASSERT_TRUE(first(ip::family_ipv6));
+        first(ip::family_ipv6);
         EXPECT_LT(heap.largest(), 3520u) << "a second walk needs no new buffer";
     }
     system.list_size = 20000;
-    ASSERT_TRUE(first());
+    first();
     EXPECT_EQ(system.count("GetAdaptersAddresses(0,128)"), 2);
-    system.answers["GetAdaptersAddresses"] = {111, 111};
-    ASSERT_TRUE(first()); // no third attempt: the older source answers
-    EXPECT_EQ(adapter.description, L"an older description");
-    EXPECT_EQ(adapter.oper_status, 4u); // there is no list to look it up in
 }
 
 TEST_F(Adapters, FallBackToTheOlderSourceUnlessOnlyIpv6IsWanted) {
-    system.answers["GetAdaptersAddresses"] = {5, 5, 5};
-    ASSERT_TRUE(first());
+    system.answers["GetAdaptersAddresses"] = {111, 111, 5, 5}; // no third attempt
+    const std::string older = first();
     EXPECT_EQ(adapter.description, L"an older description");
-    EXPECT_FALSE(first(ip::family_ipv6));
+    EXPECT_EQ(adapter.oper_status, 4u); // there is no list to look it up in
+    system.calls.clear();
+    EXPECT_FALSE(enumerator.find_first(adapter, ip::family_ipv6));
     EXPECT_EQ(system.count("GetAdaptersInfo"), 0);
     system.answers["GetAdaptersInfo"] = {111, 111};
-    EXPECT_FALSE(first());
+    EXPECT_FALSE(enumerator.find_first(adapter, 0));
     EXPECT_EQ(GetLastError(), 111u);
-    EXPECT_EQ(adapter.gateways.size(), 1u); // the record is untouched
+    EXPECT_EQ(record(), older); // untouched
 }
 
 TEST_F(OlderAdapters, ComeWithStatusNameAndDnsServersOfTheNewerList) {
-    IP_ADAPTER_ADDRESSES earlier = system.adapters[0]; // gives the name; the status is the next one's
+    // The first of its index gives the name, and the first of those that know one the status.
+    IP_ADAPTER_ADDRESSES earlier = system.adapters[0], later = earlier;
+    later.OperStatus = IfOperStatusDown;
     earlier.OperStatus = IfOperStatusUnknown;
     earlier.FriendlyName = system.text(L"the first of its index");
     earlier.Length = 184; // as long as such a system makes them
-    system.adapters = {system.adapters[1], earlier, system.adapters[0]};
+    system.adapters = {system.adapters[1], earlier, system.adapters[0], later};
     adapter.dns_suffix = adapter.device_instance_id = L"kept";
     adapter.dhcpv6_iaid = adapter.ipv4_metric = adapter.ipv6_metric = 9;
-    ASSERT_TRUE(first());
+    first();
     EXPECT_EQ(system.count("GetAdaptersAddresses(0,0)"), 1);
-    EXPECT_EQ(text(adapter),
-              "7/0 {A} 'the first of its index' 'an older description' mac 02005e100002 type 6 "
-              "status 1 gw 192.0.2.1@0 dns 2001:db8::53@0/0%0,192.0.2.53@0 dhcp 1 192.0.2.1@0 - metric "
-              "9/9 suffix kept device kept duid  iaid 9");
-    ASSERT_TRUE(enumerator.find_next_addr(address));
-    EXPECT_EQ(text(address.address) + " " + text(address.mask), "192.0.2.10 255.255.255.0");
-    EXPECT_FALSE(enumerator.find_next_addr(address));
-    EXPECT_FALSE(next());
-    EXPECT_EQ(GetLastError(), 259u);
-    EXPECT_FALSE(first(ip::family_ipv6));
+    EXPECT_EQ(record(), "7|0|{A}|the first of its index|an older description|2,0,94,16,0,2|6|1|192.0.2.1|"
+                        "2001:db8::53,192.0.2.53|1|192.0.2.1|-|9|9|kept|kept||9|");
+    EXPECT_EQ(next_address(), "192.0.2.10|255.255.255.0|");
+    EXPECT_EQ(next_address(), "none");
+    EXPECT_EQ(next(), "error 259");
+    EXPECT_FALSE(enumerator.find_first(adapter, ip::family_ipv6));
 }
 
 TEST_F(OlderAdapters, MakeTheBestOfOddEntries) {
     IP_ADAPTER_INFO& entry = system.older_adapters[0];
-    const std::pair<const char*, std::string> gateways[] = {
-        {"", ""}, {"0.0.0.0", "0.0.0.0@0"}, {"2001:db8::1", "2001:db8::1@0/0%0"}, {"nonsense", "-"}};
-    for (const auto& [given, expected] : gateways) {
+    /// What a text makes of mask, gateways and DHCP server.
+    const auto made_of = [&](const char* given) {
+        std::strcpy(entry.IpAddressList.IpMask.String, given);
         std::strcpy(entry.GatewayList.IpAddress.String, given);
         std::strcpy(entry.DhcpServer.IpAddress.String, given);
-        std::strcpy(entry.IpAddressList.IpMask.String, given);
-        address.mask.family = 99;
-        ASSERT_TRUE(first() && enumerator.find_next_addr(address));
-        EXPECT_EQ(joined(adapter.gateways), expected);
-        EXPECT_EQ(text(adapter.dhcp_server), expected == "0.0.0.0@0" ? expected : "-");
-        EXPECT_EQ(text(address.mask), expected.empty() ? "-" : expected.substr(0, expected.find('@')));
-    }
+        first();
+        return next_address() + texts({adapter.gateways, adapter.dhcp_server});
+    };
+    EXPECT_EQ(made_of("0.0.0.0"), "192.0.2.10|0.0.0.0|0.0.0.0|0.0.0.0|");
+    EXPECT_EQ(made_of(""), "192.0.2.10|-||-|");
+    EXPECT_EQ(made_of("2001:db8::1"), "192.0.2.10|2001:db8::1|2001:db8::1|-|");
+    EXPECT_EQ(made_of("nonsense"), "192.0.2.10|-|-|-|");
     entry.AddressLength = 33;
     entry.DhcpEnabled = 0;
+    std::strcpy(entry.DhcpServer.IpAddress.String, "192.0.2.1"); // without DHCP it does not count
     entry.AdapterName[0] = 0;
     system.adapters.clear(); // an error of the newer list
     system.answers["MultiByteToWideChar"] = {1113};
     system.older_list_size = 9000;
-    ASSERT_TRUE(first());
+    first();
     EXPECT_EQ(system.count("GetAdaptersInfo"), 2);
-    EXPECT_EQ(text(adapter),
-              "7/0  '' '' mac  type 6 status 4 gw - dns  dhcp 0 - - metric 0/0 suffix  device  "
-              "duid  iaid 0");
+    EXPECT_EQ(record(), "7|0|||||6|4|-||0|-|-|0|0||||0|");
 }
 
 TEST_F(Adapters, FindTheirDeviceInTheRegistry) {
-    const auto of = [](const wchar_t* name, const wchar_t* id, DWORD type = REG_SZ) {
-        return device{{L"NetCfgInstanceId", {REG_SZ, name}}, {L"DeviceInstanceID", {type, id}}};
-    };
-    const std::wstring long_id(1000, L'x');
-    const std::tuple<std::vector<device>, std::vector<device>, std::wstring> rows[] = {
-        {{of(L"{A}", L"one"), of(L"{A}", L"two")}, {}, L"two"},
-        {{of(L"{A}", L"one")}, {of(L"{A}", L"modem")}, L"modem"},
-        {{of(L"{a}", L"other case")}, {}, L""},
-        {{of(L"{A}", L"no text", REG_DWORD)}, {}, L""},
-        {{device{{L"NetCfgInstanceId", {REG_SZ, L"{A}"}}}, of(L"{A}", L"complete")}, {}, L"complete"},
-        {{device{{L"DeviceInstanceID", {REG_SZ, L"nameless"}}}, of(L"{A}", L"named")}, {}, L"named"},
-        {{of(L"{A}", long_id.c_str())}, {}, long_id},
-        {{device{{L"NetCfgInstanceId", {REG_SZ, std::wstring(L"{A}\0x", 5)}},
-                 {L"DeviceInstanceID", {REG_SZ, L"id"}}}},
-         {},
-         L"id"},
-        {{of(L"{A}", L"ab", REG_EXPAND_SZ)}, {}, L"abababababababababab"},
-        {{of(L"{A}", std::wstring(100, L'x').c_str(), REG_EXPAND_SZ)}, {}, long_id}};
-    for (const auto& [network, modems, expected] : rows) {
+    const auto id = [this](const std::vector<device>& network, const std::vector<device>& modems = {}) {
         system.network_devices = network;
         system.modem_devices = modems;
-        ASSERT_TRUE(first());
-        EXPECT_EQ(adapter.device_instance_id, expected);
-    }
-    system.network_devices.assign(10, of(L"{A}", L"id"));
-    ASSERT_TRUE(first());
+        first();
+        return adapter.device_instance_id;
+    };
+    const std::wstring x100(100, L'x'), x1000(1000, L'x');
+    const device idless{{L"NetCfgInstanceId", {REG_SZ, L"{A}"}}};
+    const device nameless{{L"DeviceInstanceID", {REG_SZ, L"nameless"}}};
+    EXPECT_EQ(id({registered(L"one"), registered(L"two")}), L"two");
+    EXPECT_EQ(id({registered(L"one")}, {registered(L"modem")}), L"modem");
+    EXPECT_EQ(id({registered(L"other case", REG_SZ, L"{a}")}), L"");
+    EXPECT_EQ(id({registered(L"no text", REG_DWORD)}), L"");
+    EXPECT_EQ(id({idless, nameless, registered(L"complete"), idless, nameless}), L"complete");
+    EXPECT_EQ(id({registered(x1000)}), x1000);
+    EXPECT_EQ(id({registered(L"end inside", REG_SZ, std::wstring(L"{A}\0x", 5))}), L"end inside");
+    EXPECT_EQ(id({registered(L"ab", REG_EXPAND_SZ)}), L"abababababababababab");
+    EXPECT_EQ(id(std::vector<device>(10, registered(x100, REG_EXPAND_SZ))), x1000);
     const auto registry = [](const std::string& call) { return call.starts_with("Reg"); };
     EXPECT_LE(std::count_if(system.calls.begin(), system.calls.end(), registry), 10 * 5 + 4);
 }
 
-TEST_F(Adapters, GiveTheLocalAddressesOfAFamily) {
+TEST_F(Adapters, GiveTheLocalAddressesOfAFamilyAndNoneAtAllIsAnError) {
     system.adapters[0].FirstUnicastAddress->Next->Next =
         system.list<IP_ADAPTER_UNICAST_ADDRESS>({ip::saddr{}});
-    const std::pair<unsigned short, std::string> rows[] = {
-        {ip::family_none, "192.0.2.10,2001:db8::10,-,127.0.0.1,::1"},
-        {ip::family_ipv4, "192.0.2.10,127.0.0.1"},
-        {ip::family_ipv6, "2001:db8::10,::1"},
-        {99, ""}};
-    for (const auto& [family, expected] : rows) {
-        std::vector<ip::addr> addresses(3);
-        ip::addr one{99, {}};
-        EXPECT_EQ(ip::localaddresses(addresses, family) + ip::local_address(one, family), 0u);
-        EXPECT_EQ(joined(addresses), expected);
-        EXPECT_EQ(text(one), expected.empty() ? "-" : expected.substr(0, expected.find(',')));
-    }
-}
-
-TEST_F(Adapters, NoneAtAllIsAnError) {
+    const auto local = [](unsigned short family, unsigned long code) {
+        std::vector<ip::addr> all(3);
+        ip::addr one{ip::family_ipv4, {}};
+        EXPECT_EQ(ip::localaddresses(all, family), code);
+        EXPECT_EQ(ip::local_address(one, family), code);
+        return texts({all, one});
+    };
+    EXPECT_EQ(local(ip::family_none, 0), "192.0.2.10,2001:db8::10,-,127.0.0.1,::1|192.0.2.10|");
+    EXPECT_EQ(local(ip::family_ipv4, 0), "192.0.2.10,127.0.0.1|192.0.2.10|");
+    EXPECT_EQ(local(ip::family_ipv6, 0), "2001:db8::10,::1|2001:db8::10|");
+    EXPECT_EQ(local(99, 0), "|-|");
     system.adapters.clear();
     system.older_adapters.clear();
-    std::vector<ip::addr> addresses(3);
-    ip::addr one{ip::family_ipv4, {}};
-    EXPECT_EQ(ip::localaddresses(addresses, 0), 232u);
-    EXPECT_EQ(ip::local_address(one, 0), 232u);
-    EXPECT_EQ(joined(addresses) + text(one), "-");
+    EXPECT_EQ(local(ip::family_none, 232), "|-|");
     EXPECT_FALSE(lib.address_family_supported(ip::family_ipv4));
 }
 
