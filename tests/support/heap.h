@@ -7,21 +7,26 @@
 
 namespace heap {
 
-struct counters {
+// Constant at first, since allocations are made before any constructor runs.
+struct state {
     std::size_t asked, largest, live;
+    std::size_t first_denied, last_denied;
+    bool watched;
 };
-extern counters counted;
-extern std::atomic<int> paused;
+inline constinit state now{};
+inline constinit std::atomic<int> paused = 0;
 
 /// Watches the allocations made while it lives, except inside a `pause`. For one thread at a time.
 struct watch {
     /// Denies allocation number `denied` (from 0), and with `persistent` all that come after it.
-    explicit watch(std::size_t denied = ~std::size_t{0}, bool persistent = false);
-    ~watch();
+    explicit watch(std::size_t denied = ~std::size_t{0}, bool persistent = false) {
+        now = {0, 0, 0, denied, persistent ? ~std::size_t{0} : denied, true};
+    }
+    ~watch() { now.watched = false; }
 
-    std::size_t allocations() const { return counted.asked; } ///< asked for so far
-    std::size_t largest() const { return counted.largest; }   ///< in bytes, of those
-    std::size_t live() const { return counted.live; }         ///< made while watching and not freed yet
+    std::size_t allocations() const { return now.asked; } ///< asked for so far
+    std::size_t largest() const { return now.largest; }   ///< in bytes, of those
+    std::size_t live() const { return now.live; }         ///< made while watching and not freed yet
 };
 
 /// A stretch in which the test's own code allocates.
@@ -29,8 +34,5 @@ struct pause {
     pause() { ++paused; }
     ~pause() { --paused; }
 };
-
-/// Lets the compiler's runtime make what it keeps for exceptions when memory is short.
-void warm_up_exceptions();
 
 } // namespace heap

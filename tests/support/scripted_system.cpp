@@ -10,12 +10,11 @@
 
 #include <bit>
 #include <mutex>
+#include <span>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 
 namespace scripted {
-namespace {
 
 constexpr DWORD poison = 0xBADC0DE;
 constinit system* current = nullptr;
@@ -25,97 +24,89 @@ std::mutex ledger_mutex;
 std::map<std::string, int> ledger;
 std::set<std::pair<const void*, const void*>> lock_order;
 
+/// What is handed out counts 1, what comes back -1.
 void enter_in_ledger(const std::string& what, int by) {
-    const std::lock_guard guard(ledger_mutex);
-    EXPECT_GE(ledger[what] += by, 0) << what << ": given back too often";
+    std::unique_lock guard(ledger_mutex);
+    const int left = ledger[what] += by;
+    guard.unlock(); // to report a failure takes locks too
+    EXPECT_GE(left, 0) << what << ": given back too often";
 }
 
 /// One call in progress: writes it down, decides what it answers, and sets the last error at its end.
 class call {
 public:
-    explicit call(const char* function, std::string_view argument = {}, bool sets_last_error = true)
-        : sets_last_error_(sets_last_error) {
+    explicit call(const char* function, std::string_view argument = {}) {
         if (current->yields) {
             Sleep(0);
         }
         if (!current->logs) {
             return;
         }
-        if (current->calls.size() == current->failing_call) {
-            code = system::failing_code;
-        }
-        const std::string name = function;
-        const std::string full = argument.empty() ? name : name + "(" + std::string(argument) + ")";
+        fails_if(current->calls.size() == current->failing_call, system::failing_code);
+        const std::string name = function, of(argument), full = of.empty() ? name : name + "(" + of + ")";
         current->calls.push_back(full);
-        for (const std::string& key : std::set<std::string>{name, full}) {
-            std::deque<DWORD>& answers = current->answers[key];
-            if (!answers.empty()) {
-                code = answers.front();
+        for (const std::string& key : std::set{name, full}) {
+            if (std::deque<DWORD>& answers = current->answers[key]; !answers.empty()) {
+                code_ = answers.front();
                 answers.pop_front();
             }
         }
-        if (code == 0 && current->missing.contains(std::string(argument))) {
-            code = name == "GetProcAddress" ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND;
-        }
+        const bool looks_up = name == "GetProcAddress";
+        fails_if(current->missing.contains(of), looks_up ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND);
     }
-    ~call() {
-        const bool told = sets_last_error_ && failed();
-        SetLastError(!told ? poison : code == system::no_reason ? 0 : code);
+    ~call() { SetLastError(!failed() || returned_ ? poison : code_ == system::no_reason ? 0 : code_); }
+
+    bool failed() const { return code_ != 0; }
+    /// Whether the call fails: with this code if nothing else makes it fail.
+    bool fails_if(bool condition, DWORD code) {
+        code_ = condition && !failed() ? code : code_;
+        return failed();
     }
-
-    bool failed() const { return code != 0; }
-    LSTATUS status() const { return static_cast<LSTATUS>(code); }
-
-    DWORD code = 0;
+    /// The code as the call's result, which is not in the last error then.
+    LSTATUS status() {
+        returned_ = true;
+        return static_cast<LSTATUS>(code_);
+    }
 
 private:
     heap::pause pause_;
-    bool sets_last_error_;
+    DWORD code_ = 0;
+    bool returned_ = false;
 };
 
-/// A call that returns its code and leaves nothing in the last error.
-struct coded_call : call {
-    explicit coded_call(const char* function, std::string_view argument = {})
-        : call(function, argument, false) {}
-};
+/// Begins the fake of an imported function. What the linker puts in the place of the import asks it while
+/// there is a system by hand, and else the platform, as the calls of the compiler's own runtime always do.
+#define KVTIP_FAKE(name)                                                               \
+    extern "C" decltype(&::name) __real___imp_##name, __wrap___imp_##name;             \
+    extern const decltype(&::name) fake_##name;                                        \
+    constinit decltype(&::name) __wrap___imp_##name = [](auto... arguments) {          \
+        return (current == nullptr ? __real___imp_##name : fake_##name)(arguments...); \
+    };                                                                                 \
+    const decltype(&::name) fake_##name
 
-// Modules. A handle is the address of the module's row.
+// Modules. A handle is the address of the module's name.
 
-struct module_row {
-    const char* name;
-};
-constexpr module_row modules[] = {{"ntdll"}, {"kernel32"}, {"Iphlpapi.dll"}, {"Ws2_32.dll"}};
+constexpr const char* modules[] = {"ntdll", "kernel32", "Iphlpapi.dll", "Ws2_32.dll"};
 
-const module_row& module_named(const wchar_t* wide) {
+template <bool Loads>
+HMODULE WINAPI find_module(LPCWSTR wide) {
     const std::string name(wide, wide + std::wcslen(wide));
-    const auto found = std::find_if(std::begin(modules), std::end(modules),
-                                    [&](const module_row& row) { return row.name == name; });
+    const call now(Loads ? "LoadLibraryW" : "GetModuleHandleW", name);
+    const auto* found = std::find(std::begin(modules), std::end(modules), name);
     EXPECT_NE(found, std::end(modules)) << "nobody should ask for " << name;
-    return *found;
+    enter_in_ledger(name, Loads && !now.failed());
+    return now.failed() ? nullptr : std::bit_cast<HMODULE>(found);
 }
 
-HMODULE WINAPI load_library(LPCWSTR name) {
-    const module_row& row = module_named(name);
-    const call now("LoadLibraryW", row.name);
-    if (now.failed()) {
-        return nullptr;
-    }
-    enter_in_ledger(row.name, 1);
-    return std::bit_cast<HMODULE>(&row);
-}
+KVTIP_FAKE(LoadLibraryW) = find_module<true>;
+KVTIP_FAKE(GetModuleHandleW) = find_module<false>;
 
-HMODULE WINAPI get_module_handle(LPCWSTR name) {
-    const module_row& row = module_named(name);
-    const call now("GetModuleHandleW", row.name);
-    return now.failed() ? nullptr : std::bit_cast<HMODULE>(&row);
-}
-
-BOOL WINAPI free_library(HMODULE module) {
-    const auto* row = std::bit_cast<const module_row*>(module);
-    const call now("FreeLibrary", row->name);
-    enter_in_ledger(row->name, -1);
+KVTIP_FAKE(FreeLibrary) = [](HMODULE module) -> BOOL {
+    const char* name = *std::bit_cast<const char* const*>(module);
+    const call now("FreeLibrary", name);
+    enter_in_ledger(name, -1);
     return !now.failed();
-}
+};
 
 // Entries.
 
@@ -125,28 +116,24 @@ INT_PTR WINAPI unexpected() {
 }
 
 LONG WINAPI rtl_get_version(RTL_OSVERSIONINFOEXW* version) {
-    const coded_call now("RtlGetVersion");
+    call now("RtlGetVersion");
     EXPECT_EQ(version->dwOSVersionInfoSize, 284u);
-    if (!now.failed()) {
-        *version = current->version;
-    }
+    version->dwMajorVersion = now.failed() ? 0 : current->major;
     return now.status();
 }
 
 BOOL WINAPI get_product_info(DWORD major, DWORD, DWORD, DWORD, DWORD* type) {
-    const coded_call now("GetProductInfo");
-    EXPECT_EQ(major, current->version.dwMajorVersion);
+    call now("GetProductInfo");
+    EXPECT_EQ(major, current->major);
     *type = now.failed() ? 0 : 48;
-    return !now.failed();
+    return now.status() == 0;
 }
 
 int WSAAPI wsa_startup(WORD version, WSADATA* data) {
-    coded_call now("WSAStartup", std::to_string(version));
-    if ((version & 0xFF) == 0) {
-        now.code = WSAVERNOTSUPPORTED;
-    }
-    data->wVersion = now.failed() ? 0xDEAD : version;
-    enter_in_ledger("starts", now.failed() ? 0 : 1);
+    call now("WSAStartup", std::to_string(version));
+    const bool failed = now.fails_if((version & 0xFF) == 0, WSAVERNOTSUPPORTED);
+    data->wVersion = failed ? 0xDEAD : version;
+    enter_in_ledger("starts", !failed);
     return now.status();
 }
 
@@ -156,13 +143,9 @@ int WSAAPI wsa_cleanup() {
     return now.failed() ? SOCKET_ERROR : 0;
 }
 
-int WSAAPI wsa_get_last_error() {
-    return static_cast<int>(GetLastError());
-}
-
 /// Takes any text for the address 1.2.3.4 or 102:304:: of the family asked for.
 template <class Char>
-INT WSAAPI string_to_address(Char*, INT family, WSAPROTOCOL_INFOW*, SOCKADDR* record, INT* length) {
+INT WSAAPI read_address(Char*, INT family, WSAPROTOCOL_INFOW*, SOCKADDR* record, INT* length) {
     const call now("WSAStringToAddress", sizeof(Char) == 1 ? "A" : "W");
     EXPECT_EQ(record->sa_family, family);
     EXPECT_EQ(*length, family == AF_INET ? 16 : 28);
@@ -175,7 +158,7 @@ INT WSAAPI string_to_address(Char*, INT family, WSAPROTOCOL_INFOW*, SOCKADDR* re
 
 /// Writes the record's length and the room as text: two facts that a caller can check.
 template <class Char>
-INT WSAAPI address_to_string(SOCKADDR* record, DWORD length, WSAPROTOCOL_INFOW*, Char* text, DWORD* room) {
+INT WSAAPI write_address(SOCKADDR* record, DWORD length, WSAPROTOCOL_INFOW*, Char* text, DWORD* room) {
     const call now("WSAAddressToString", sizeof(Char) == 1 ? "A" : "W");
     const std::string facts = std::to_string(length) + "/" + std::to_string(*room);
     EXPECT_EQ(record->sa_family, length == 16 ? AF_INET : AF_INET6);
@@ -189,15 +172,12 @@ INT WSAAPI address_to_string(SOCKADDR* record, DWORD length, WSAPROTOCOL_INFOW*,
 
 /// Fills a caller's list: the first entry in its buffer, the others each at the end of a page.
 template <class Entry>
-ULONG fill_list(coded_call& now, std::vector<Entry>& entries, ULONG wanted, Entry* list, ULONG* size) {
+ULONG fill_list(call now, std::vector<Entry>& entries, ULONG wanted, Entry* list, ULONG* size) {
     if (now.failed()) {
         std::memset(list, 0xCC, *size);
-    } else if (*size < wanted) {
+    } else if (now.fails_if(*size < wanted, ERROR_BUFFER_OVERFLOW)) {
         *size = wanted;
-        now.code = ERROR_BUFFER_OVERFLOW;
-    } else if (entries.empty()) {
-        now.code = ERROR_NO_DATA;
-    } else {
+    } else if (!now.fails_if(entries.empty(), ERROR_NO_DATA)) {
         Entry* next = nullptr;
         for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
             entry->Next = next;
@@ -205,194 +185,154 @@ ULONG fill_list(coded_call& now, std::vector<Entry>& entries, ULONG wanted, Entr
         }
         *list = *next;
     }
-    return now.code;
+    return static_cast<ULONG>(now.status());
 }
 
-ULONG WINAPI get_adapters_addresses(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSES* list,
-                                    ULONG* size) {
-    coded_call now("GetAdaptersAddresses", std::to_string(family) + "," + std::to_string(flags));
-    return fill_list(now, current->adapters, current->list_size, list, size);
+ULONG WINAPI list_adapters(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSES* list, ULONG* size) {
+    return fill_list(call("GetAdaptersAddresses", std::to_string(family) + "," + std::to_string(flags)),
+                     current->adapters, current->list_size, list, size);
 }
 
-ULONG WINAPI get_adapters_info(IP_ADAPTER_INFO* list, ULONG* size) {
-    coded_call now("GetAdaptersInfo");
-    return fill_list(now, current->older_adapters, current->older_list_size, list, size);
+// The platform's header does not import this one through a slot.
+extern "C" decltype(GetAdaptersInfo) __real_GetAdaptersInfo, __wrap_GetAdaptersInfo;
+ULONG WINAPI __wrap_GetAdaptersInfo(IP_ADAPTER_INFO* list, ULONG* size) {
+    return current == nullptr ? __real_GetAdaptersInfo(list, size)
+                              : fill_list(call("GetAdaptersInfo"), current->older_adapters,
+                                          current->older_list_size, list, size);
 }
 
-template <class Function>
-FARPROC entry(Function* function) {
-    return std::bit_cast<FARPROC>(function);
-}
-
-FARPROC WINAPI get_proc_address(HMODULE module, LPCSTR name) {
+KVTIP_FAKE(GetProcAddress) = [](HMODULE module, LPCSTR name) -> FARPROC {
     call now("GetProcAddress", name);
-    static const std::map<std::string_view, FARPROC> scripted = {
-        {"RtlGetVersion", entry(&rtl_get_version)},
-        {"GetProductInfo", entry(&get_product_info)},
-        {"GetAdaptersAddresses", entry(&get_adapters_addresses)},
-        {"WSAStartup", entry(&wsa_startup)},
-        {"WSACleanup", entry(&wsa_cleanup)},
-        {"WSAGetLastError", entry(&wsa_get_last_error)},
-        {"WSAStringToAddressA", entry(&string_to_address<char>)},
-        {"WSAStringToAddressW", entry(&string_to_address<wchar_t>)},
-        {"WSAAddressToStringA", entry(&address_to_string<char>)},
-        {"WSAAddressToStringW", entry(&address_to_string<wchar_t>)},
+    const auto row = [](std::string_view of, auto* fake) {
+        return std::pair(of, std::bit_cast<FARPROC>(fake));
     };
-    if (module == nullptr && !now.failed()) {
-        now.code = ERROR_PROC_NOT_FOUND;
-    }
-    if (now.failed()) {
+    static const std::map<std::string_view, FARPROC> entries = {
+        row("RtlGetVersion", &rtl_get_version),
+        row("GetProductInfo", &get_product_info),
+        row("GetAdaptersAddresses", &list_adapters),
+        row("WSAStartup", &wsa_startup),
+        row("WSACleanup", &wsa_cleanup),
+        row("WSAGetLastError", &GetLastError),
+        row("WSAStringToAddressA", &read_address<char>),
+        row("WSAStringToAddressW", &read_address<wchar_t>),
+        row("WSAAddressToStringA", &write_address<char>),
+        row("WSAAddressToStringW", &write_address<wchar_t>)};
+    if (now.fails_if(module == nullptr, ERROR_PROC_NOT_FOUND)) {
         return nullptr;
     }
-    const auto script = scripted.find(name);
-    return script == scripted.end() ? entry(&unexpected) : script->second;
-}
+    const auto found = entries.find(name);
+    return found == entries.end() ? std::bit_cast<FARPROC>(&unexpected) : found->second;
+};
 
 // The registry. A key's handle is the address of its class's devices, or of one of these.
 
-LSTATUS WINAPI open_key(HKEY parent, LPCWSTR path, DWORD, REGSAM, HKEY* key) {
-    coded_call now("RegOpenKeyExW");
-    *key = std::bit_cast<HKEY>(ULONG_PTR{poison});
-    if (!now.failed() && parent != HKEY_LOCAL_MACHINE) {
-        *key = std::bit_cast<HKEY>(&(*std::bit_cast<std::vector<device>*>(parent))[std::stoul(path)]);
-    } else if (!now.failed()) {
-        const bool modems = std::wcsstr(path, L"Class\\{4d36e96d-e325-11ce-bfc1-08002be10318}") != nullptr;
-        const bool network = std::wcsstr(path, L"Class\\{4d36e972-e325-11ce-bfc1-08002be10318}") != nullptr;
-        EXPECT_TRUE(std::wcsstr(path, L"SYSTEM\\CurrentControlSet\\Control\\") == path && modems != network);
-        auto& devices = modems ? current->modem_devices : current->network_devices;
-        *key = std::bit_cast<HKEY>(&devices);
-        now.code = devices.empty() ? ERROR_FILE_NOT_FOUND : 0;
+KVTIP_FAKE(RegOpenKeyExW) = [](HKEY parent, LPCWSTR path, DWORD, REGSAM, HKEY* key) {
+    call now("RegOpenKeyExW");
+    const std::wstring folder = L"SYSTEM\\CurrentControlSet\\Control\\Class\\";
+    const std::map<std::wstring, std::vector<device>*> classes = {
+        {folder + L"{4d36e972-e325-11ce-bfc1-08002be10318}", &current->network_devices},
+        {folder + L"{4d36e96d-e325-11ce-bfc1-08002be10318}", &current->modem_devices}};
+    if (parent == HKEY_LOCAL_MACHINE) {
+        *key = std::bit_cast<HKEY>(classes.at(path));
+        now.fails_if(classes.at(path)->empty(), ERROR_FILE_NOT_FOUND);
+    } else {
+        *key = std::bit_cast<HKEY>(&std::bit_cast<std::vector<device>*>(parent)->at(std::stoul(path)));
     }
-    enter_in_ledger("registry keys", now.failed() ? 0 : 1);
+    *key = now.failed() ? std::bit_cast<HKEY>(ULONG_PTR{poison}) : *key;
+    enter_in_ledger("registry keys", !now.failed());
     return now.status();
-}
+};
 
-LSTATUS WINAPI close_key(HKEY) {
-    const coded_call now("RegCloseKey");
+KVTIP_FAKE(RegCloseKey) = [](HKEY) {
+    call now("RegCloseKey");
     enter_in_ledger("registry keys", -1);
     return now.status();
-}
+};
 
-LSTATUS WINAPI enum_key(HKEY key, DWORD index, LPWSTR name, LPDWORD length, LPDWORD, LPWSTR, LPDWORD,
-                        FILETIME*) {
-    coded_call now("RegEnumKeyExW");
-    if (!now.failed() && index >= std::bit_cast<std::vector<device>*>(key)->size()) {
-        now.code = ERROR_NO_MORE_ITEMS;
-    }
-    if (!now.failed()) {
-        const std::wstring text = std::to_wstring(index);
-        *std::copy(text.begin(), text.end(), name) = 0;
-        *length = static_cast<DWORD>(text.size());
+KVTIP_FAKE(RegEnumKeyExW) = [](HKEY key, DWORD index, LPWSTR name, LPDWORD length, auto...) {
+    call now("RegEnumKeyExW");
+    if (!now.fails_if(index >= std::bit_cast<std::vector<device>*>(key)->size(), ERROR_NO_MORE_ITEMS)) {
+        *length = static_cast<DWORD>(std::swprintf(name, *length, L"%lu", index));
     }
     return now.status();
-}
+};
 
-LSTATUS WINAPI query_value(HKEY key, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE data, LPDWORD size) {
-    coded_call now("RegQueryValueExW");
+KVTIP_FAKE(RegQueryValueExW) = [](HKEY key, LPCWSTR name, auto, LPDWORD type, LPBYTE data, LPDWORD size) {
+    call now("RegQueryValueExW");
     const auto& values = *std::bit_cast<const device*>(key);
     const auto value = values.find(name);
-    if (!now.failed() && value == values.end()) {
-        now.code = ERROR_FILE_NOT_FOUND;
-    }
-    if (!now.failed()) {
+    if (!now.fails_if(value == values.end(), ERROR_FILE_NOT_FOUND)) {
         const std::wstring& text = value->second.second; // without terminator, as a stored one may be
         const DWORD room = std::exchange(*size, static_cast<DWORD>(text.size() * sizeof(wchar_t)));
         *type = value->second.first;
-        now.code = room < *size ? ERROR_MORE_DATA : 0;
+        now.fails_if(room < *size, ERROR_MORE_DATA);
         std::memcpy(data, text.data(), std::min(room, *size));
     }
     return now.status();
-}
+};
 
 /// Makes the text ten times as long instead of looking for variables in it.
-DWORD WINAPI expand_strings(LPCWSTR text, LPWSTR out, DWORD capacity) {
+KVTIP_FAKE(ExpandEnvironmentStringsW) = [](LPCWSTR text, LPWSTR out, DWORD capacity) {
     const call now("ExpandEnvironmentStringsW");
-    const std::size_t length = std::wcslen(text);
-    if (!now.failed() && length * 10 < capacity) {
-        for (int i = 0; i < 10; ++i) {
-            out = std::copy_n(text, length, out);
-        }
-        *out = 0;
+    std::wstring expanded;
+    for (int i = 0; i < 10; ++i) {
+        expanded += text;
     }
-    return now.failed() ? 0 : static_cast<DWORD>(length * 10 + 1);
-}
-
-/// What the linker puts in the place of an import: asks the scripted system if there is one, and else the
-/// platform, as the calls of the compiler's own runtime always do. `Scripted` gets the true function too
-/// if it takes it.
-template <auto Real, auto Scripted>
-struct seam;
-template <class Result, class... Arguments, Result (**Real)(Arguments...), auto Scripted>
-struct seam<Real, Scripted> {
-    static Result WINAPI function(Arguments... arguments) {
-        if (current == nullptr) {
-            return (*Real)(arguments...);
-        }
-        if constexpr (std::is_invocable_v<decltype(Scripted), decltype(*Real), Arguments...>) {
-            return Scripted(*Real, arguments...);
-        } else {
-            return Scripted(arguments...);
-        }
+    if (!now.failed() && expanded.size() < capacity) {
+        *std::copy(expanded.begin(), expanded.end(), out) = 0;
     }
+    return static_cast<DWORD>(now.failed() ? 0 : expanded.size() + 1);
 };
 
 // Critical sections and text conversions: the true ones, watched.
 
-/// The sections that a thread holds, the last one taken last. A plain record: one with a destructor would
-/// make the compiler's runtime call the system at the thread's end.
-struct held_sections {
-    const void* sections[8];
-    std::size_t count;
-};
-constinit thread_local held_sections held{};
+/// The sections that a thread holds, the last one taken last. Plain: with a destructor they would make the
+/// compiler's runtime call the system at the thread's end.
+constinit thread_local const void* held[8] = {};
+constinit thread_local std::size_t held_count = 0;
 
-constexpr auto initialize_section = [](auto real, CRITICAL_SECTION* section) {
+template <auto Real, auto Note>
+void watched(CRITICAL_SECTION* section) {
     const heap::pause pause;
-    enter_in_ledger("critical sections", 1);
-    real(section);
+    Note(section);
+    (*Real)(section);
     SetLastError(poison);
-};
+}
 
-constexpr auto delete_section = [](auto real, CRITICAL_SECTION* section) {
-    const heap::pause pause;
-    enter_in_ledger("critical sections", -1);
-    real(section);
-    SetLastError(poison);
-};
+template <int By>
+constexpr auto count_section = [](auto*) { enter_in_ledger("critical sections", By); };
 
-constexpr auto enter_section = [](auto real, CRITICAL_SECTION* section) {
-    const heap::pause pause;
-    real(section);
+constexpr auto take = [](const void* section) {
     enter_in_ledger("locks", 1);
-    for (std::size_t i = 0; i < held.count; ++i) {
-        const std::lock_guard guard(ledger_mutex);
-        lock_order.emplace(held.sections[i], section);
-        EXPECT_TRUE(held.sections[i] == section || !lock_order.contains({section, held.sections[i]}))
-            << "lock order reversed";
+    for (const void* other : std::span(held, held_count)) {
+        std::unique_lock guard(ledger_mutex);
+        lock_order.emplace(other, section);
+        const bool reversed = other != section && lock_order.contains({section, other});
+        guard.unlock();
+        EXPECT_FALSE(reversed) << "lock order reversed";
     }
-    held.sections[held.count++] = section;
-    SetLastError(poison);
+    held[held_count++] = section;
 };
 
-constexpr auto leave_section = [](auto real, CRITICAL_SECTION* section) {
-    const heap::pause pause;
-    EXPECT_EQ(held.sections[--held.count], section);
+constexpr auto give_back = [](const void* section) {
     enter_in_ledger("locks", -1);
-    real(section);
-    SetLastError(poison);
+    EXPECT_EQ(held[--held_count], section);
 };
 
-constexpr auto to_wide = [](auto real, UINT page, auto... arguments) {
+KVTIP_FAKE(InitializeCriticalSection) = watched<&__real___imp_InitializeCriticalSection, count_section<1>>;
+KVTIP_FAKE(DeleteCriticalSection) = watched<&__real___imp_DeleteCriticalSection, count_section<-1>>;
+KVTIP_FAKE(EnterCriticalSection) = watched<&__real___imp_EnterCriticalSection, take>;
+KVTIP_FAKE(LeaveCriticalSection) = watched<&__real___imp_LeaveCriticalSection, give_back>;
+
+KVTIP_FAKE(MultiByteToWideChar) = [](UINT page, auto... arguments) {
     const call now("MultiByteToWideChar", std::to_string(page));
-    return now.failed() ? 0 : real(page, arguments...);
+    return now.failed() ? 0 : __real___imp_MultiByteToWideChar(page, arguments...);
 };
 
-constexpr auto to_narrow = [](auto real, UINT page, auto... arguments) {
+KVTIP_FAKE(WideCharToMultiByte) = [](UINT page, auto... arguments) {
     const call now("WideCharToMultiByte", std::to_string(page));
-    return now.failed() ? 0 : real(page, arguments...);
+    return now.failed() ? 0 : __real___imp_WideCharToMultiByte(page, arguments...);
 };
-
-} // namespace
 
 ip::addr address(const char* text) {
     ip::addr result;
@@ -412,10 +352,6 @@ SOCKET_ADDRESS system::record(const ip::saddr& address) {
     return {length == 0 ? nullptr : reinterpret_cast<SOCKADDR*>(kept), length};
 }
 
-std::ptrdiff_t system::count(const std::string& call) const {
-    return std::count(calls.begin(), calls.end(), call);
-}
-
 void system::load_library() {
     ip::detail::create_helper();
     ip::detail::own_helper();
@@ -425,9 +361,8 @@ void system::unload_library() {
     kvt::main::run_at_exit_actions([](const auto& failure) { ADD_FAILURE() << failure.what(); });
 }
 
-system::system(DWORD major, bool loaded) {
-    version.dwOSVersionInfoSize = sizeof version;
-    version.dwMajorVersion = major;
+system::system(DWORD major_version, bool loaded) : major(major_version) {
+    unload_library(); // at first the one of this program, which was set up on the real system
     current = this;
     if (loaded) {
         load_library();
@@ -437,39 +372,10 @@ system::system(DWORD major, bool loaded) {
 system::~system() {
     unload_library();
     current = nullptr;
-    for (const auto& [what, left] : ledger) {
+    for (const auto& [what, left] : std::exchange(ledger, {})) {
         EXPECT_EQ(left, 0) << what << " not given back";
     }
-    ledger.clear();
     lock_order.clear();
 }
 
 } // namespace scripted
-
-extern "C" {
-#define KVTIP_SEAM(name, scripted_function)         \
-    extern decltype(&name) __real___imp_##name;     \
-    constinit decltype(&name) __wrap___imp_##name = \
-        &scripted::seam<&__real___imp_##name, scripted::scripted_function>::function
-KVTIP_SEAM(LoadLibraryW, load_library);
-KVTIP_SEAM(FreeLibrary, free_library);
-KVTIP_SEAM(GetModuleHandleW, get_module_handle);
-KVTIP_SEAM(GetProcAddress, get_proc_address);
-KVTIP_SEAM(InitializeCriticalSection, initialize_section);
-KVTIP_SEAM(DeleteCriticalSection, delete_section);
-KVTIP_SEAM(EnterCriticalSection, enter_section);
-KVTIP_SEAM(LeaveCriticalSection, leave_section);
-KVTIP_SEAM(RegOpenKeyExW, open_key);
-KVTIP_SEAM(RegCloseKey, close_key);
-KVTIP_SEAM(RegEnumKeyExW, enum_key);
-KVTIP_SEAM(RegQueryValueExW, query_value);
-KVTIP_SEAM(ExpandEnvironmentStringsW, expand_strings);
-KVTIP_SEAM(MultiByteToWideChar, to_wide);
-KVTIP_SEAM(WideCharToMultiByte, to_narrow);
-
-// The platform's header does not import this one through a slot.
-ULONG WINAPI __real_GetAdaptersInfo(IP_ADAPTER_INFO*, ULONG*);
-ULONG WINAPI __wrap_GetAdaptersInfo(IP_ADAPTER_INFO* list, ULONG* size) {
-    return (scripted::current != nullptr ? scripted::get_adapters_info : __real_GetAdaptersInfo)(list, size);
-}
-}

@@ -33,19 +33,16 @@ ip::saddr socket_address(const char* text, std::uint16_t port = 0);
 
 class system {
 public:
-    /// A system of that version without adapters, and on it, unless the test does that itself, a library
-    /// that has just been loaded.
-    explicit system(DWORD major = 10, bool loaded = true);
+    /// A system without adapters, and on it, unless the test does that itself, a library just loaded.
+    explicit system(DWORD major_version = 10, bool loaded = true);
     ~system();
-    system(const system&) = delete;
-    system& operator=(const system&) = delete;
 
     /// What the module's load and unload do.
     void load_library();
     void unload_library();
 
     // What the system is.
-    RTL_OSVERSIONINFOEXW version{};
+    const DWORD major;
     std::set<std::string> missing; ///< modules ("Ws2_32.dll") and entries ("WSAPoll")
     std::vector<IP_ADAPTER_ADDRESSES> adapters;
     std::vector<IP_ADAPTER_INFO> older_adapters;
@@ -64,7 +61,7 @@ public:
     // What was called, "Name" or "Name(argument)". Off for threads.
     std::vector<std::string> calls;
     bool logs = true;
-    std::ptrdiff_t count(const std::string& call) const;
+    std::ptrdiff_t count(const std::string& of) const { return std::count(calls.begin(), calls.end(), of); }
 
     /// A copy of `value` that ends at an inaccessible page and lives as long as the system.
     template <class Value>
@@ -78,10 +75,11 @@ public:
     }
     /// A socket address of the length that its family has; null for none.
     SOCKET_ADDRESS record(const ip::saddr& address);
-    /// A linked list of the platform's nodes, one for each address and each as long as its length says.
+    /// A linked list of the platform's nodes, one for each address and each as long as its length says: if
+    /// that is 0, in full.
     template <class Node>
-    Node* list(const std::vector<ip::saddr>& addresses, Node node = full_length<Node>()) {
-        node.Next = nullptr;
+    Node* list(const std::vector<ip::saddr>& addresses, Node node = {}) {
+        node.Length = node.Length != 0 ? node.Length : sizeof node;
         for (auto address = addresses.rbegin(); address != addresses.rend(); ++address) {
             node.Address = record(*address);
             node.Next = keep(node, std::min<std::size_t>((node.Length + 7) / 8 * 8, sizeof node));
@@ -90,13 +88,6 @@ public:
     }
 
 private:
-    template <class Node>
-    static Node full_length() {
-        Node node{};
-        node.Length = sizeof node;
-        return node;
-    }
-
     std::vector<std::unique_ptr<guarded_buffer>> memory_;
 };
 
