@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "binding/entry_table.h"
+#include "binding/name_services.h"
 
 namespace ip::detail {
 
@@ -78,6 +79,13 @@ bool winsock_impl::bind_entries(unsigned long& code) {
     }
     for (const auto& row : optional_entries) {
         row.bind(*this);
+    }
+    if (getaddrinfo == nullptr || freeaddrinfo == nullptr) { // what one makes only its own other frees
+        getaddrinfo = substitute_getaddrinfo;
+        freeaddrinfo = substitute_freeaddrinfo;
+    }
+    if (getnameinfo == nullptr) {
+        getnameinfo = substitute_getnameinfo;
     }
     return true;
 }

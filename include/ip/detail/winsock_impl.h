@@ -16,7 +16,9 @@ namespace ip::detail {
 struct winsock_impl {
     module_handle module;
 
-    // Older systems lack some of these, which then stay null.
+    // Older systems lack some of these. The narrow name services are then the library's own (where one of
+    // the first two is missing, both are); the others stay null, and their users go another way, but for
+    // `WSAPoll`, which must be there to be used.
     decltype(&::getaddrinfo) getaddrinfo = nullptr;
     decltype(&::freeaddrinfo) freeaddrinfo = nullptr;
     decltype(&::GetAddrInfoW) GetAddrInfoW = nullptr;

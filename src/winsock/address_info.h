@@ -1,0 +1,76 @@
+#pragma once
+
+// What the narrow and the wide name services share: the same calls, but for the width of their text.
+
+#include <algorithm>
+#include <vector>
+
+#include "address/convert.h"
+#include "ip/detail/helper.h"
+
+namespace ip::detail {
+
+template <class Char>
+struct name_services;
+
+template <>
+struct name_services<char> {
+    using address_info = addrinfo;
+    static constexpr auto look_up = &winsock_impl::getaddrinfo;
+    static constexpr auto free = &winsock_impl::freeaddrinfo;
+    static constexpr auto names = &winsock_impl::getnameinfo;
+    static constexpr auto connect = &winsock_impl::WSAConnectByNameA;
+};
+
+template <>
+struct name_services<wchar_t> {
+    using address_info = addrinfoW;
+    static constexpr auto look_up = &winsock_impl::GetAddrInfoW;
+    static constexpr auto free = &winsock_impl::FreeAddrInfoW;
+    static constexpr auto names = &winsock_impl::GetNameInfoW;
+    static constexpr auto connect = &winsock_impl::WSAConnectByNameW;
+};
+
+/// The answer to a look-up.
+template <class Char>
+class address_info_list {
+public:
+    using node = typename name_services<Char>::address_info;
+
+    explicit address_info_list(node* first) : first_(first) {}
+    ~address_info_list() { (the_helper().winsock.*name_services<Char>::free)(first_); }
+    address_info_list(const address_info_list&) = delete;
+    address_info_list& operator=(const address_info_list&) = delete;
+
+    void append_to(std::vector<addr>& out) const {
+        std::size_t count = 0;
+        for (const node* each = first_; each != nullptr; each = each->ai_next) {
+            ++count;
+        }
+        out.reserve(out.size() + count);
+        for (const node* each = first_; each != nullptr; each = each->ai_next) {
+            if (each->ai_addr != nullptr && each->ai_addrlen >= sizeof(SOCKADDR_IN)) {
+                to_addr(image_of(each->ai_addr, each->ai_addrlen), out.emplace_back());
+            }
+        }
+    }
+
+private:
+    node* first_;
+};
+
+/// Asks the system for a host's addresses and appends them to `out`. Returns 0 or the socket library's code;
+/// throws `std::bad_alloc`.
+template <class Char>
+unsigned long look_up(const Char* node, const Char* service,
+                      const typename name_services<Char>::address_info* hints, std::vector<addr>& out) {
+    const winsock_impl& winsock = the_helper().winsock;
+    typename name_services<Char>::address_info* first = nullptr;
+    if ((winsock.*name_services<Char>::look_up)(node, service, hints, &first) != 0) {
+        return static_cast<unsigned long>(winsock.WSAGetLastError());
+    }
+    address_info_list<Char>(first).append_to(out);
+    return 0;
+}
+
+} // namespace ip::detail

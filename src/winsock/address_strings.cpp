@@ -1,0 +1,74 @@
+#include "address/convert.h"
+#include "address/format.h"
+#include "address/parse.h"
+#include "ip/winsock2.h"
+#include "winsock/calls.h"
+
+namespace ip {
+
+using namespace detail;
+
+namespace {
+
+template <class Char>
+void write(const addr& address, std::basic_string<Char>& out) {
+    if (winsock2::getnameinfo(to_saddr(address), &out, static_cast<std::basic_string<Char>*>(nullptr), 0) ==
+        0) {
+        return;
+    }
+    char ipv4[16];
+    char ipv6[50];
+    switch (address.family) {
+    case family_ipv4:
+        out.assign(ipv4, ipv4 + format_ipv4(address.address, ipv4));
+        break;
+    case family_ipv6:
+        out.assign(ipv6, ipv6 + format_ipv6(address.address, ipv6));
+        break;
+    default:
+        out.clear();
+    }
+}
+
+/// Reads `text` as an address, failing that takes the first one that `look_up` finds for it as a name.
+template <class Char, class LookUp>
+unsigned long read(const Char* text, addr& out, LookUp look_up) {
+    if (parse_address(text, out)) {
+        return 0;
+    }
+    out.family = family_none;
+    std::vector<addr> found;
+    if (const unsigned long code = look_up(found)) {
+        return code;
+    }
+    if (found.empty()) {
+        return DNS_INFO_NO_RECORDS;
+    }
+    out = found.front();
+    return 0;
+}
+
+} // namespace
+
+void winsock2::address_to_string(std::string& out, const addr& address) {
+    write(address, out);
+}
+
+void winsock2::address_to_string(std::wstring& out, const addr& address) {
+    write(address, out);
+}
+
+unsigned long winsock2::address_from_string(addr& out, const char* text, unsigned short family) {
+    return read(text, out, [=](std::vector<addr>& found) {
+        // Hints that ask for nothing keep the look-up from preferring IPv4. The family asked for is not
+        // used: a caller who names one gets the system's first answer, whatever its family.
+        ::addrinfo any_family{};
+        return getaddrinfo(text, found, nullptr, family == family_none ? nullptr : &any_family);
+    });
+}
+
+unsigned long winsock2::address_from_string(addr& out, const wchar_t* text) {
+    return read(text, out, [=](std::vector<addr>& found) { return getaddrinfo(text, found); });
+}
+
+} // namespace ip

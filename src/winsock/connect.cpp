@@ -1,0 +1,173 @@
+#include <algorithm>
+#include <cstdlib>
+#include <cwchar>
+#include <new>
+#include <vector>
+
+#include "address/convert.h"
+#include "address/parse.h"
+#include "ip/winsock2.h"
+#include "winsock/address_info.h"
+#include "winsock/calls.h"
+
+namespace ip {
+
+using namespace detail;
+
+namespace {
+
+/// Turns the non-blocking mode of a socket on (1) or off (0).
+unsigned long set_non_blocking(const ip::socket& s, unsigned long on) {
+    return winsock2::ioctlsocket(s, static_cast<long>(FIONBIO), &on);
+}
+
+// The platform's own FD_ISSET would be an import of the socket library.
+bool is_in(const fd_set& set, SOCKET handle) {
+    const SOCKET* end = set.fd_array + set.fd_count;
+    return std::find(set.fd_array, end, handle) != end;
+}
+
+/// How a connect in progress ends.
+unsigned long wait_for_connect(const ip::socket& s, const timeval* timeout) {
+    const SOCKET handle = s.handle;
+    fd_set connected{1, {handle}};
+    fd_set failed{1, {handle}};
+    const int ready = winsock2::select(nullptr, &connected, &failed, timeout, FD_SETSIZE);
+    if (ready == 0) {
+        return ERROR_TIMEOUT;
+    }
+    if (ready < 0) {
+        return last_error();
+    }
+    if (is_in(connected, handle)) {
+        return 0;
+    }
+    if (!is_in(failed, handle)) {
+        return WSAEWOULDBLOCK;
+    }
+    int pending = 0;
+    int length = sizeof pending;
+    char* value = reinterpret_cast<char*>(&pending);
+    if (bound().getsockopt(handle, SOL_SOCKET, SO_ERROR, value, &length) == 0) {
+        return static_cast<unsigned long>(pending);
+    }
+    // The attempt has failed for a reason that cannot be had: it counts as still in progress, unless the
+    // system knows no reason for that either.
+    return last_error() == ~0UL ? last_error() : WSAEWOULDBLOCK;
+}
+
+} // namespace
+
+unsigned long winsock2::connect(const ip::socket& s, const saddr& address, const ::timeval* timeout) {
+    const bool was_switched = set_non_blocking(s, 1) == 0;
+    unsigned long code = connect(s, address);
+    if (code == WSAEWOULDBLOCK) {
+        code = wait_for_connect(s, timeout);
+    }
+    if (was_switched) {
+        set_non_blocking(s, 0);
+    }
+    return code;
+}
+
+namespace {
+
+long to_number(const char* text) {
+    return std::strtol(text, nullptr, 10);
+}
+
+long to_number(const wchar_t* text) {
+    return std::wcstol(text, nullptr, 10);
+}
+
+/// The port that the text begins with, in network byte order. Names are not looked up: they give 0.
+template <class Char>
+std::uint16_t port_of(const Char* service) {
+    const auto port = static_cast<std::uint16_t>(service == nullptr ? 0 : to_number(service));
+    return static_cast<std::uint16_t>(port << 8 | port >> 8);
+}
+
+/// IPv4 first, IPv6 only where there is no IPv4.
+unsigned long resolve(const char* node, std::vector<addr>& found) {
+    return winsock2::getaddrinfo(node, found);
+}
+
+/// Any family, and by the system only: no substitute stands in for the wide call.
+unsigned long resolve(const wchar_t* node, std::vector<addr>& found) {
+    return look_up<wchar_t>(node, nullptr, nullptr, found);
+}
+
+/// Tries one address after the other on the same socket.
+unsigned long connect_to_any(const ip::socket& s, const std::vector<addr>& addresses, std::uint16_t port,
+                             addr* remote, const timeval* timeout) {
+    unsigned long code = WSAEADDRNOTAVAIL;
+    for (const addr& address : addresses) {
+        saddr target = to_saddr(address);
+        target.port = port;
+        code = winsock2::connect(s, target, timeout);
+        if (code == 0) {
+            to_addr(target, *remote);
+            break;
+        }
+    }
+    return code;
+}
+
+/// What the library does where the system cannot connect by name.
+template <class Char>
+unsigned long connect_by_look_up(const ip::socket& s, const Char* node, const Char* service, addr* remote,
+                                 const timeval* timeout) {
+    std::vector<addr> addresses(1);
+    if (!parse_address(node, addresses.front())) {
+        addresses.clear();
+        if (const unsigned long code = resolve(node, addresses)) {
+            return code;
+        }
+    }
+    return connect_to_any(s, addresses, port_of(service), remote, timeout);
+}
+
+template <class Char>
+unsigned long connect_by_name(const ip::socket& s, const Char* node, const Char* service, addr* local,
+                              addr* remote, const timeval* timeout) try {
+    const auto connect = bound().*name_services<Char>::connect;
+    if (connect == nullptr) {
+        return connect_by_look_up(s, node, service, remote, timeout);
+    }
+    socket_address_buffer local_buffer;
+    socket_address_buffer remote_buffer;
+    auto local_length = static_cast<DWORD>(local_buffer.size());
+    auto remote_length = static_cast<DWORD>(remote_buffer.size());
+    // Some platform headers lack the const that the system honours.
+    if (!connect(s.handle, const_cast<Char*>(node), const_cast<Char*>(service), &local_length,
+                 image(local_buffer), &remote_length, image(remote_buffer), const_cast<timeval*>(timeout),
+                 nullptr)) {
+        if (const unsigned long code = last_error()) {
+            return code;
+        }
+        // A failure without a reason counts as success.
+    }
+    if (local != nullptr) {
+        to_addr(local_buffer.image(), *local);
+    }
+    if (remote != nullptr) {
+        to_addr(remote_buffer.image(), *remote);
+    }
+    return 0;
+} catch (const std::bad_alloc&) {
+    return ERROR_NOT_ENOUGH_MEMORY;
+}
+
+} // namespace
+
+unsigned long winsock2::connectbyname(const ip::socket& s, const char* node, const char* service, addr* local,
+                                      addr* remote, const ::timeval* timeout) {
+    return connect_by_name(s, node, service, local, remote, timeout);
+}
+
+unsigned long winsock2::connectbyname(const ip::socket& s, const wchar_t* node, const wchar_t* service,
+                                      addr* local, addr* remote, const ::timeval* timeout) {
+    return connect_by_name(s, node, service, local, remote, timeout);
+}
+
+} // namespace ip
