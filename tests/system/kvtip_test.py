@@ -6,8 +6,10 @@
 COMMAND runs kvtip; each ADAPTER must be among those that it finds. Wine tells IPv4 gateways only, no
 address that has a label of its own ("eth0:1"), and all name servers with every adapter."""
 
+import contextlib
 import json
 import os
+import socket
 import subprocess
 import sys
 import unittest
@@ -24,7 +26,15 @@ bad_usage = [
     (["adapters", "grüße €😀"], "The following argument was not expected: grüße €😀", "kvtip adapters"),
     (["adapters", "*"], "The following argument was not expected: *", "kvtip adapters"),
     (["addresses", "--family", "5"], "--family: 5 not in {4,6}", "kvtip addresses"),
+    (["resolve", ""], "NAME: must not be empty", "kvtip resolve"),
+    (["name", "grüße"], "ADDRESS: grüße is not an address", "kvtip name"),
+    (["name", "1" * 300], f"ADDRESS: {'1' * 300} is not an address", "kvtip name"),
 ]
+bad_usage += [(["connect", "::1", port], f"PORT: Value {port} not in range 1 to 65535", "kvtip connect")
+              for port in ("0", "65536", "-1", "abc")]
+bad_usage += [(["connect", "::1", "9", "--timeout", seconds],
+               f"--timeout: {seconds} is not above 0 and up to 86400", "kvtip connect")
+              for seconds in ("0", "-1", "nan", "abc", "86401")]
 
 
 def run(*command, stdout=subprocess.PIPE, **options):
@@ -52,6 +62,12 @@ def host_adapters():
             "gateways": [r["gateway"] for r in routes if "gateway" in r and r["dev"] == name],
             "name servers": servers[:3] or ["127.0.0.1"],
         }
+
+
+def accepted_port(server):
+    caller, (_, port, *_) = server.accept()
+    caller.close()
+    return port
 
 
 def addresses_of(adapter):
@@ -108,6 +124,68 @@ class Kvtip(unittest.TestCase):
             shown += adapter["gateways"] + adapter["dns_servers"] + addresses_of(adapter)
             for value in filter(None, shown):
                 self.assertIn(value, block)
+
+    def assert_fails(self, code, *arguments):
+        status, out, err = run(*kvtip, *arguments)
+        self.assertRegex(f"{status} {out}{err}", rf"^1 kvtip: {arguments[0]}: {code}: .*\S\n$")
+
+    def test_names_have_the_hosts_addresses(self):
+        for family, *option in ((0,), (socket.AF_INET, "--family", "4"), (socket.AF_INET6, "--family", "6")):
+            try:
+                found = socket.getaddrinfo("localhost", None, family, socket.SOCK_STREAM)
+            except socket.gaierror:
+                self.assert_fails(r"1100\d", "resolve", "localhost", *option)
+                continue
+            expected = list(dict.fromkeys(address for *_, (address, *_) in found))
+            self.assertEqual(json.loads(self.output("resolve", "localhost", "--json", *option)), expected)
+            self.assertEqual(self.output("resolve", "localhost", *option).split(), expected)
+
+    def test_unknown_names_are_a_failure(self):
+        for name in ("a" * 64, "a" * 300, "grüße €😀"):  # which no name server is asked for
+            self.assert_fails(11001, "resolve", name)
+            self.assert_fails(11001, "connect", name, "9")
+        self.assert_fails(r"\d+", "resolve", "ü" * 300)
+
+    def test_addresses_have_the_hosts_names(self):
+        for address in ("127.0.0.1", "::1"):
+            try:
+                name = socket.getnameinfo((address, 0), socket.NI_NAMEREQD)[0]
+            except socket.gaierror:
+                self.assert_fails(r"1100\d", "name", address)
+                continue
+            self.assertEqual(self.output("name", address), name + "\n")
+            self.assertEqual(json.loads(self.output("name", address, "--json")),
+                             {"address": address, "name": name})
+
+    @unittest.skipUnless(sys.platform == "linux", "needs a host that can be asked")
+    def test_hostname_is_the_hosts(self):
+        self.assertEqual(self.output("hostname"), socket.gethostname() + "\n")
+        self.assertEqual(json.loads(self.output("hostname", "--json")), {"hostname": socket.gethostname()})
+
+    def test_connection_is_as_the_listener_sees_it(self):
+        for host in {"127.0.0.1", "::1"}.intersection(json.loads(self.output("addresses", "--json"))):
+            family, form = (socket.AF_INET6, "[{}]:{}") if ":" in host else (socket.AF_INET, "{}:{}")
+            with socket.create_server((host, 0), family=family) as server:
+                port = server.getsockname()[1]
+                found = json.loads(self.output("connect", host, str(port), "--json"))
+                self.assertGreater(found.pop("milliseconds"), 0)
+                self.assertEqual(found, {"local": {"address": host, "port": accepted_port(server)},
+                                         "remote": {"address": host, "port": port}})
+                shown = self.output("connect", host, str(port), "--timeout", "59.5").split()
+                self.assertEqual(shown[:5], ["local", form.format(host, accepted_port(server)),
+                                             "remote", form.format(host, port), "time"])
+
+    def test_connection_that_is_refused_or_not_answered_is_a_failure(self):
+        with socket.socket() as server, contextlib.ExitStack() as callers:
+            server.bind(("127.0.0.1", 0))
+            port = str(server.getsockname()[1])
+            self.assert_fails(10061, "connect", "127.0.0.1", port)
+            server.listen(0)
+            for _ in range(3):  # more than wait for a listener at a time
+                caller = callers.enter_context(socket.socket())
+                caller.setblocking(False)
+                caller.connect_ex(server.getsockname())
+            self.assert_fails(1460, "connect", "127.0.0.1", port, "--timeout", "0.3")
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "needs a device that is always full")
     def test_output_that_cannot_be_written_is_a_failure(self):

@@ -2,7 +2,6 @@
 #include <ctime>
 #include <numeric>
 #include <span>
-#include <vector>
 
 #include <windows.h>
 
@@ -49,14 +48,6 @@ json addresses_json(ip::adapter_enumerator& adapters) {
                           {"prefix_length", prefix_length_json(found.mask)},
                           {"lease_obtained", number_json(found.lease_obtained)},
                           {"lease_expires", number_json(found.lease_expires)}});
-    }
-    return result;
-}
-
-json list_json(const std::vector<ip::saddr>& addresses) {
-    json result = json::array();
-    for (const ip::saddr& address : addresses) {
-        result.push_back(address_json(address));
     }
     return result;
 }

@@ -17,7 +17,8 @@ struct command {
     const char* name;
     const char* summary;
     /// Adds the options that are the subcommand's own. What it returns does the work once these are
-    /// parsed; it throws `kvt::exceptions::error` where an operation fails.
+    /// parsed; it throws `kvt::exceptions::error` where an operation fails, and
+    /// `CLI::ParseError` where an argument turns out to be none that it can use.
     std::function<json()> (*prepare)(CLI::App& options);
     /// The result of that work, for people.
     std::string (*text)(const json& result);
@@ -25,3 +26,7 @@ struct command {
 
 extern const command adapters_command;
 extern const command addresses_command;
+extern const command connect_command;
+extern const command hostname_command;
+extern const command name_command;
+extern const command resolve_command;

@@ -16,7 +16,8 @@
 
 namespace {
 
-constexpr const command* commands[] = {&adapters_command, &addresses_command};
+constexpr const command* commands[] = {&adapters_command, &addresses_command, &resolve_command,
+                                       &name_command,     &hostname_command,  &connect_command};
 
 /// Does what the command line asks for, and returns what there is to print.
 std::string carry_out(CLI::App& app, std::vector<std::string> arguments) {
@@ -66,7 +67,7 @@ int fail(const CLI::App& app, unsigned long code) {
 } // namespace
 
 int wmain(int argc, wchar_t** argv) {
-    CLI::App app("Shows this host's IP networking.", "kvtip");
+    CLI::App app("Shows this host's IP networking, looks names up and connects.", "kvtip");
     try {
         app.set_version_flag("--version", "kvtip " KVTIP_VERSION, "Print the version and exit");
         app.require_subcommand(0, 1);

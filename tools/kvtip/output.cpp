@@ -13,14 +13,6 @@ namespace {
 
 using kvt::exceptions::error;
 
-std::wstring to_wide(std::string_view text) {
-    const int size = static_cast<int>(text.size());
-    std::wstring wide(text.size(), L'\0');
-    wide.resize(static_cast<std::size_t>(
-        MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()))));
-    return wide;
-}
-
 /// Hands `text` piece by piece to `write(data, count, &written)`.
 template <class Text, class Write>
 void write_all(Text text, Write write) {
@@ -67,6 +59,14 @@ bool is_link_local(const std::uint8_t* address6) {
 }
 
 } // namespace
+
+std::wstring to_wide(std::string_view text, unsigned code_page) {
+    const int size = static_cast<int>(text.size());
+    std::wstring wide(text.size(), L'\0');
+    wide.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(code_page, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()))));
+    return wide;
+}
 
 std::string to_utf8(std::wstring_view text) {
     const int size = static_cast<int>(text.size());
@@ -126,6 +126,16 @@ json address_json(const ip::saddr& address) {
 json address_json(const ip::saddr4& address) {
     return address.family == ip::family_ipv4 ? json(address_text<ip::_raw_addr4_no>(address.address))
                                              : json();
+}
+
+std::string list_text(const json& addresses) {
+    std::string lines;
+    for (const json& address : addresses) {
+        if (address.is_string()) {
+            lines += address.get<std::string>() + "\n";
+        }
+    }
+    return lines;
 }
 
 json text_json(std::wstring_view text) {

@@ -6,6 +6,9 @@
 #include "command.h"
 #include "ip/address.h"
 
+/// Text to UTF-16; the code page is UTF-8 if no other is given.
+std::wstring to_wide(std::string_view text, unsigned code_page = 65001);
+
 /// UTF-16 to UTF-8; a unit that is half of no pair becomes U+FFFD.
 std::string to_utf8(std::wstring_view text);
 
@@ -23,6 +26,18 @@ void complain(std::string_view text) noexcept;
 json address_json(const ip::addr& address);
 json address_json(const ip::saddr& address);
 json address_json(const ip::saddr4& address);
+
+template <class Addresses>
+json list_json(const Addresses& addresses) {
+    json result = json::array();
+    for (const auto& address : addresses) {
+        result.push_back(address_json(address));
+    }
+    return result;
+}
+
+/// A line per address that `list_json` made.
+std::string list_text(const json& addresses);
 
 /// The text, null for none.
 json text_json(std::wstring_view text);

@@ -1,0 +1,57 @@
+#include "arguments.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include <CLI/CLI.hpp>
+#include <ws2tcpip.h>
+
+#include "ip/winsock2.h"
+#include "kvt/exceptions/error.h"
+#include "output.h"
+
+namespace {
+
+ip::saddr socket_address(const ip::addr& address) {
+    ip::saddr result;
+    result.family = address.family;
+    if (address.family == ip::family_ipv4) {
+        std::memcpy(result.address4, address.address, sizeof result.address4);
+    } else {
+        std::memcpy(result.address6, address.address, sizeof result.address6);
+    }
+    return result;
+}
+
+} // namespace
+
+std::function<unsigned short()> add_family(CLI::App& options) {
+    auto family = std::make_shared<int>(0);
+    options.add_option("--family", *family, "Only IPv4 or only IPv6 addresses")->check(CLI::IsMember({4, 6}));
+    return [family] {
+        return *family == 4 ? ip::family_ipv4 : *family == 6 ? ip::family_ipv6 : ip::family_none;
+    };
+}
+
+std::shared_ptr<std::string> add_host(CLI::App& options, const char* name, const char* description) {
+    auto host = std::make_shared<std::string>();
+    options.add_option(name, *host, description)->required()->check([](const std::string& text) {
+        return std::string(text.empty() ? "must not be empty" : "");
+    });
+    return host;
+}
+
+std::vector<ip::saddr> look_up(const std::string& host, unsigned short family, int flags) {
+    ADDRINFOW hints{};
+    hints.ai_family = family;
+    hints.ai_flags = flags;
+    hints.ai_socktype = SOCK_STREAM; // otherwise an address is found once for each type of socket
+    std::vector<ip::addr> found;
+    if (const unsigned long code = ip::winsock2::getaddrinfo(to_wide(host).c_str(), found, nullptr, &hints)) {
+        throw kvt::exceptions::error(code, "getaddrinfo");
+    }
+    std::vector<ip::saddr> result;
+    std::transform(found.begin(), found.end(), std::back_inserter(result), socket_address);
+    return result;
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "command.h"
+#include "ip/address.h"
+
+// Arguments that several subcommands take. What is added here has its value once the command line is parsed.
+
+/// `--family`: gives the address family, `ip::family_none` for any.
+std::function<unsigned short()> add_family(CLI::App& options);
+
+/// A name or an address that must be there and not be empty: an empty one would stand for the own host.
+std::shared_ptr<std::string> add_host(CLI::App& options, const char* name, const char* description);
+
+/// The addresses of such a host, with port 0. `flags` are those of the look-up's hints. Throws
+/// `kvt::exceptions::error`.
+std::vector<ip::saddr> look_up(const std::string& host, unsigned short family = ip::family_none,
+                               int flags = 0);
