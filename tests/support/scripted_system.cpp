@@ -2,9 +2,9 @@
 
 #include "address/convert.h"
 #include "address/parse.h"
-#include "heap.h"
 #include "ip/detail/helper.h"
 #include "runtime/at_exit.h"
+#include "scripted_call.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,6 @@
 
 namespace scripted {
 
-constexpr DWORD poison = 0xBADC0DE;
 constinit system* current = nullptr;
 
 // The ledger: what was handed out and has not come back, and which lock was taken under which.
@@ -24,55 +23,12 @@ std::mutex ledger_mutex;
 std::map<std::string, int> ledger;
 std::set<std::pair<const void*, const void*>> lock_order;
 
-/// What is handed out counts 1, what comes back -1.
 void enter_in_ledger(const std::string& what, int by) {
     std::unique_lock guard(ledger_mutex);
     const int left = ledger[what] += by;
     guard.unlock(); // to report a failure takes locks too
     EXPECT_GE(left, 0) << what << ": given back too often";
 }
-
-/// One call in progress: writes it down, decides what it answers, and sets the last error at its end.
-class call {
-public:
-    explicit call(const char* function, std::string_view argument = {}) {
-        if (current->yields) {
-            Sleep(0);
-        }
-        if (!current->logs) {
-            return;
-        }
-        fails_if(current->calls.size() == current->failing_call, system::failing_code);
-        const std::string name = function, of(argument), full = of.empty() ? name : name + "(" + of + ")";
-        current->calls.push_back(full);
-        for (const std::string& key : std::set{name, full}) {
-            if (std::deque<DWORD>& answers = current->answers[key]; !answers.empty()) {
-                code_ = answers.front();
-                answers.pop_front();
-            }
-        }
-        const bool looks_up = name == "GetProcAddress";
-        fails_if(current->missing.contains(of), looks_up ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND);
-    }
-    ~call() { SetLastError(!failed() || returned_ ? poison : code_ == system::no_reason ? 0 : code_); }
-
-    bool failed() const { return code_ != 0; }
-    /// Whether the call fails: with this code if nothing else makes it fail.
-    bool fails_if(bool condition, DWORD code) {
-        code_ = condition && !failed() ? code : code_;
-        return failed();
-    }
-    /// The code as the call's result, which is not in the last error then.
-    LSTATUS status() {
-        returned_ = true;
-        return static_cast<LSTATUS>(code_);
-    }
-
-private:
-    heap::pause pause_;
-    DWORD code_ = 0;
-    bool returned_ = false;
-};
 
 /// Begins the fake of an imported function. What the linker puts in the place of the import asks it while
 /// there is a system by hand, and else the platform, as the calls of the compiler's own runtime always do.
@@ -129,47 +85,6 @@ BOOL WINAPI get_product_info(DWORD major, DWORD, DWORD, DWORD, DWORD* type) {
     return now.status() == 0;
 }
 
-int WSAAPI wsa_startup(WORD version, WSADATA* data) {
-    call now("WSAStartup", std::to_string(version));
-    const bool failed = now.fails_if((version & 0xFF) == 0, WSAVERNOTSUPPORTED);
-    data->wVersion = failed ? 0xDEAD : version;
-    enter_in_ledger("starts", !failed);
-    return now.status();
-}
-
-int WSAAPI wsa_cleanup() {
-    const call now("WSACleanup");
-    enter_in_ledger("starts", -1);
-    return now.failed() ? SOCKET_ERROR : 0;
-}
-
-/// Takes any text for the address 1.2.3.4 or 102:304:: of the family asked for.
-template <class Char>
-INT WSAAPI read_address(Char*, INT family, WSAPROTOCOL_INFOW*, SOCKADDR* record, INT* length) {
-    const call now("WSAStringToAddress", sizeof(Char) == 1 ? "A" : "W");
-    EXPECT_EQ(record->sa_family, family);
-    EXPECT_EQ(*length, family == AF_INET ? 16 : 28);
-    std::memset(record, now.failed() ? 0xCC : 0, static_cast<std::size_t>(*length));
-    if (!now.failed()) {
-        std::memcpy(reinterpret_cast<char*>(record) + (family == AF_INET ? 4 : 8), "\1\2\3\4", 4);
-    }
-    return now.failed() ? SOCKET_ERROR : 0;
-}
-
-/// Writes the record's length and the room as text: two facts that a caller can check.
-template <class Char>
-INT WSAAPI write_address(SOCKADDR* record, DWORD length, WSAPROTOCOL_INFOW*, Char* text, DWORD* room) {
-    const call now("WSAAddressToString", sizeof(Char) == 1 ? "A" : "W");
-    const std::string facts = std::to_string(length) + "/" + std::to_string(*room);
-    EXPECT_EQ(record->sa_family, length == 16 ? AF_INET : AF_INET6);
-    if (now.failed() || *room <= facts.size()) {
-        *room = poison;
-        return SOCKET_ERROR;
-    }
-    *std::copy(facts.begin(), facts.end(), text) = 0;
-    return 0;
-}
-
 /// Fills a caller's list: the first entry in its buffer, the others each at the end of a page.
 template <class Entry>
 ULONG fill_list(call now, std::vector<Entry>& entries, ULONG wanted, Entry* list, ULONG* size) {
@@ -206,19 +121,14 @@ KVTIP_FAKE(GetProcAddress) = [](HMODULE module, LPCSTR name) -> FARPROC {
     const auto row = [](std::string_view of, auto* fake) {
         return std::pair(of, std::bit_cast<FARPROC>(fake));
     };
-    static const std::map<std::string_view, FARPROC> entries = {
-        row("RtlGetVersion", &rtl_get_version),
-        row("GetProductInfo", &get_product_info),
-        row("GetAdaptersAddresses", &list_adapters),
-        row("WSAStartup", &wsa_startup),
-        row("WSACleanup", &wsa_cleanup),
-        row("WSAGetLastError", &GetLastError),
-        row("WSAStringToAddressA", &read_address<char>),
-        row("WSAStringToAddressW", &read_address<wchar_t>),
-        row("WSAAddressToStringA", &write_address<char>),
-        row("WSAAddressToStringW", &write_address<wchar_t>)};
+    static const std::map<std::string_view, FARPROC> entries = {row("RtlGetVersion", &rtl_get_version),
+                                                                row("GetProductInfo", &get_product_info),
+                                                                row("GetAdaptersAddresses", &list_adapters)};
     if (now.fails_if(module == nullptr, ERROR_PROC_NOT_FOUND)) {
         return nullptr;
+    }
+    if (const FARPROC entry = socket_entry(name)) {
+        return entry;
     }
     const auto found = entries.find(name);
     return found == entries.end() ? std::bit_cast<FARPROC>(&unexpected) : found->second;
@@ -352,6 +262,19 @@ SOCKET_ADDRESS system::record(const ip::saddr& address) {
     return {length == 0 ? nullptr : reinterpret_cast<SOCKADDR*>(kept), length};
 }
 
+std::string system::called(std::string_view prefix) const {
+    std::string result;
+    for (const std::string& call : calls) {
+        if (call.starts_with(prefix)) {
+            result += (result.empty() ? "" : " ") + call.substr(prefix.size());
+        }
+    }
+    return result;
+}
+
+endpoint::endpoint(const char* text, std::uint16_t port)
+    : address(socket_address(text, port)), length(ip::detail::length_of(address)) {}
+
 void system::load_library() {
     ip::detail::create_helper();
     ip::detail::own_helper();
@@ -362,6 +285,13 @@ void system::unload_library() {
 }
 
 system::system(DWORD major_version, bool loaded) : major(major_version) {
+    if (major < 6) {
+        missing = {"WSAConnectByNameA", "WSAConnectByNameW", "WSAPoll"};
+    }
+    if (major < 5) {
+        missing.insert(
+            {"getaddrinfo", "freeaddrinfo", "getnameinfo", "GetNameInfoW", "GetAddrInfoW", "FreeAddrInfoW"});
+    }
     unload_library(); // at first the one of this program, which was set up on the real system
     current = this;
     if (loaded) {

@@ -21,6 +21,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace scripted {
@@ -30,6 +31,30 @@ using device = std::map<std::wstring, std::pair<DWORD, std::wstring>>;
 
 ip::addr address(const char* text);
 ip::saddr socket_address(const char* text, std::uint16_t port = 0);
+
+/// A socket address as a call writes it, with so many bytes; 0: it writes none.
+struct endpoint {
+    endpoint(const char* text, std::uint16_t port = 0);
+    endpoint(const ip::saddr& any, int size) : address(any), length(size) {}
+
+    ip::saddr address;
+    int length;
+};
+
+/// What the name services know of a host.
+struct host {
+    std::vector<endpoint> addresses;    ///< none: a look-up succeeds with nothing
+    const char* official = nullptr;     ///< if it is not the name asked for
+    short family = AF_INET, length = 4; ///< of `gethostbyname`'s answer
+};
+
+/// A socket, connected or on the way.
+struct open_socket {
+    int family = AF_INET;
+    bool non_blocking = false, bound = false, connected = false, connecting = false, failed = false;
+    DWORD outcome = 0; ///< of the connect in progress
+    DWORD error = 0;   ///< `SO_ERROR`
+};
 
 class system {
 public:
@@ -49,6 +74,14 @@ public:
     ULONG list_size = 15360;      ///< the room that `GetAdaptersAddresses` wants
     ULONG older_list_size = 3520; ///< the room that `GetAdaptersInfo` wants
     std::vector<device> network_devices, modem_devices;
+    std::map<std::string, DWORD> peers; ///< what a connect to an address gives in the end; else 10065 at once
+    endpoint own = {"192.0.2.10", 1}, peer = {"192.0.2.9", 2}; ///< of every connection
+    std::string incoming;                                      ///< for the next receive
+    std::map<SOCKET, open_socket> sockets;
+    SOCKET next_socket = 101;
+    std::map<std::string, host> hosts;       ///< by name; "" is this one
+    std::map<std::string, u_short> services; ///< ports by "name/protocol", in host order
+    std::string host_name = "own";
     bool yields = false; ///< gives other threads a chance inside calls
 
     // What fails: the codes that a call answers, one each time (0: as usual), by its name with or without
@@ -61,6 +94,8 @@ public:
     // What was called, "Name" or "Name(argument)". Off for threads.
     std::vector<std::string> calls;
     bool logs = true;
+    /// The calls that begin with `prefix`, without it, between blanks.
+    std::string called(std::string_view prefix = "") const;
     std::ptrdiff_t count(const std::string& of) const { return std::count(calls.begin(), calls.end(), of); }
 
     /// A copy of `value` that ends at an inaccessible page and lives as long as the system.

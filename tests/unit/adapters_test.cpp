@@ -1,58 +1,21 @@
 // The adapter enumerator and what is built on it.
 
 #include "address/convert.h"
-#include "address/encoding.h"
-#include "address/format.h"
 #include "heap.h"
 #include "sample_adapters.h"
+#include "text.h"
 
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <concepts>
 #include <ctime>
-#include <initializer_list>
 
 namespace {
 
 using scripted::device;
 using scripted::socket_address;
-
-/// A value as text: an address as "address@port/flow%scope" without what is 0, or "-" for none.
-struct text : std::string {
-    text(const std::string& from) : std::string(from) {}
-    text(const std::wstring& from) : std::string(ip::detail::to_narrow(from.c_str())) {}
-    text(std::integral auto from) : std::string(std::to_string(from)) {}
-    text(const ip::saddr& from) : std::string("-") {
-        ip::addr address;
-        char ipv4[16], ipv6[50];
-        ip::detail::to_addr(from, address);
-        ip::detail::format_ipv4(address.address, ipv4);
-        ip::detail::format_ipv6(address.address, ipv6);
-        const auto part = [](char mark, auto value) { return value == 0 ? "" : mark + text(value); };
-        if (from.family == ip::family_ipv4) {
-            assign(ipv4 + part('@', from.port));
-        } else if (from.family == ip::family_ipv6) {
-            assign(ipv6 + part('@', from.port) + part('/', from.flow_info) + part('%', from.scope_id));
-        }
-    }
-    text(const ip::saddr4& from) : text(ip::detail::image_of(&from, sizeof from)) {}
-    text(const ip::addr& from) : text(ip::detail::to_saddr(from)) {}
-    template <class Element>
-    text(const std::vector<Element>& from) {
-        for (const Element& element : from) {
-            append((empty() ? "" : ",") + text(element));
-        }
-    }
-};
-
-std::string texts(std::initializer_list<text> fields) {
-    std::string result;
-    for (const text& field : fields) {
-        result += field + "|";
-    }
-    return result;
-}
+using scripted::text;
+using scripted::texts;
 
 struct Adapters : testing::Test {
     explicit Adapters(DWORD version = 10) : system(version) {

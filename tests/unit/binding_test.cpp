@@ -13,17 +13,6 @@ namespace {
 
 using ip::detail::the_helper;
 
-/// The calls that begin with `prefix`, without it, between blanks.
-std::string called(const scripted::system& system, std::string_view prefix = "") {
-    std::string result;
-    for (const std::string& call : system.calls) {
-        if (call.starts_with(prefix)) {
-            result += (result.empty() ? "" : " ") + call.substr(prefix.size());
-        }
-    }
-    return result;
-}
-
 std::string counts() {
     return std::to_string(the_helper().init_count) + " " + std::to_string(the_helper().iphlpapi.load_count) +
            " " + std::to_string(the_helper().winsock.start_count);
@@ -68,16 +57,16 @@ TEST(Load, NamesWhatTheVersionProbeMisses) {
 TEST_F(Binding, FirstInitLoadsLastFreeUnloads) {
     system.calls.clear();
     EXPECT_EQ(lib.free(), 0u);
-    EXPECT_EQ(called(system), "");
+    EXPECT_EQ(system.called(), "");
     EXPECT_EQ(lib.init() + lib.init() + other.init(), 0u);
     EXPECT_EQ(counts(), "2 1 1");
-    EXPECT_EQ(called(system, "LoadLibraryW"), "(Iphlpapi.dll) (Ws2_32.dll)");
-    EXPECT_EQ(called(system, "WSAStartup"), "(257)");
+    EXPECT_EQ(system.called("LoadLibraryW"), "(Iphlpapi.dll) (Ws2_32.dll)");
+    EXPECT_EQ(system.called("WSAStartup"), "(257)");
     system.calls.clear();
     EXPECT_EQ(lib.free() + lib.free(), 0u);
-    EXPECT_EQ(called(system), "");
+    EXPECT_EQ(system.called(), "");
     EXPECT_EQ(other.free(), 0u);
-    EXPECT_EQ(called(system), "FreeLibrary(Iphlpapi.dll) WSACleanup FreeLibrary(Ws2_32.dll)");
+    EXPECT_EQ(system.called(), "FreeLibrary(Iphlpapi.dll) WSACleanup FreeLibrary(Ws2_32.dll)");
     EXPECT_EQ(the_helper().winsock.WSACleanup, nullptr);
     EXPECT_NE(the_helper().winsock.WSAStartup, nullptr);
 }
@@ -107,7 +96,7 @@ TEST_F(Binding, UnloadStopsWhatIsLeftStarted) {
     EXPECT_EQ(the_helper().iphlpapi.load() + the_helper().iphlpapi.load(), 0u);
     system.calls.clear();
     system.unload_library(); // one stop, one more clean-up, and then the library that is still loaded
-    EXPECT_EQ(called(system), "WSACleanup WSACleanup FreeLibrary(Ws2_32.dll) FreeLibrary(Iphlpapi.dll)");
+    EXPECT_EQ(system.called(), "WSACleanup WSACleanup FreeLibrary(Ws2_32.dll) FreeLibrary(Iphlpapi.dll)");
 }
 
 TEST_F(Binding, FailedInitPutsEverythingBackButCountsIpHelperBelowZero) {
@@ -155,7 +144,7 @@ TEST_F(Binding, LooksEntriesUpInItsOrder) {
         "(WSAAddressToStringW) (WSAStringToAddressA) (WSAStringToAddressW) (getaddrinfo) (freeaddrinfo) "
         "(getnameinfo) (GetNameInfoW) (GetAddrInfoW) (FreeAddrInfoW) (WSAConnectByNameA) "
         "(WSAConnectByNameW) (WSAPoll)";
-    EXPECT_EQ(called(system, "GetProcAddress"), in_order);
+    EXPECT_EQ(system.called("GetProcAddress"), in_order);
 }
 
 TEST_F(Binding, StopsAtTheFirstMissingEntry) {
@@ -174,7 +163,7 @@ TEST_F(Binding, EveryWinsockStartCallsWsaStartup) {
     EXPECT_EQ(data.wVersion, 0x0202);
     EXPECT_EQ(older.start(data), 0u);
     EXPECT_EQ(refused.start(data), 10092u);
-    EXPECT_EQ(called(system, "WSAStartup"), "(257) (514) (257) (0)"); // the first by the library itself
+    EXPECT_EQ(system.called("WSAStartup"), "(257) (514) (257) (0)"); // the first by the library itself
     EXPECT_EQ(system.count("LoadLibraryW(Ws2_32.dll)"), 1);
     EXPECT_EQ(counts(), "2 1 3");
     SetLastError(10054);
@@ -255,7 +244,7 @@ TEST_F(Binding, SystemTextDoesNothingBeforeTheStart) {
     wchar_t text[16] = L"untouched";
     system.calls.clear();
     EXPECT_FALSE(ip::detail::from_string("1.2.3.4", raw) || ip::detail::to_string(raw, text, 16));
-    EXPECT_EQ(called(system), "");
+    EXPECT_EQ(system.called(), "");
     EXPECT_EQ(raw.bytes[0], 9);
     EXPECT_STREQ(text, L"untouched");
 }
@@ -275,7 +264,7 @@ void check_system_text(scripted::system& system) {
     EXPECT_TRUE(ip::detail::to_string(raw, out, 0x1'0000'0010)); // the low 32 bits count
     EXPECT_EQ(std::string(out, out + std::char_traits<Char>::length(out)), facts);
     EXPECT_FALSE(ip::detail::to_string(raw, out, 4));
-    EXPECT_EQ(called(system), read + " " + read + " " + written + " " + written);
+    EXPECT_EQ(system.called(), read + " " + read + " " + written + " " + written);
 }
 
 TEST_F(Binding, SystemTextGoesToTheEntryOfItsWidth) {

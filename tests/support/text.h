@@ -1,0 +1,53 @@
+#pragma once
+
+// Values as text, to be compared and logged.
+
+#include "address/convert.h"
+#include "address/format.h"
+
+#include <concepts>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace scripted {
+
+/// A value as text: an address as "address@port/flow%scope" without what is 0, or "-" for none.
+struct text : std::string {
+    text(const std::string& from) : std::string(from) {}
+    text(const std::wstring& from) : std::string(from.begin(), from.end()) {} // of plain letters
+    template <class Char>
+    text(const Char* from) : text(from == nullptr ? std::basic_string<Char>{'-'} : from) {}
+    text(std::integral auto from) : std::string(std::to_string(from)) {}
+    text(const ip::saddr& from) : std::string("-") {
+        ip::addr address;
+        char ipv4[16], ipv6[50];
+        ip::detail::to_addr(from, address);
+        ip::detail::format_ipv4(address.address, ipv4);
+        ip::detail::format_ipv6(address.address, ipv6);
+        const auto part = [](char mark, auto value) { return value == 0 ? "" : mark + text(value); };
+        if (from.family == ip::family_ipv4) {
+            assign(ipv4 + part('@', from.port));
+        } else if (from.family == ip::family_ipv6) {
+            assign(ipv6 + part('@', from.port) + part('/', from.flow_info) + part('%', from.scope_id));
+        }
+    }
+    text(const ip::saddr4& from) : text(ip::detail::image_of(&from, sizeof from)) {}
+    text(const ip::addr& from) : text(ip::detail::to_saddr(from)) {}
+    template <class Element>
+    text(const std::vector<Element>& from) {
+        for (const Element& element : from) {
+            append((empty() ? "" : ",") + text(element));
+        }
+    }
+};
+
+inline std::string texts(std::initializer_list<text> fields) {
+    std::string result;
+    for (const text& field : fields) {
+        result += field + "|";
+    }
+    return result;
+}
+
+} // namespace scripted

@@ -1,0 +1,530 @@
+// Name services: those of the system, and the substitutes for what an old system lacks.
+
+#include "guard_page.h"
+#include "heap.h"
+#include "ip/detail/helper.h"
+#include "scripted_system.h"
+#include "text.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <functional>
+#include <regex>
+
+namespace {
+
+using ip::winsock2;
+using scripted::address;
+using scripted::socket_address;
+using scripted::text;
+
+struct Names : testing::Test {
+    explicit Names(std::set<std::string> missing = {}) {
+        system.missing = std::move(missing);
+        ip::saddr datagram = socket_address("192.0.2.2");
+        datagram.family = 17;
+        system.hosts = {
+            {"both", {{"192.0.2.1", "2001:db8::1", "192.0.2.1"}}},
+            {"six", {{"2001:db8::6"}}},
+            {"odd", {{{ip::saddr{}, 0}, {socket_address("192.0.2.2"), 15}, {datagram, 16}, "192.0.2.3"}}},
+            {"none", {}}};
+        system.services = {{"both/tcp", 25}, {"both/udp", 53}, {"stream/tcp", 80}, {"datagram/udp", 123}};
+        system.peers = {{"192.0.2.1", 0}, {"2001:db8::6", 0}};
+        WSADATA data;
+        EXPECT_EQ(winsock.start(data), 0u);
+        system.calls.clear();
+    }
+
+    struct question {
+        std::function<unsigned long()> operation;
+        std::string expected; ///< code and output
+        std::string calls;
+    };
+    /// Runs each row on the same output.
+    template <class Output>
+    void check(Output& output, const std::vector<question>& rows) {
+        for (const question& row : rows) {
+            system.calls.clear();
+            const std::string code = text(row.operation());
+            EXPECT_EQ(code + " " + text(output), row.expected) << row.calls;
+            EXPECT_EQ(system.called(), row.calls);
+        }
+    }
+
+    scripted::system system;
+    winsock2 winsock;
+    std::vector<ip::addr> found{9};
+    ip::addr out, local = address("::8"), remote = address("::9");
+};
+
+struct OlderNames : Names {
+    OlderNames() : Names({"GetNameInfoW", "WSAConnectByNameA", "WSAConnectByNameW"}) {}
+};
+
+TEST_F(Names, NarrowLookUpPrefersIpv4) {
+    addrinfo any{}, six{};
+    any.ai_flags = 1;
+    any.ai_socktype = 3;
+    any.ai_protocol = 4;
+    six.ai_family = AF_INET6;
+    const auto look_up = [&](const char* node, addrinfo* hints = nullptr, const char* service = nullptr) {
+        return [=, this] { return winsock2::getaddrinfo(node, found, service, hints); };
+    };
+    check(found,
+          {{look_up("both"), "0 192.0.2.1,192.0.2.1", "getaddrinfo(both,-,0,2,0,0) freeaddrinfo"},
+           {look_up("six"), "0 2001:db8::6",
+            "getaddrinfo(six,-,0,2,0,0) getaddrinfo(six,-,0,23,0,0) freeaddrinfo"},
+           {look_up("?"), "11001 ", "getaddrinfo(?,-,0,2,0,0) getaddrinfo(?,-,0,23,0,0)"},
+           {look_up("both", nullptr, "?"), "10109 ", "getaddrinfo(both,?,0,2,0,0)"},
+           {look_up("both", &six, "25"), "0 2001:db8::1", "getaddrinfo(both,25,0,23,0,0) freeaddrinfo"},
+           {look_up("six", &any), "0 2001:db8::6", "getaddrinfo(six,-,1,0,3,4) freeaddrinfo"},
+           {look_up("?", &any), "11001 ", "getaddrinfo(?,-,1,0,3,4)"},
+           {look_up("odd", &any), "0 -,192.0.2.3", "getaddrinfo(odd,-,1,0,3,4) freeaddrinfo"},
+           {look_up("none", &any), "0 ", "getaddrinfo(none,-,1,0,3,4) freeaddrinfo"}});
+    for (const DWORD code : {11004u, 10047u, 11001u, 11002u, 11003u, 10109u}) {
+        const bool again = code == 11004 || code == 10047 || code == 11001;
+        system.answers["getaddrinfo"] = {code};
+        EXPECT_EQ(winsock2::getaddrinfo("both", found), again ? 0 : code);
+        EXPECT_EQ(text(found), again ? "2001:db8::1" : "");
+    }
+}
+
+TEST_F(Names, WideLookUpIsTheSystemsOwn) {
+    addrinfoW six{};
+    six.ai_family = AF_INET6;
+    const auto look_up = [&](const wchar_t* node, addrinfoW* hints = nullptr) {
+        return [=, this] { return winsock2::getaddrinfo(node, found, L"25", hints); };
+    };
+    check(found, {{look_up(L"both"), "0 192.0.2.1,2001:db8::1,192.0.2.1",
+                   "GetAddrInfoW(both,25,0,0,0,0) FreeAddrInfoW"},
+                  {look_up(L"both", &six), "0 2001:db8::1", "GetAddrInfoW(both,25,0,23,0,0) FreeAddrInfoW"},
+                  {look_up(L"odd"), "0 -,192.0.2.3", "GetAddrInfoW(odd,25,0,0,0,0) FreeAddrInfoW"},
+                  {look_up(L"none"), "0 ", "GetAddrInfoW(none,25,0,0,0,0) FreeAddrInfoW"},
+                  {look_up(L"?"), "11001 ", "GetAddrInfoW(?,25,0,0,0,0)"}});
+}
+
+TEST_F(Names, WideLookUpIsNarrowWhereEitherEntryIsMissing) {
+    auto& bound = ip::detail::the_helper().winsock;
+    addrinfoW hints{1, AF_UNSPEC, 3, 4, 5, system.text(L"x"), nullptr, nullptr};
+    const auto entry = bound.FreeAddrInfoW;
+    for (const bool lacks_free : {true, false}) {
+        if (lacks_free) {
+            bound.FreeAddrInfoW = nullptr;
+        } else {
+            bound.GetAddrInfoW = nullptr;
+        }
+        const auto look_up = [&](addrinfoW* given, const wchar_t* service) {
+            return [=, this] { return winsock2::getaddrinfo(L"both", found, service, given); };
+        };
+        system.calls.clear();
+        EXPECT_EQ(look_up(nullptr, nullptr)() + look_up(&hints, L"25")(), 0u);
+        std::string calls;
+        for (const std::string& call : system.calls) {
+            calls += call.starts_with("Wide") ? "" : call + " ";
+        }
+        EXPECT_EQ(calls,
+                  "getaddrinfo(both,,0,2,0,0) freeaddrinfo getaddrinfo(both,25,1,0,3,4) freeaddrinfo ");
+        EXPECT_EQ(text(found), "192.0.2.1,2001:db8::1,192.0.2.1");
+        bound.FreeAddrInfoW = entry;
+    }
+}
+
+template <class Char>
+void check_names(scripted::system& system, const std::string& call) {
+    const std::basic_string<Char> before(1, '?');
+    const struct {
+        const char* address;
+        bool wants_host, wants_service;
+        int flags;
+        std::string expected, arguments;
+    } rows[] = {
+        {"192.0.2.1", true, true, 0, "0 both stream", "192.0.2.1@20480,16,1,1025,1,32,0"},
+        {"2001:db8::6", true, false, 2, "0 2001:db8::6 ?", "2001:db8::6@20480,28,1,1025,0,32,2"},
+        {"192.0.2.9", false, true, 8, "0 ? 80", "192.0.2.9@20480,16,0,1025,1,32,8"},
+        {"192.0.2.9", true, true, 4, "11001 ? ?", "192.0.2.9@20480,16,1,1025,1,32,4"},
+        {nullptr, true, true, 0, "10014 ? ?", "-,0,1,1025,1,32,0"},
+        {"192.0.2.1", false, false, 0, "11001 ? ?", "192.0.2.1@20480,16,0,1025,0,32,0"},
+    };
+    for (const auto& row : rows) {
+        std::basic_string<Char> host = before, service = before;
+        system.calls.clear();
+        const ip::saddr from = row.address == nullptr ? ip::saddr{} : socket_address(row.address, 20480);
+        const std::string code = text(winsock2::getnameinfo(
+            from, row.wants_host ? &host : nullptr, row.wants_service ? &service : nullptr, row.flags));
+        EXPECT_EQ(code + " " + text(host) + " " + text(service), row.expected);
+        EXPECT_EQ(system.calls.front(), call + "(" + row.arguments + ")");
+    }
+}
+
+TEST_F(Names, AddressesAndPortsHaveNames) {
+    check_names<char>(system, "getnameinfo");
+    check_names<wchar_t>(system, "GetNameInfoW");
+}
+
+TEST_F(OlderNames, WideNamesAreNarrowOnesConverted) {
+    check_names<wchar_t>(system, "getnameinfo");
+}
+
+/// Fills the buffer to its end, as no Windows does.
+int WSAAPI fill_name(char* buffer, int length) {
+    std::memset(buffer, '\xE9', static_cast<std::size_t>(length));
+    return 0;
+}
+
+template <class Char>
+void check_host_name(scripted::system& system) {
+    for (const auto& [length, code, name] : {std::tuple(4, 0u, "own"), {3, 10014u, ""}, {0, 10014u, ""}}) {
+        guarded_buffer buffer(4 * sizeof(Char));
+        auto* out = reinterpret_cast<Char*>(buffer.data());
+        out[0] = 0;
+        EXPECT_EQ(winsock2::gethostname(out, length), code);
+        EXPECT_EQ(text(out), name);
+        EXPECT_EQ(system.calls.back(), "gethostname(" + text(length) + ")");
+    }
+    Char name[5] = {'a', 'b', 'c', 'd', 'e'};
+    ip::detail::the_helper().winsock.gethostname = fill_name;
+    EXPECT_EQ(winsock2::gethostname(name, 4), 0u);
+    const auto filled = static_cast<Char>(static_cast<signed char>(0xE9));
+    EXPECT_TRUE(name[0] == filled && name[3] == filled && name[4] == 'e');
+}
+
+TEST_F(Names, HostNameIsCopiedUnitByUnitAndNeverTooFar) {
+    wchar_t name[4] = L"abc";
+    EXPECT_EQ(winsock2::gethostname(name, -1), 8u);
+    EXPECT_EQ(winsock2::gethostname(name, 0x7FFFFFFF), 0u);
+    system.answers["gethostname"] = {10050, scripted::system::no_reason};
+    EXPECT_EQ(winsock2::gethostname(name, 4), 10050u);
+    EXPECT_STREQ(name, L"own");
+    EXPECT_EQ(winsock2::gethostname(name, 4), 0u);
+    EXPECT_STREQ(name, L"");
+    const auto entry = ip::detail::the_helper().winsock.gethostname;
+    check_host_name<char>(system);
+    ip::detail::the_helper().winsock.gethostname = entry;
+    check_host_name<wchar_t>(system);
+}
+
+template <class Char>
+void check_to_string(scripted::system& system, DWORD code, const std::string& call) {
+    ip::addr none = address("192.0.2.1");
+    none.family = 17;
+    const std::tuple<ip::addr, const char*, const char*> rows[] = {
+        {address("192.0.2.1"), "both", "192.0.2.1"},
+        {address("2001:db8::6"), "six", "2001:db8::6"},
+        {address("::ffff:1.2.3.4"), "::ffff:1.2.3.4", "::ffff:1.2.3.4"},
+        {none, "", ""}};
+    for (const auto& [from, name, number] : rows) {
+        std::basic_string<Char> out(1, '?');
+        winsock2::address_to_string(out, from);
+        EXPECT_EQ(text(out), name);
+        system.calls.clear();
+        system.answers[call] = {code};
+        winsock2::address_to_string(out, from);
+        EXPECT_EQ(text(out), number);
+        EXPECT_EQ(system.calls.front(), call + "(" + text(ip::detail::to_saddr(from)) +
+                                            (from.family == 2    ? ",16"
+                                             : from.family == 23 ? ",28"
+                                                                 : ",0") +
+                                            ",1,1025,0,32,0)");
+    }
+}
+
+TEST_F(Names, AddressTextIsANameOrElseNumbers) {
+    check_to_string<char>(system, 11001, "getnameinfo");
+    check_to_string<wchar_t>(system, 11002, "GetNameInfoW");
+}
+
+TEST_F(Names, AddressesAreReadAsNumbersOrElseLookedUp) {
+    const auto read = [&](const char* from, unsigned short family) {
+        return [=, this] { return winsock2::address_from_string(out, from, family); };
+    };
+    const auto read_wide = [&](const wchar_t* from) {
+        return [=, this] { return winsock2::address_from_string(out, from); };
+    };
+    system.hosts["both"].addresses = {"2001:db8::1", "192.0.2.1"};
+    check(out, {{read("192.0.2.7", 23), "0 192.0.2.7", ""},
+                {read("?", 0), "11001 -", "getaddrinfo(?,-,0,2,0,0) getaddrinfo(?,-,0,23,0,0)"},
+                {read("2001:db8::7", 0), "0 2001:db8::7", ""},
+                {read("none", 2), "9501 -", "getaddrinfo(none,-,0,0,0,0) freeaddrinfo"},
+                {read("both", 0), "0 192.0.2.1", "getaddrinfo(both,-,0,2,0,0) freeaddrinfo"},
+                {read("both", 2), "0 2001:db8::1", "getaddrinfo(both,-,0,0,0,0) freeaddrinfo"},
+                {read_wide(L"?"), "11001 -", "GetAddrInfoW(?,-,0,0,0,0)"},
+                {read_wide(L"192.0.2.7"), "0 192.0.2.7", ""},
+                {read_wide(L"none"), "9501 -", "GetAddrInfoW(none,-,0,0,0,0) FreeAddrInfoW"},
+                {read_wide(L"both"), "0 2001:db8::1", "GetAddrInfoW(both,-,0,0,0,0) FreeAddrInfoW"}});
+}
+
+// Connects by name.
+
+template <class Char>
+void connect_by_system(Names& names, const Char* node, const Char* service, const Char* bad_service,
+                       const std::string& call) {
+    const auto open = [](unsigned short family) {
+        ip::socket s;
+        EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0, family), 0u);
+        return s;
+    };
+    const timeval limit{3, 0};
+    for (const unsigned short family : {ip::family_ipv4, ip::family_ipv6}) {
+        ip::socket s = open(family);
+        names.system.own = family == AF_INET ? "192.0.2.10" : "2001:db8::10";
+        EXPECT_EQ(winsock2::connectbyname(s, node, service, nullptr, nullptr, &limit), 0u);
+        EXPECT_EQ(winsock2::connectbyname(s, node, service, &names.local, &names.remote, nullptr), 0u);
+        EXPECT_EQ(text(names.local), family == AF_INET ? "192.0.2.10" : "2001:db8::10");
+        EXPECT_EQ(text(names.remote), family == AF_INET ? "192.0.2.1" : "2001:db8::1");
+        EXPECT_EQ(winsock2::connectbyname(s, node, bad_service, &names.local, &names.remote, nullptr),
+                  10109u);
+        EXPECT_EQ(text(names.remote), family == AF_INET ? "192.0.2.1" : "2001:db8::1");
+        names.system.answers[call] = {scripted::system::no_reason};
+        EXPECT_EQ(winsock2::connectbyname(s, node, service, &names.local, &names.remote, nullptr), 0u);
+        EXPECT_EQ(text(names.local) + text(names.remote), "--");
+        const std::string handle = call + "(" + text(s.handle) + ",both,";
+        EXPECT_EQ(names.system.count(handle + "80,3,0)"), 1);
+        EXPECT_EQ(names.system.count(handle + "80,-1,0)"), 2);
+        winsock2::closesocket(s);
+    }
+}
+
+TEST_F(Names, ConnectGoesToTheSystemWhereItCan) {
+    connect_by_system<char>(*this, "both", "80", "?", "WSAConnectByNameA");
+    connect_by_system<wchar_t>(*this, L"both", L"80", L"?", "WSAConnectByNameW");
+}
+
+TEST_F(OlderNames, ConnectTriesTheAddressesInTurn) {
+    constexpr DWORD silent = WSAETIMEDOUT, refused = WSAECONNREFUSED;
+    system.peers = {{"192.0.2.1", 0}, {"192.0.2.2", refused}, {"192.0.2.3", silent}, {"2001:db8::1", 0}};
+    system.hosts = {{"some", {{"192.0.2.2", "192.0.2.9", "192.0.2.1", "192.0.2.3"}}},
+                    {"slow", {{"192.0.2.3", "192.0.2.1"}}},
+                    {"refused", {{"192.0.2.9", "192.0.2.2"}}},
+                    {"mixed", {{"2001:db8::1", "192.0.2.1"}}},
+                    {"none", {}}};
+    const struct {
+        const char *node, *service;
+        unsigned long code;
+        std::string tried, tried_wide = tried;
+    } rows[] = {
+        {"192.0.2.1", "80", 0, " 192.0.2.1@20480"},
+        {"192.0.2.1", "http", 0, " 192.0.2.1"},
+        {"192.0.2.1", " 65617x", 0, " 192.0.2.1@20736"},
+        {"some", "80", 0, " some 192.0.2.2@20480 192.0.2.9@20480 192.0.2.1@20480"},
+        {"slow", "0", 10037, " slow 192.0.2.3 192.0.2.1"},
+        {"refused", "0", 10061, " refused 192.0.2.9 192.0.2.2"},
+        {"mixed", "0", 0, " mixed 192.0.2.1", " mixed 2001:db8::1 192.0.2.1"},
+        {"none", "0", 10049, " none"},
+        {"?", "0", 11001, " ? ?", " ?"}, // IPv6 is asked for too
+    };
+    const auto wide = [](std::string_view from) { return std::wstring(from.begin(), from.end()); };
+    const timeval limit{};
+    for (const auto& row : rows) {
+        for (const bool is_wide : {false, true}) {
+            ip::socket s;
+            EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0), 0u);
+            system.calls.clear();
+            local = address("::8"), remote = address("::9");
+            EXPECT_EQ(is_wide ? winsock2::connectbyname(s, wide(row.node).c_str(), wide(row.service).c_str(),
+                                                        &local, &remote, &limit)
+                              : winsock2::connectbyname(s, row.node, row.service, &local, &remote, &limit),
+                      row.code);
+            std::string tried;
+            for (const std::string& call : system.calls) {
+                std::smatch parts;
+                const std::regex pattern("(connect.[0-9]+,|getaddrinfo.|GetAddrInfoW.)([^,]*),.*");
+                tried += std::regex_match(call, parts, pattern) ? " " + parts[2].str() : "";
+            }
+            EXPECT_EQ(tried, is_wide ? row.tried_wide : row.tried);
+            EXPECT_EQ(text(local), "::8");
+            const std::string last = tried.substr(tried.rfind(' ') + 1);
+            EXPECT_EQ(text(remote), row.code != 0 ? "::9" : last.substr(0, last.find('@')));
+            winsock2::closesocket(s);
+        }
+    }
+}
+
+TEST_F(OlderNames, ConnectToWideAddressTextNeedsNoWideLookUp) {
+    ip::detail::the_helper().winsock.GetAddrInfoW = nullptr;
+    ip::socket s;
+    EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0), 0u);
+    EXPECT_EQ(winsock2::connectbyname(s, L"192.0.2.1", L"80", nullptr, &remote, nullptr), 0u);
+    winsock2::closesocket(s);
+}
+
+// As above, with the first or the second allocation denied: it calls the missing entry.
+TEST_F(OlderNames, DISABLED_ConnectToWideAddressTextNeedsNoWideLookUpWhenMemoryIsShort) {
+    ip::detail::the_helper().winsock.GetAddrInfoW = nullptr;
+    ip::socket s;
+    for (const std::size_t denied : {0u, 1u}) {
+        const heap::watch watch(denied);
+        EXPECT_EQ(winsock2::connectbyname(s, L"192.0.2.1", L"80", nullptr, &remote, nullptr), 8u);
+    }
+}
+
+// The substitutes.
+
+struct Substitutes : Names, testing::WithParamInterface<std::set<std::string>> {
+    Substitutes() : Names(GetParam()) {
+        static const std::string long_name(1025, 'x');
+        system.hosts["both"].official = "own.lab.test";
+        system.hosts["255.255.255.255"] = {{"192.0.2.255"}};
+        system.hosts["alias"] = {{"192.0.2.9"}, "both", AF_INET6, 4};
+        system.hosts["wide"] = {{"192.0.2.9"}, "both", AF_INET, 16};
+        system.hosts["loop"] = {{}, "loop", AF_INET6};
+        system.hosts["nameless"] = {{}, "", AF_INET6};
+        system.hosts["long"] = {{}, long_name.c_str(), AF_INET6};
+        system.hosts["own.lab.test"] = {{"192.0.2.1"}};
+    }
+};
+
+/// The list as text: "socket type/protocol/flags address(canonical name)" for each, or the code.
+std::string list(const char* node, const char* service, const addrinfo* hints = nullptr) {
+    const auto& winsock = ip::detail::the_helper().winsock;
+    auto* first = std::bit_cast<addrinfo*>(~std::uintptr_t{0});
+    if (const int code = winsock.getaddrinfo(node, service, hints, &first)) {
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(code));
+        EXPECT_EQ(first, nullptr);
+        return text(code);
+    }
+    std::string result;
+    for (const addrinfo* each = first; each != nullptr; each = each->ai_next) {
+        EXPECT_EQ(each->ai_family, AF_INET);
+        EXPECT_EQ(each->ai_addrlen, 16u);
+        result += (result.empty() ? "" : " ") + text(each->ai_socktype) + "/" + text(each->ai_protocol) +
+                  "/" + text(each->ai_flags) + " " + text(ip::detail::image_of(each->ai_addr, 16)) +
+                  (each->ai_canonname == nullptr ? "" : "(" + text(each->ai_canonname) + ")");
+    }
+    winsock.freeaddrinfo(first);
+    return result;
+}
+
+/// The fields of the hints that may be set.
+struct fields {
+    int flags = 0, family = 0, socket_type = 0, protocol = 0;
+    bool operator==(const fields&) const = default;
+};
+
+TEST_P(Substitutes, ListAddresses) {
+    const std::string loopback = "1/0/0 127.0.0.1@20480 2/0/0 127.0.0.1@20480";
+    const struct {
+        const char *node, *service;
+        std::string expected;
+        fields hints = {};
+    } rows[] = {
+        {nullptr, "80", loopback},
+        {nullptr, "65616", loopback}, // the low 16 bits
+        {nullptr, "", "1/0/0 127.0.0.1 2/0/0 127.0.0.1"},
+        {nullptr, "80", "1/6/0 0.0.0.0@20480", {AI_PASSIVE, AF_INET, 1, 6}},
+        {nullptr, "80", "3/0/0 127.0.0.1@20480", {0, 0, 3}},
+        {nullptr, "both", "1/0/0 127.0.0.1@6400 2/0/0 127.0.0.1@13568"},
+        {nullptr, "both", "1/0/0 127.0.0.1@6400", {0, 0, 1}},
+        {nullptr, "both", "2/0/0 127.0.0.1@13568", {0, 0, 2}},
+        {nullptr, "both", "10109", {0, 0, 3}},
+        {nullptr, "stream", "1/0/0 127.0.0.1@20480"},
+        {nullptr, "stream", "10109", {0, 0, 2}},
+        {nullptr, "datagram", "2/9/0 127.0.0.1@31488", {0, 0, 0, 9}},
+        {nullptr, "datagram", "10109", {0, 0, 1}},
+        {nullptr, "80x", "11001"},
+        {"192.0.2.1", nullptr, "0/0/4 192.0.2.1"},
+        {"192.0.2.1", nullptr, "0/0/4 192.0.2.1(192.0.2.1)", {AI_CANONNAME | AI_NUMERICHOST}},
+        {"192.0.2.1", "80", "1/7/4 192.0.2.1@20480 2/7/0 192.0.2.1@20480", {0, 0, 0, 7}},
+        {"192.0.2", nullptr, "11001"},
+        {"255.255.255.255", nullptr, "0/0/0 192.0.2.255"},
+        {"both", nullptr, "11001", {AI_NUMERICHOST}},
+        {"both", nullptr, "0/0/0 192.0.2.1(own.lab.test) 0/0/0 192.0.2.1", {AI_CANONNAME}},
+        {"both",
+         "both",
+         "1/8/0 192.0.2.1@6400 2/8/0 192.0.2.1@13568 1/8/0 192.0.2.1@6400 2/8/0 192.0.2.1@13568",
+         {0, 0, 0, 8}},
+        {"none", nullptr, "", {AI_CANONNAME}},
+        {"alias", nullptr, "0/0/0 192.0.2.1 0/0/0 192.0.2.1"},
+        {"wide", nullptr, "0/0/0 192.0.2.1 0/0/0 192.0.2.1"},
+        {"loop", nullptr, "11003"},
+        {"nameless", nullptr, "11003"},
+        {"long", nullptr, "11003"},
+        {nullptr, nullptr, "11001"},
+        {nullptr, "80", "10022", {AI_CANONNAME}},
+        {"192.0.2.1", "80", "10047", {0, AF_INET6}},
+        {"192.0.2.1", "80", "10044", {0, 0, 4}},
+    };
+    for (const auto& row : rows) {
+        addrinfo hints{};
+        hints.ai_flags = row.hints.flags;
+        hints.ai_family = row.hints.family;
+        hints.ai_socktype = row.hints.socket_type;
+        hints.ai_protocol = row.hints.protocol;
+        EXPECT_EQ(list(row.node, row.service, &hints), row.expected);
+        EXPECT_TRUE(row.hints != fields{} || list(row.node, row.service) == row.expected);
+    }
+    EXPECT_EQ(system.count("gethostbyname(loop)"), 32); // 16 rounds each time
+    EXPECT_EQ(system.count("getaddrinfo"), 0);
+    addrinfo filled[4] = {};
+    filled[0].ai_addrlen = 16;
+    filled[1].ai_canonname = system.text("x");
+    filled[2].ai_addr = system.keep(SOCKADDR{});
+    filled[3].ai_next = filled;
+    for (const addrinfo& hints : filled) {
+        EXPECT_EQ(list("192.0.2.1", "80", &hints), "11003");
+    }
+    for (const auto& [code, expected] : {std::pair(11001, "11001"),
+                                         {11002, "11002"},
+                                         {11003, "11003"},
+                                         {11004, "11001"},
+                                         {10050, "11001"}}) {
+        system.answers["gethostbyname"] = {static_cast<DWORD>(code)};
+        EXPECT_EQ(list("both", nullptr), expected);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Missing, Substitutes,
+                         testing::Values(std::set<std::string>{"getaddrinfo"},
+                                         std::set<std::string>{"freeaddrinfo"},
+                                         std::set<std::string>{"getaddrinfo", "freeaddrinfo"}));
+
+TEST(SubstituteForGetNameInfo, NamesIpv4AddressesAndPorts) {
+    scripted::system system(4);
+    ip::lib lib;
+    EXPECT_EQ(lib.init(), 0u);
+    system.hosts = {{"www.lab.test", {{"192.0.2.1"}}}};
+    system.services = {{"both/udp", 53}, {"stream/tcp", 80}};
+    const ip::saddr www = socket_address("192.0.2.1", 20480), other = socket_address("192.0.2.9", 13568);
+    const struct {
+        const ip::saddr* address;
+        int length;
+        DWORD host_room, service_room;
+        int flags;
+        std::string expected;
+        DWORD look_up = 0; ///< what the look-up of the address gives
+    } rows[] = {{&www, 16, 64, 32, 0, "0 www.lab.test stream"},
+                {&www, 16, 13, 7, 0, "0 www.lab.test stream"},
+                {&www, 16, 12, 32, 0, "11003  stream"},
+                {&www, 16, 64, 6, 0, "11003  "},
+                {&www, 16, 4, 3, NI_NOFQDN | NI_DGRAM, "0 www 80"},
+                {&www, 16, 10, 3, NI_NUMERICHOST | NI_NUMERICSERV, "0 192.0.2.1 80"},
+                {&www, 16, 9, 0, NI_NUMERICHOST, "11003  "},
+                {&www, 16, 0, 2, NI_NUMERICSERV, "11003  "},
+                {&www, 16, 10, 0, 0, "0 192.0.2.1 ", 11004},
+                {&other, 16, 64, 32, 0, "0 192.0.2.9 both"},
+                {&other, 16, 0, 5, NI_DGRAM, "0  both"},
+                {&other, 16, 64, 0, NI_NAMEREQD, "11001  "},
+                {&other, 16, 64, 0, NI_NAMEREQD, "11002  ", 11002},
+                {&other, 16, 64, 0, NI_NAMEREQD, "11003  ", 11003},
+                {&www, 16, 64, 32, NI_NAMEREQD | NI_NUMERICHOST, "10022  "},
+                {&www, 16, 0, 0, 0, "11001  "},
+                {&www, 15, 64, 32, 0, "11003  "},
+                {nullptr, 16, 64, 32, 0, "11003  "}};
+    for (const auto& row : rows) {
+        guarded_buffer host(row.host_room), service(row.service_room);
+        system.answers["gethostbyaddr"] = {row.look_up};
+        const auto out = [](guarded_buffer& buffer) { return reinterpret_cast<char*>(buffer.data()); };
+        const int code = ip::detail::the_helper().winsock.getnameinfo(
+            system.record(row.address == nullptr ? ip::saddr{} : *row.address).lpSockaddr, row.length,
+            out(host), row.host_room, out(service), row.service_room, row.flags);
+        EXPECT_TRUE(code == 0 || GetLastError() == static_cast<DWORD>(code));
+        EXPECT_EQ(text(code) + " " + (row.host_room == 0 ? "" : out(host)) + " " +
+                      (row.service_room == 0 ? "" : out(service)),
+                  row.expected);
+    }
+    EXPECT_EQ(system.count("gethostbyaddr(192.0.2.1,4)") > 0, true);
+    std::string host;
+    EXPECT_EQ(winsock2::getnameinfo(socket_address("::1"), &host, nullptr, 0), 10047u);
+}
+
+} // namespace

@@ -1,0 +1,373 @@
+// The socket calls, and the connect with a time-out.
+
+#include "ip/detail/helper.h"
+#include "scripted_system.h"
+#include "text.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+
+namespace {
+
+using ip::winsock2;
+using scripted::socket_address;
+using scripted::text;
+
+constexpr std::uint16_t port_80 = 20480; // in network order
+
+/// What the socket library's last error gives, one after the other, where a test says so.
+std::deque<int> errors;
+
+struct Sockets : testing::Test {
+    explicit Sockets(DWORD version = 10) : system(version) {
+        WSADATA data;
+        EXPECT_EQ(winsock.start(data), 0u);
+    }
+    ~Sockets() override {
+        for (const auto& [handle, state] : std::map(system.sockets)) {
+            ip::socket rest{handle};
+            winsock2::closesocket(rest);
+        }
+    }
+
+    ip::socket open(unsigned short family = AF_INET) {
+        ip::socket s;
+        EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0, family), 0u);
+        system.calls.clear();
+        return s;
+    }
+    /// Lets the last error give these codes.
+    void give_errors(std::deque<int> codes) {
+        errors = std::move(codes);
+        ip::detail::the_helper().winsock.WSAGetLastError = [] {
+            const int code = errors.empty() ? -2 : errors.front();
+            return errors.empty() ? code : (errors.pop_front(), code);
+        };
+    }
+    std::string calls() {
+        const std::string result = system.called();
+        system.calls.clear();
+        return result;
+    }
+
+    scripted::system system;
+    winsock2 winsock;
+};
+
+struct OldSockets : Sockets {
+    OldSockets() : Sockets(5) {}
+};
+
+TEST_F(Sockets, HandTheirArgumentsToTheSystemAndItsCodeBack) {
+    char buffer[8] = "ping";
+    int length = 4;
+    unsigned long argument = 7;
+    const timeval limit{3, 0};
+    fd_set read{1, {101}}, write{1, {101}}, except{1, {101}};
+    pollfd fd{101, POLLIN, 0};
+    ip::saddr ipv4 = socket_address("192.0.2.1", port_80), ipv6 = socket_address("2001:db8::1", 1), out;
+    const ip::saddr none{};
+    ipv6.flow_info = 5;
+    ipv6.scope_id = 9;
+    system.peers = {{"192.0.2.1", 0}, {"2001:db8::1", 0}};
+    const struct {
+        const char* call;
+        std::function<long long(const ip::socket&)> operation;
+        long long result = 0;
+        unsigned short family = AF_INET;
+    } rows[] = {
+        {"bind(101,192.0.2.1@20480,16)", [&](auto& s) { return winsock2::bind(s, ipv4); }},
+        {"bind(101,2001:db8::1@1/5%9,28)", [&](auto& s) { return winsock2::bind(s, ipv6); }},
+        {"bind(101,-,0)", [&](auto& s) { return winsock2::bind(s, none); }, WSAEFAULT},
+        {"listen(101,5)", [&](auto& s) { return winsock2::listen(s, 5); }},
+        {"connect(101,192.0.2.1@20480,16)", [&](auto& s) { return winsock2::connect(s, ipv4); }},
+        {"connect(101,2001:db8::1@1/5%9,28)", [&](auto& s) { return winsock2::connect(s, ipv6); }, 0,
+         AF_INET6},
+        {"connect(101,-,0)", [&](auto& s) { return winsock2::connect(s, none); }, WSAEFAULT},
+        {"shutdown(101,2)", [&](auto& s) { return winsock2::shutdown(s, 2); }},
+        {"getsockopt(101,65535,4103,4)",
+         [&](auto& s) { return winsock2::getsockopt(s, 65535, 4103, buffer, &length); }},
+        {"setsockopt(101,41,27,1735289200,4)",
+         [&](auto& s) { return winsock2::setsockopt(s, 41, 27, "ping", 4); }},
+        {"ioctlsocket(101,2147772030,7)",
+         [&](auto& s) { return winsock2::ioctlsocket(s, static_cast<long>(FIONBIO), &argument); }},
+        {"getpeername(101)", [&](auto& s) { return winsock2::getpeername(s, out); }},
+        {"getsockname(101)", [&](auto& s) { return winsock2::getsockname(s, out); }},
+        {"recv(101,8,1)", [&](auto& s) { return winsock2::recv(s, buffer, 8, 1); }, 4},
+        {"send(101,pin,1)", [&](auto& s) { return winsock2::send(s, "pin", 3, 1); }, 3},
+        {"recvfrom(101,8,1)", [&](auto& s) { return winsock2::recvfrom(s, buffer, 8, out, 1); }, 4},
+        {"sendto(101,pin,1,192.0.2.1@20480,16)",
+         [&](auto& s) { return winsock2::sendto(s, "pin", 3, ipv4, 1); }, 3},
+        {"sendto(101,pin,0,2001:db8::1@1/5%9,28)",
+         [&](auto& s) { return winsock2::sendto(s, "pin", 3, ipv6); }, 3},
+        {"select(9,101,-,-,3)", [&](auto&) { return winsock2::select(&read, nullptr, nullptr, &limit, 9); },
+         1},
+        {"select(0,-,101,101,-1)",
+         [&](auto&) {
+             write = except = {1, {101}};
+             return winsock2::select(nullptr, &write, &except, nullptr);
+         },
+         1},
+        {"WSAPoll(101,768,1,-5)", [&](auto&) { return winsock2::poll(&fd, 1, -5); }, 1},
+    };
+    for (const auto& row : rows) {
+        const std::string name = std::string(row.call).substr(0, std::string_view(row.call).find('('));
+        const bool is_count = row.result > 0 && row.result < WSABASEERR;
+        system.next_socket = 101;
+        ip::socket s = open(row.family);
+        system.sockets[101].bound = true;
+        system.sockets[101].connected = name != "connect";
+        system.incoming = "data";
+        EXPECT_EQ(row.operation(s), row.result) << row.call;
+        EXPECT_EQ(calls(), row.call);
+        system.answers[name] = {10055};
+        EXPECT_EQ(row.operation(s), is_count ? SOCKET_ERROR : 10055) << row.call;
+        EXPECT_EQ(winsock2::getlasterror(), 10055u);
+        EXPECT_EQ(calls(), row.call);
+        EXPECT_EQ(winsock2::closesocket(s), 0u);
+    }
+}
+
+TEST_F(Sockets, OpenWithTheFamilyAskedForAndInBothStacksOnlyFromVersion6On) {
+    const std::string both = " setsockopt(101,41,27,0,4)";
+    struct {
+        unsigned short family;
+        bool dual_stack;
+        std::string calls;
+    } const rows[] = {{0, true, "WSASocketW(2,3,4,1,5,6)"},
+                      {AF_INET, true, "WSASocketW(2,3,4,1,5,6)"},
+                      {AF_INET6, false, "WSASocketW(23,3,4,1,5,6)"},
+                      {AF_INET6, true, "WSASocketW(23,3,4,1,5,6)" + both}};
+    WSAPROTOCOL_INFOW info;
+    for (const auto& row : rows) {
+        system.next_socket = 101;
+        system.calls.clear();
+        ip::socket s{99}; // dropped, not closed
+        EXPECT_EQ(winsock2::socket(s, 3, 4, row.family, &info, 5, 6, row.dual_stack), 0u);
+        EXPECT_EQ(s.handle, 101u);
+        EXPECT_EQ(calls(), row.calls);
+        winsock2::closesocket(s);
+    }
+    ip::socket s{99};
+    EXPECT_EQ(winsock2::socket(s, 1, 0, 17), 10047u);
+    EXPECT_EQ(s.handle, ip::socket::none);
+}
+
+TEST_F(OldSockets, LeaveTheStacksApart) {
+    ip::socket s;
+    EXPECT_EQ(winsock2::socket(s, 1, 0, AF_INET6, nullptr, 0, 0, true), 0u);
+    EXPECT_EQ(system.count("setsockopt(101,41,27,0,4)"), 0);
+}
+
+TEST_F(Sockets, CloseAgainWhatFailsToServeBothStacksIfThereIsAReason) {
+    system.answers["setsockopt"] = {10042, 10042, scripted::system::no_reason};
+    system.answers["closesocket"] = {10038};
+    for (const unsigned long code : {10042u, 10042u, 0u}) { // a failing close changes nothing
+        ip::socket s;
+        EXPECT_EQ(winsock2::socket(s, 1, 0, AF_INET6, nullptr, 0, 0, true), code);
+        EXPECT_EQ(s.handle == ip::socket::none, code != 0);
+        EXPECT_EQ(system.sockets.size(), code == 0 ? 1u : 0u);
+    }
+}
+
+TEST_F(Sockets, TakeTheSecondCodeWhereItIsAskedForTwice) {
+    ip::socket s = open();
+    const std::pair<std::deque<int>, unsigned long> rows[] = {{{0, 7}, 0}, {{5, 7}, 7}, {{5, 0}, 0}};
+    for (const auto& [codes, expected] : rows) {
+        give_errors(codes);
+        EXPECT_EQ(winsock2::listen(s, 1), expected);
+        ip::socket both;
+        system.answers["setsockopt"] = {1};
+        give_errors(codes);
+        EXPECT_EQ(winsock2::socket(both, 1, 0, AF_INET6, nullptr, 0, 0, true), expected);
+    }
+}
+
+TEST_F(Sockets, CloseOnceAndAreEmptyAfterwards) {
+    ip::socket s = open();
+    system.answers["closesocket"] = {10038};
+    for (const unsigned long code : {10038u, 0u}) {
+        EXPECT_EQ(winsock2::closesocket(s), code);
+        EXPECT_EQ(s.handle, ip::socket::none);
+    }
+    EXPECT_EQ(calls(), "closesocket(101)");
+}
+
+TEST_F(Sockets, CloseOnceWhenTwoThreadsDo) {
+    constexpr int rounds = 100'000;
+    std::vector<ip::socket> all(rounds);
+    system.logs = false;
+    for (ip::socket& s : all) {
+        ASSERT_EQ(winsock2::socket(s, 1, 0), 0u);
+    }
+    std::atomic<int> arrived = 0;
+    const auto close_all = [&] {
+        int round = 0;
+        for (ip::socket& s : all) {
+            ++arrived;
+            for (++round; arrived < 2 * round;) {
+                YieldProcessor();
+            }
+            winsock2::closesocket(s);
+        }
+    };
+    std::thread other(close_all);
+    close_all();
+    other.join();
+    EXPECT_TRUE(system.sockets.empty());
+}
+
+int decide(WSABUF*, WSABUF*, QOS*, QOS*, WSABUF*, WSABUF*, unsigned int*, std::uint64_t data) {
+    return static_cast<int>(data);
+}
+
+TEST_F(Sockets, AcceptPeersOfEveryFamily) {
+    ip::socket s = open(), accepted{99};
+    ip::saddr other = socket_address("192.0.2.9");
+    other.family = 17;
+    const std::tuple<scripted::endpoint, std::string, ip::winsock2::accept_condition> rows[] = {
+        {{"192.0.2.9", 2}, "192.0.2.9", nullptr},
+        {{"2001:db8::9", 2}, "2001:db8::9", decide},
+        {{other, 16}, "-", nullptr},
+        {{other, 0}, "-", nullptr}};
+    for (const auto& [from, expected, condition] : rows) {
+        system.peer = from;
+        ip::addr peer = scripted::address("::8");
+        EXPECT_EQ(winsock2::accept(s, accepted, peer, condition), 0u);
+        EXPECT_EQ(text(peer), expected);
+        EXPECT_EQ(accepted.handle, system.next_socket - 1);
+        EXPECT_EQ(calls(), std::string("WSAAccept(101,") + (condition == nullptr ? "0,0)" : "1,0)"));
+    }
+    const std::pair<std::uint64_t, unsigned long> refusals[] = {{CF_REJECT, 10061}, {CF_DEFER, 11002}};
+    for (const auto& [decision, code] : refusals) {
+        ip::addr peer = scripted::address("::8");
+        accepted.handle = 99;
+        EXPECT_EQ(winsock2::accept(s, accepted, peer, decide, decision), code);
+        EXPECT_EQ(accepted.handle, ip::socket::none);
+        EXPECT_EQ(text(peer), "::8");
+    }
+}
+
+TEST_F(Sockets, GiveTheAddressesOfBothEnds) {
+    ip::socket s = open();
+    ip::saddr address = socket_address("::8");
+    EXPECT_EQ(winsock2::getpeername(s, address), 10057u);
+    EXPECT_EQ(winsock2::getsockname(s, address), 10022u);
+    EXPECT_EQ(text(address), "::8");
+    system.sockets[s.handle].bound = system.sockets[s.handle].connected = true;
+    EXPECT_EQ(winsock2::getpeername(s, address), 0u);
+    EXPECT_EQ(text(address), "192.0.2.9@2");
+    EXPECT_EQ(winsock2::getsockname(s, address), 0u);
+    EXPECT_EQ(text(address), "192.0.2.10@1");
+}
+
+TEST_F(Sockets, NameTheSenderOfADatagram) {
+    const std::tuple<scripted::endpoint, std::string, std::string> rows[] = {
+        {{"192.0.2.9", 2}, "ping", "4 192.0.2.9@2"},
+        {{"2001:db8::9", 2}, "ping", "4 2001:db8::9@2"},
+        {{"::9", 2}, "pings", "-1 -"}, // too long: the system names the sender, the library does not
+        {{ip::saddr{}, 0}, "", "0 -"}};
+    ip::socket s = open();
+    system.sockets[s.handle].bound = true;
+    for (const auto& [from, data, expected] : rows) {
+        char buffer[4];
+        ip::saddr sender = socket_address("::8");
+        system.peer = from;
+        system.incoming = data;
+        const int result = winsock2::recvfrom(s, buffer, 4, sender);
+        EXPECT_EQ(text(result) + " " + text(sender), expected);
+    }
+}
+
+TEST_F(Sockets, ConnectInTime) {
+    constexpr auto none = scripted::system::no_reason;
+    const struct {
+        std::map<std::string, DWORD> failures;
+        DWORD peer;
+        unsigned long code;
+        std::string calls = "on connect select off";
+    } rows[] = {{{}, 0, 0},
+                {{}, WSAECONNREFUSED, 10061, "on connect select getsockopt off"},
+                {{}, WSAETIMEDOUT, 1460},
+                {{{"connect", 10051}}, 0, 10051, "on connect off"},
+                {{{"connect", none}}, 0, 0, "on connect off"},
+                {{{"select", 10038}}, 0, 10038},
+                {{{"getsockopt", 10038}}, WSAECONNREFUSED, 10035, "on connect select getsockopt off"},
+                {{{"ioctlsocket", 10050}}, 0, 0, "on connect"},
+                {{{"ioctlsocket", 10050}}, WSAECONNREFUSED, 10061, "on connect"},
+                {{{"ioctlsocket(101,2147772030,0)", 10050}}, 0, 0}};
+    const timeval limit{3, 0};
+    for (const auto& row : rows) {
+        system.next_socket = 101;
+        ip::socket s = open();
+        system.peers["192.0.2.1"] = row.peer;
+        for (const auto& [name, code] : row.failures) {
+            system.answers[name] = {code};
+        }
+        EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.1", port_80), &limit), row.code);
+        const std::pair<std::string, std::string> short_names[] = {
+            {"on", "ioctlsocket(101,2147772030,1)"},
+            {"off", "ioctlsocket(101,2147772030,0)"},
+            {"connect", "connect(101,192.0.2.1@20480,16)"},
+            {"select", "select(64,-,101,101,3)"},
+            {"getsockopt", "getsockopt(101,65535,4103,4)"}};
+        std::string seen;
+        for (const std::string& call : system.calls) {
+            for (const auto& [name, full] : short_names) {
+                seen += call == full ? (seen.empty() ? "" : " ") + name : "";
+            }
+        }
+        EXPECT_EQ(seen, row.calls);
+        EXPECT_EQ(system.calls.size(),
+                  static_cast<std::size_t>(std::count(seen.begin(), seen.end(), ' ') + 1));
+        winsock2::closesocket(s);
+    }
+}
+
+TEST_F(Sockets, ConnectWithoutLimitWaitsUntilTheSystemGivesUp) {
+    const ip::socket s = open();
+    system.peers["192.0.2.1"] = WSAETIMEDOUT;
+    EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.1"), nullptr), 10060u);
+    EXPECT_EQ(system.count("select(64,-,101,101,-1)"), 1);
+}
+
+TEST_F(Sockets, ConnectThatRanOutOfTimeGoesOnInTheBackground) {
+    const ip::socket s = open();
+    const timeval limit{};
+    system.peers = {{"192.0.2.1", WSAETIMEDOUT}, {"192.0.2.2", 0}};
+    EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.1"), &limit), 1460u);
+    EXPECT_FALSE(system.sockets[s.handle].non_blocking);
+    EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.2"), &limit), 10037u);
+}
+
+TEST_F(Sockets, ConnectOfUnknownEndStaysInProgress) {
+    system.peers["192.0.2.1"] = WSAECONNREFUSED;
+    const timeval limit{};
+    const std::pair<std::deque<int>, unsigned long> rows[] = {
+        {{10035, 5, 7}, 10035}, {{10035, 0, 7}, 10035}, {{10035, -1, 7}, 7}};
+    for (const auto& [codes, expected] : rows) {
+        const ip::socket s = open();
+        system.answers["getsockopt"] = {1};
+        give_errors(codes);
+        EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.1"), &limit), expected);
+    }
+    // Ready, but in neither set.
+    ip::detail::the_helper().winsock.WSAGetLastError = [] { return static_cast<int>(GetLastError()); };
+    ip::detail::the_helper().winsock.select = [](int, fd_set*, fd_set* write, fd_set* except, auto*) {
+        write->fd_count = except->fd_count = 0;
+        return 1;
+    };
+    EXPECT_EQ(winsock2::connect(open(), socket_address("192.0.2.1"), &limit), 10035u);
+}
+
+TEST_F(Sockets, FamilyIsIpv4IfNoneIsNamed) {
+    unsigned short none = 0, other = 17;
+    winsock2::ensure_af(none);
+    winsock2::ensure_af(other);
+    EXPECT_EQ(text(none) + " " + text(other), "2 17");
+}
+
+} // namespace
