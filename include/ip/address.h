@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ip/export.h"
+
 namespace ip {
 
 /// Address family codes, with the values of the Windows socket library.
@@ -54,6 +56,14 @@ struct macaddr {
     std::uint8_t bytes[max_length] = {};
     /// The number of valid leading bytes, 0 to 32; 0 means that there is no hardware address.
     std::uint8_t length = 0;
+
+    /// Asks for the hardware address of a neighbour; can take seconds. `source`: the own address to ask
+    /// from, null for any; for an IPv4 target the last four bytes of an IPv6 one count, and one of family 0
+    /// is 255.255.255.255. Needs an initialised `ip::lib`. Returns 0 (length 0: the address has more than 32
+    /// bytes) or the code of `SendARP` or, for IPv6, `ResolveIpNetEntry2` (67 or 31 no answer; 87 where the
+    /// system wants an interface named, 120 without `SendARP`), with this object untouched; or 87 with
+    /// length 0: no such family, or a system without `ResolveIpNetEntry2`.
+    KVTIP_API unsigned long from_addr(const addr& target, const addr* source);
 };
 
 /// The handle of one socket. A plain value: copying it copies the handle, and dropping it closes

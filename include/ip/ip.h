@@ -5,6 +5,7 @@
 #include "ip/adapter_enumerator.h"
 #include "ip/address.h"
 #include "ip/address_text.h"
+#include "ip/dnsapi.h"
 #include "ip/hlpapi.h"
 #include "ip/lib.h"
 #include "ip/membuffer.h"

@@ -19,6 +19,10 @@ inline std::uint8_t* address_of(saddr& socket_address) {
     return socket_address.family == family_ipv4 ? socket_address.address4 : socket_address.address6;
 }
 
+inline const std::uint8_t* address_of(const saddr& socket_address) {
+    return socket_address.family == family_ipv4 ? socket_address.address4 : socket_address.address6;
+}
+
 /// How many address bytes a family has: 4, 16, or 0 for a family without addresses.
 constexpr std::size_t address_size(std::uint16_t family) {
     return family == family_ipv4 ? ipv4_size : family == family_ipv6 ? ipv6_size : 0;

@@ -18,14 +18,29 @@ ip::detail::to_string(ip::_raw_addr4_no const&, char*, unsigned long long)
 ip::detail::to_string(ip::_raw_addr4_no const&, wchar_t*, unsigned long long)
 ip::detail::to_string(ip::_raw_addr6_no const&, char*, unsigned long long)
 ip::detail::to_string(ip::_raw_addr6_no const&, wchar_t*, unsigned long long)
+ip::dnsapi::addresses_from_name(char const*, std::vector<ip::addr>&, unsigned short, unsigned long)
+ip::dnsapi::addresses_from_name(wchar_t const*, std::vector<ip::addr>&, unsigned short, unsigned long)
+ip::dnsapi::free()
+ip::dnsapi::init()
+ip::dnsapi::names_from_address(ip::addr const&, std::vector<std::basic_string<char>>&, unsigned long)
+ip::dnsapi::names_from_address(ip::addr const&, std::vector<std::basic_string<wchar_t>>&, unsigned long)
+ip::hlpapi::findPid(unsigned long, ip::saddr const&, ip::saddr const&, unsigned long&)
 ip::hlpapi::free()
+ip::hlpapi::getConnections(std::vector<ip::hlpapi::_SIpConnection>&, unsigned long, unsigned short, unsigned long)
+ip::hlpapi::getTcpConnections(std::vector<ip::hlpapi::_SIpConnection>&, unsigned short, unsigned long)
+ip::hlpapi::getUdpConnections(std::vector<ip::hlpapi::_SIpConnection>&, unsigned short)
+ip::hlpapi::getipnettable(std::vector<ip::hlpapi::_SIpNetRow>&, unsigned short)
 ip::hlpapi::load()
+ip::hlpapi::ping(ip::saddr const&, unsigned long, ip::hlpapi::_SPingReply&)
+ip::hlpapi::ping(ip::saddr, ip::hlpapi::_SPingReply&, unsigned char, unsigned long, unsigned short, unsigned char, int)
+ip::hlpapi::sendARP(ip::saddr4 const&, ip::saddr4 const&, ip::macaddr&)
 ip::lib::address_family_supported(unsigned short)
 ip::lib::free()
 ip::lib::init()
 ip::lib::is_ipv6_supported()
 ip::local_address(ip::addr&, unsigned short)
 ip::localaddresses(std::vector<ip::addr>&, unsigned short)
+ip::macaddr::from_addr(ip::addr const&, ip::addr const*)
 ip::membuffer::free()
 ip::membuffer::get(unsigned long long)
 ip::winsock2::accept(ip::socket const&, ip::socket&, ip::addr&, int (*)(_WSABUF*, _WSABUF*, _QualityOfService*, _QualityOfService*, _WSABUF*, _WSABUF*, unsigned int*, unsigned long long), unsigned long long)
@@ -69,7 +84,7 @@ ip::winsock2::start(WSAData&)
 # Standard types without their defaulted parameters.
 abbreviations = [
     (r"std::__cxx11::basic_string<(\w+), std::char_traits<\1>, std::allocator<\1> >", r"std::basic_string<\1>"),
-    (r"std::vector<(\S+), std::allocator<\1> >", r"std::vector<\1>"),
+    (r"std::vector<([^,]+), std::allocator<\1 ?> >", r"std::vector<\1>"),
 ]
 
 

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "ip/detail/helper.h"
+
+namespace ip::detail {
+
+/// The answer to a query.
+class record_list {
+public:
+    record_list() = default;
+    ~record_list() {
+        if (first_ != nullptr) {
+            the_helper().dnsapi.DnsRecordListFree(first_, DnsFreeRecordList);
+        }
+    }
+    record_list(const record_list&) = delete;
+    record_list& operator=(const record_list&) = delete;
+
+    const DNS_RECORD* first() const { return first_; }
+
+    /// Asks by `DnsQuery_A` or `DnsQuery_W`; to be called once. Returns the status, or 120 while the DNS
+    /// library is not bound.
+    template <class Query, class Char>
+    unsigned long ask(Query query, const Char* name, WORD type, unsigned long options) {
+        if (query == nullptr) {
+            return ERROR_CALL_NOT_IMPLEMENTED;
+        }
+        return static_cast<unsigned long>(query(name, type, options, nullptr, &first_, nullptr));
+    }
+
+private:
+    DNS_RECORD* first_ = nullptr; // not all systems write it when they fail
+};
+
+} // namespace ip::detail

@@ -1,0 +1,193 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "address/convert.h"
+#include "ip/detail/helper.h"
+#include "ip/hlpapi.h"
+
+namespace ip {
+
+using namespace detail;
+
+namespace {
+
+constexpr std::uint8_t pattern = 'E';
+
+/// What both families send.
+struct echo_request {
+    unsigned char ttl;
+    unsigned long timeout;
+    unsigned short size;
+    unsigned char tos;
+    bool dont_fragment;
+
+    IP_OPTION_INFORMATION options() const {
+        IP_OPTION_INFORMATION result{};
+        result.Ttl = ttl;
+        result.Tos = tos;
+        result.Flags = dont_fragment ? IP_FLAG_DF : 0;
+        return result;
+    }
+};
+
+class echo_handle {
+public:
+    explicit echo_handle(HANDLE handle) : handle_(handle) {}
+    ~echo_handle() {
+        if (is_open()) {
+            the_helper().iphlpapi.IcmpCloseHandle(handle_);
+        }
+    }
+    echo_handle(const echo_handle&) = delete;
+    echo_handle& operator=(const echo_handle&) = delete;
+
+    bool is_open() const { return handle_ != INVALID_HANDLE_VALUE; }
+    HANDLE get() const { return handle_; }
+
+private:
+    HANDLE handle_;
+};
+
+bool is_pattern(const std::uint8_t* data, std::size_t size) {
+    return std::all_of(data, data + size, [](std::uint8_t byte) { return byte == pattern; });
+}
+
+/// Whether an answer carries what was sent, as far as it carries anything.
+bool is_echo(const ICMP_ECHO_REPLY& answer, const std::vector<std::uint8_t>& buffer) {
+    const auto* data = static_cast<const std::uint8_t*>(answer.Data);
+    if (data == nullptr) {
+        return answer.DataSize == 0;
+    }
+    const auto offset =
+        reinterpret_cast<std::uintptr_t>(data) - reinterpret_cast<std::uintptr_t>(buffer.data());
+    const std::size_t room = offset <= buffer.size() ? buffer.size() - offset : answer.DataSize;
+    return is_pattern(data, std::min<std::size_t>(answer.DataSize, room));
+}
+
+unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& request,
+                        hlpapi::_SPingReply& reply) try {
+    static_assert(sizeof(ICMP_ECHO_REPLY) == 40 && sizeof(IP_OPTION_INFORMATION) == 16);
+    const iphlpapi_impl& bound = the_helper().iphlpapi;
+    if (bound.IcmpCreateFile == nullptr || bound.IcmpCloseHandle == nullptr ||
+        bound.IcmpSendEcho == nullptr) {
+        return ERROR_CALL_NOT_IMPLEMENTED;
+    }
+    const echo_handle handle(bound.IcmpCreateFile());
+    if (!handle.is_open()) {
+        return GetLastError();
+    }
+    IPAddr address;
+    std::memcpy(&address, destination.bytes, sizeof address);
+    std::vector<std::uint8_t> data(request.size, pattern);
+    IP_OPTION_INFORMATION options = request.options();
+    ICMP_ECHO_REPLY answer;
+    constexpr std::size_t least_data = 8; // room for an error message
+    std::vector<std::uint8_t> buffer(sizeof answer + std::max<std::size_t>(request.size, least_data));
+    if (bound.IcmpSendEcho(handle.get(), address, data.data(), request.size, &options, buffer.data(),
+                           static_cast<DWORD>(buffer.size()), request.timeout) == 0) {
+        return GetLastError();
+    }
+    std::memcpy(&answer, buffer.data(), sizeof answer);
+    if (!is_echo(answer, buffer)) {
+        return ERROR_UNEXP_NET_ERR;
+    }
+    reply.address.family = family_ipv4;
+    std::memcpy(reply.address.address, &answer.Address, ipv4_size);
+    reply.round_trip_time = answer.RoundTripTime;
+    reply.status = answer.Status;
+    reply.ttl = answer.Options.Ttl;
+    return 0;
+} catch (const std::bad_alloc&) {
+    return ERROR_NOT_ENOUGH_MEMORY;
+}
+
+/// The system's record of an IPv6 answer, which its headers do not all declare. The address record in it is
+/// packed.
+struct icmpv6_echo_reply {
+    std::uint8_t port[2];
+    std::uint8_t flow_info[4];
+    std::uint8_t address[16];
+    std::uint8_t scope_id[4];
+    std::uint32_t status;
+    std::uint32_t round_trip_time;
+};
+static_assert(offsetof(icmpv6_echo_reply, address) == 6 && offsetof(icmpv6_echo_reply, status) == 28 &&
+              sizeof(icmpv6_echo_reply) == 36);
+
+unsigned long echo_ipv6(const saddr& destination, const echo_request& request,
+                        hlpapi::_SPingReply& reply) try {
+    const iphlpapi_impl& bound = the_helper().iphlpapi;
+    if (bound.Icmp6CreateFile == nullptr || bound.Icmp6SendEcho2 == nullptr ||
+        bound.IcmpCloseHandle == nullptr) {
+        return ERROR_CALL_NOT_IMPLEMENTED;
+    }
+    const echo_handle handle(bound.Icmp6CreateFile());
+    if (!handle.is_open()) {
+        return GetLastError();
+    }
+    SOCKADDR_IN6 from{}; // the system chooses the source
+    from.sin6_family = AF_INET6;
+    SOCKADDR_IN6 to;
+    static_assert(sizeof to == sizeof destination);
+    std::memcpy(&to, &destination, sizeof to);
+    std::vector<std::uint8_t> data(request.size, pattern);
+    IP_OPTION_INFORMATION options = request.options();
+    icmpv6_echo_reply answer;
+    constexpr std::size_t extra = 16; // room for an error message and the system's own block
+    std::vector<std::uint8_t> buffer(sizeof answer + extra + request.size);
+    if (bound.Icmp6SendEcho2(handle.get(), nullptr, nullptr, nullptr, &from, &to, data.data(), request.size,
+                             &options, buffer.data(), static_cast<DWORD>(buffer.size()),
+                             request.timeout) == 0) {
+        return GetLastError();
+    }
+    if (!is_pattern(buffer.data() + sizeof answer, request.size)) {
+        return ERROR_UNEXP_NET_ERR;
+    }
+    std::memcpy(&answer, buffer.data(), sizeof answer);
+    reply.address.family = family_ipv6;
+    std::memcpy(reply.address.address, answer.address, ipv6_size);
+    reply.round_trip_time = answer.round_trip_time;
+    reply.status = answer.status;
+    reply.ttl = 0;
+    return 0;
+} catch (const std::bad_alloc&) {
+    return ERROR_NOT_ENOUGH_MEMORY;
+}
+
+bool is_ipv4_mapped(const saddr& address) {
+    constexpr std::uint8_t prefix[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
+    return std::equal(std::begin(prefix), std::end(prefix), address.address6);
+}
+
+} // namespace
+
+unsigned long hlpapi::ping(saddr destination, _SPingReply& reply, unsigned char ttl, unsigned long timeout,
+                           unsigned short size, unsigned char tos, int dont_fragment) {
+    const echo_request request{ttl, timeout, size, tos, dont_fragment != 0};
+    if (destination.family == family_ipv6) {
+        const unsigned long code = echo_ipv6(destination, request, reply);
+        if (code != ERROR_CALL_NOT_IMPLEMENTED || !is_ipv4_mapped(destination)) {
+            return code;
+        }
+        // A system without the IPv6 calls can still reach the IPv4 host behind the address.
+    }
+    addr address;
+    to_addr(destination, address);
+    return echo_ipv4(ipv4_view(&address), request, reply);
+}
+
+unsigned long hlpapi::ping(const saddr& destination, unsigned long attempts, _SPingReply& reply) {
+    unsigned long code = ERROR_INVALID_PARAMETER;
+    for (; attempts != 0; --attempts) {
+        code = ping(destination, reply, 255, 5000, 32, 0, 0);
+        if (code == 0) {
+            break;
+        }
+    }
+    return code;
+}
+
+} // namespace ip

@@ -1,0 +1,179 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <new>
+
+#include "address/convert.h"
+#include "ip/detail/helper.h"
+#include "ip/hlpapi.h"
+#include "ip/membuffer.h"
+
+namespace ip {
+
+using namespace detail;
+
+namespace {
+
+/// Takes a hardware address from the system, of which `room` bytes are there. Of the length its low byte
+/// counts; an address of more than 32 bytes is taken for none, its bytes stay as they were.
+void assign(macaddr& mac, const void* bytes, std::size_t room, unsigned long length) {
+    const auto size = static_cast<std::uint8_t>(length);
+    mac.length = size > macaddr::max_length ? 0 : size;
+    std::memcpy(mac.bytes, bytes, std::min<std::size_t>(mac.length, room));
+}
+
+IPAddr system_address(const std::uint8_t* address4) {
+    IPAddr result;
+    std::memcpy(&result, address4, sizeof result);
+    return result;
+}
+
+class neighbour_table {
+public:
+    explicit neighbour_table(const MIB_IPNET_TABLE2* table) : table_(table) {}
+    ~neighbour_table() { the_helper().iphlpapi.FreeMibTable(const_cast<MIB_IPNET_TABLE2*>(table_)); }
+    neighbour_table(const neighbour_table&) = delete;
+    neighbour_table& operator=(const neighbour_table&) = delete;
+
+    const MIB_IPNET_ROW2* begin() const { return table_->Table; }
+    const MIB_IPNET_ROW2* end() const { return begin() + size(); }
+    std::size_t size() const { return table_->NumEntries; }
+
+private:
+    const MIB_IPNET_TABLE2* table_;
+};
+
+unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned short family) {
+    static_assert(offsetof(MIB_IPNET_TABLE2, Table) == 8 && sizeof(MIB_IPNET_ROW2) == 88);
+    MIB_IPNET_TABLE2* found = nullptr;
+    if (const unsigned long code = the_helper().iphlpapi.GetIpNetTable2(family, &found)) {
+        return code;
+    }
+    const neighbour_table table(found);
+    rows.reserve(table.size());
+    for (const MIB_IPNET_ROW2& entry : table) {
+        hlpapi::_SIpNetRow& row = rows.emplace_back();
+        row.interface_index = entry.InterfaceIndex;
+        row.state = static_cast<std::uint32_t>(entry.State);
+        row.interface_type = static_cast<std::uint32_t>(entry.InterfaceLuid.Info.IfType);
+        row.address = image_of(&entry.Address, sizeof entry.Address);
+        assign(row.mac, entry.PhysicalAddress, sizeof entry.PhysicalAddress, entry.PhysicalAddressLength);
+    }
+    return 0;
+}
+
+unsigned long list_older_table(std::vector<hlpapi::_SIpNetRow>& rows) {
+    static_assert(offsetof(MIB_IPNETTABLE, table) == 4 && sizeof(MIB_IPNETROW) == 24);
+    constexpr std::uint32_t state_unknown = 7;
+    constexpr std::uint32_t interface_type_other = 1;
+    const auto ask = the_helper().iphlpapi.GetIpNetTable;
+    membuffer buffer;
+    ULONG capacity = 4096;
+    ULONG size = capacity;
+    auto* table = static_cast<MIB_IPNETTABLE*>(buffer.get(size));
+    unsigned long code = table == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ask(table, &size, FALSE);
+    if (code == ERROR_INSUFFICIENT_BUFFER) {
+        capacity = std::max(capacity, size);
+        table = static_cast<MIB_IPNETTABLE*>(buffer.get(size));
+        code = table == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ask(table, &size, FALSE);
+    }
+    if (code != 0) {
+        return code;
+    }
+    // No more rows than the buffer can hold, whatever the count says.
+    const std::size_t most = (capacity - offsetof(MIB_IPNETTABLE, table)) / sizeof(MIB_IPNETROW);
+    const std::size_t count = std::min<std::size_t>(table->dwNumEntries, most);
+    rows.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const MIB_IPNETROW& entry = table->table[i];
+        hlpapi::_SIpNetRow& row = rows.emplace_back();
+        row.interface_index = entry.dwIndex;
+        row.state = state_unknown;
+        row.interface_type = interface_type_other;
+        row.address.family = family_ipv4;
+        std::memcpy(row.address.address4, &entry.dwAddr, ipv4_size);
+        assign(row.mac, entry.bPhysAddr, sizeof entry.bPhysAddr, entry.dwPhysAddrLen);
+    }
+    return 0;
+}
+
+unsigned long resolve_ipv4(const addr& target, const addr* source, macaddr& mac) {
+    const auto send_arp = the_helper().iphlpapi.SendARP;
+    if (send_arp == nullptr) {
+        return ERROR_CALL_NOT_IMPLEMENTED;
+    }
+    std::uint8_t bytes[macaddr::max_length] = {};
+    ULONG length = sizeof bytes;
+    if (const unsigned long code = send_arp(system_address(target.address),
+                                            system_address(ipv4_view(source).bytes), bytes, &length)) {
+        return code;
+    }
+    assign(mac, bytes, sizeof bytes, length);
+    return 0;
+}
+
+unsigned long resolve_ipv6(const addr& target, const addr* source, macaddr& mac) {
+    const auto resolve = the_helper().iphlpapi.ResolveIpNetEntry2;
+    if (resolve == nullptr) {
+        mac.length = 0;
+        return ERROR_INVALID_PARAMETER;
+    }
+    MIB_IPNET_ROW2 row{};
+    static_assert(sizeof row.Address == sizeof(saddr));
+    const saddr target_address = to_saddr(target);
+    std::memcpy(&row.Address, &target_address, sizeof row.Address);
+    SOCKADDR_INET from{};
+    if (source != nullptr) {
+        const saddr source_address = to_saddr(*source);
+        std::memcpy(&from, &source_address, sizeof from);
+    }
+    if (const unsigned long code = resolve(&row, source == nullptr ? nullptr : &from)) {
+        return code;
+    }
+    assign(mac, row.PhysicalAddress, sizeof row.PhysicalAddress, row.PhysicalAddressLength);
+    return 0;
+}
+
+} // namespace
+
+unsigned long hlpapi::getipnettable(std::vector<_SIpNetRow>& rows, unsigned short family) try {
+    rows.clear();
+    const iphlpapi_impl& bound = the_helper().iphlpapi;
+    if (family != family_ipv4 && bound.GetIpNetTable2 != nullptr && bound.FreeMibTable != nullptr) {
+        return list_newer_table(rows, family);
+    }
+    return family == family_ipv6 ? 0 : list_older_table(rows);
+} catch (const std::bad_alloc&) {
+    return ERROR_NOT_ENOUGH_MEMORY;
+}
+
+unsigned long hlpapi::sendARP(const saddr4& source, const saddr4& destination, macaddr& mac) {
+    const auto send_arp = the_helper().iphlpapi.SendARP;
+    if (send_arp == nullptr) {
+        return ERROR_CALL_NOT_IMPLEMENTED;
+    }
+    constexpr std::uint8_t mac_size = 6;
+    std::uint8_t bytes[8] = {};
+    ULONG length = mac_size;
+    if (const unsigned long code =
+            send_arp(system_address(destination.address), system_address(source.address), bytes, &length)) {
+        return code;
+    }
+    std::memcpy(mac.bytes, bytes, sizeof bytes);
+    mac.length = mac_size; // whatever the system says
+    return 0;
+}
+
+unsigned long macaddr::from_addr(const addr& target, const addr* source) {
+    switch (target.family) {
+    case family_ipv4:
+        return resolve_ipv4(target, source, *this);
+    case family_ipv6:
+        return resolve_ipv6(target, source, *this);
+    default:
+        length = 0;
+        return ERROR_INVALID_PARAMETER;
+    }
+}
+
+} // namespace ip
