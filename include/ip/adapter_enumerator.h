@@ -58,6 +58,21 @@ struct _SFindAddress {
     std::int64_t lease_expires = 0;
 };
 
+/// How this host reaches a destination.
+struct _SCurrentProfile {
+    _SFindAdapter adapter; ///< the adapter that serves the destination
+    /// The own address used: the dial-up connection's where there is one, else the adapter's first of the
+    /// destination's family. Family 0 when it has none.
+    addr address;
+    addr mask;                ///< of that address, as in `_SFindAddress`
+    saddr gateway;            ///< the next hop, see `find_best_gateway`; family 0 when it is not known
+    bool dial_up = false;     ///< whether the adapter is a remote-access (dial-up, VPN) connection; if not,
+                              ///< the texts are empty
+    std::wstring entry_name;  ///< of the connection, in the user's phone book
+    std::wstring device_type; ///< "modem", "vpn", "PPPoE", ...
+    std::wstring device_name; ///< the device's name, as users see it
+};
+
 /// Walks the network adapters one at a time and, of the adapter it stands on, the unicast addresses:
 ///
 ///     ip::adapter_enumerator adapters;
@@ -97,6 +112,35 @@ public:
     /// adapter without address has one 0.0.0.0.
     KVTIP_API bool find_next_addr(_SFindAddress& address);
 
+    /// Fills `adapter` with the adapter of that IPv4 or IPv6 index; for index 0, with the one that serves
+    /// `destination` (see `getbestinterface`), which does not matter otherwise. True leaves 0 in the last
+    /// error and the enumerator on that adapter, so that `find_next_addr` gives its addresses. False leaves
+    /// the reason: that of `find_first`, the code of `getbestinterface`, 259 no adapter of that index, 8;
+    /// `adapter` is then the last one walked over. Starts from scratch and throws like `find_first`.
+    KVTIP_API bool find_best(_SFindAdapter& adapter, const saddr& destination, std::uint32_t index = 0);
+
+    /// The next hop towards `destination`; for a host on the own link that is, in IPv4, the own address, in
+    /// IPv6 `::`. Of `adapter` only `ipv6_index` counts, and for IPv6 only. Returns 0 or the code of
+    /// `GetBestRoute` (1231 no route) or, for IPv6, `GetBestRoute2`, with `gateway` untouched; 10022 for
+    /// another family, and for IPv6 where the system lacks that call; 10046 when the next hop is not IPv6,
+    /// with `gateway` overwritten.
+    KVTIP_API static unsigned long find_best_gateway(const _SFindAdapter& adapter, const saddr& destination,
+                                                     saddr& gateway);
+
+    /// How the host reaches `destination`: finds the adapter like `find_best`, with its result, last error
+    /// and exceptions, and asks the remote-access connections (`RasEnumConnectionsW`,
+    /// `RasGetProjectionInfoW` of `rasapi32.dll`, loaded for the call) whether one has an IPv4 address of
+    /// that adapter. Where that library is missing or fails, there is no dial-up connection. On failure only
+    /// `profile.adapter` is touched.
+    KVTIP_API bool find_current_profile(_SCurrentProfile& profile, const saddr& destination);
+
+    /// All DNS servers that the host knows, as text without blanks, separated by commas: those of the
+    /// system-wide list (`GetNetworkParams`, IPv4), then those of the adapters that are up or dormant
+    /// (`GetAdaptersAddresses`), each text once. A list that cannot be had is left out; where
+    /// memory runs out the text ends. False when there is no server, or when the IP Helper library cannot be
+    /// loaded, in which case `servers` holds the system-wide list all the same; the last error means nothing.
+    KVTIP_API static bool retrievednsservers(std::string& servers);
+
 private:
     KVTIP_API bool fill_adapter(_SFindAdapter& adapter);
 
@@ -126,5 +170,14 @@ KVTIP_API unsigned long localaddresses(std::vector<addr>& addresses, unsigned sh
 /// The first of `localaddresses`, or family 0 when there is none, whatever the code says. Returns and
 /// throws the same.
 KVTIP_API unsigned long local_address(addr& address, unsigned short family);
+
+/// The index of the interface that serves `destination`. Returns 0 or the code of `GetBestInterfaceEx` (1231
+/// no route, 87 no such family). Where that call is missing, `GetBestInterface` answers for IPv4, and other
+/// families give 87. `index` is what the system makes of it.
+KVTIP_API unsigned long getbestinterface(const saddr& destination, std::uint32_t& index);
+
+/// The adapter that serves `destination`, as `adapter_enumerator::find_best` finds it, with its result, last
+/// error and exceptions.
+KVTIP_API bool getbestinterface(const saddr& destination, _SFindAdapter& adapter);
 
 } // namespace ip

@@ -5,40 +5,17 @@
 #include "adapters/adapter_addresses.h"
 #include "adapters/adapter_info.h"
 #include "adapters/device_ids.h"
+#include "adapters/system_list.h"
 #include "ip/detail/helper.h"
 
 namespace ip {
 
-namespace {
-
-/// The system's protocol for lists: a buffer of `first_size`, and one more try when the call asks for
-/// more (111). `call` gets the buffer and the in/out size and returns the system's code; after 0 the list
-/// is what `buffer.get(0)` gives.
-template <class List, class Call>
-unsigned long get_list(membuffer& buffer, ULONG first_size, Call call) {
-    ULONG size = first_size;
-    auto* list = static_cast<List*>(buffer.get(size));
-    if (list == nullptr) {
-        return ERROR_NOT_ENOUGH_MEMORY;
-    }
-    const unsigned long code = call(list, &size);
-    if (code != ERROR_BUFFER_OVERFLOW) {
-        return code;
-    }
-    list = static_cast<List*>(buffer.get(size));
-    return list == nullptr ? ERROR_NOT_ENOUGH_MEMORY : call(list, &size);
-}
-
-} // namespace
-
 unsigned long adapter_enumerator::get_adapters_addresses(std::uint32_t family, std::uint32_t flags) {
-    return get_list<IP_ADAPTER_ADDRESSES>(addresses_buffer, 15360, [=](auto* list, ULONG* size) {
-        return detail::the_helper().iphlpapi.GetAdaptersAddresses(family, flags, nullptr, list, size);
-    });
+    return detail::get_adapters(addresses_buffer, family, flags);
 }
 
 unsigned long adapter_enumerator::get_adapters_info() {
-    return get_list<IP_ADAPTER_INFO>(info_buffer, 3520, &GetAdaptersInfo);
+    return detail::get_list<IP_ADAPTER_INFO>(info_buffer, 3520, &GetAdaptersInfo);
 }
 
 void adapter_enumerator::load_device_ids() {
@@ -60,8 +37,7 @@ bool adapter_enumerator::find_first(_SFindAdapter& adapter, std::uint32_t family
 
     const detail::helper& helper = detail::the_helper();
     if (helper.iphlpapi.GetAdaptersAddresses != nullptr) {
-        const std::uint32_t flags = helper.is_version_6() ? GAA_FLAG_INCLUDE_GATEWAYS : 0;
-        if (get_adapters_addresses(family, flags) == 0) {
+        if (get_adapters_addresses(family, detail::adapter_list_flags()) == 0) {
             addresses_cursor = static_cast<const IP_ADAPTER_ADDRESSES*>(addresses_buffer.get(0));
             if (helper.is_version_6()) {
                 return fill_adapter(adapter);

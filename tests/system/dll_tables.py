@@ -8,8 +8,12 @@ import unittest
 
 exports = """\
 ip::adapter_enumerator::fill_adapter(ip::_SFindAdapter&)
+ip::adapter_enumerator::find_best(ip::_SFindAdapter&, ip::saddr const&, unsigned int)
+ip::adapter_enumerator::find_best_gateway(ip::_SFindAdapter const&, ip::saddr const&, ip::saddr&)
+ip::adapter_enumerator::find_current_profile(ip::_SCurrentProfile&, ip::saddr const&)
 ip::adapter_enumerator::find_first(ip::_SFindAdapter&, unsigned int)
 ip::adapter_enumerator::find_next_addr(ip::_SFindAddress&)
+ip::adapter_enumerator::retrievednsservers(std::basic_string<char>&)
 ip::detail::from_string(char const*, ip::_raw_addr4_no&)
 ip::detail::from_string(char const*, ip::_raw_addr6_no&)
 ip::detail::from_string(wchar_t const*, ip::_raw_addr4_no&)
@@ -24,6 +28,8 @@ ip::dnsapi::free()
 ip::dnsapi::init()
 ip::dnsapi::names_from_address(ip::addr const&, std::vector<std::basic_string<char>>&, unsigned long)
 ip::dnsapi::names_from_address(ip::addr const&, std::vector<std::basic_string<wchar_t>>&, unsigned long)
+ip::getbestinterface(ip::saddr const&, ip::_SFindAdapter&)
+ip::getbestinterface(ip::saddr const&, unsigned int&)
 ip::hlpapi::findPid(unsigned long, ip::saddr const&, ip::saddr const&, unsigned long&)
 ip::hlpapi::free()
 ip::hlpapi::getConnections(std::vector<ip::hlpapi::_SIpConnection>&, unsigned long, unsigned short, unsigned long)
@@ -108,7 +114,8 @@ class Tables(unittest.TestCase):
         blocks = [block.split("\n\n")[0].split() for block in self.dump.split("DLL Name: ")[1:]]
         imports = {module: names for module, *_, names in ((b[0], b[7::3]) for b in blocks)}
         self.assertEqual(sorted(imports), ["ADVAPI32.dll", "IPHLPAPI.DLL", "KERNEL32.dll", "msvcrt.dll"])
-        self.assertEqual(imports["IPHLPAPI.DLL"], ["GetAdaptersInfo"])
+        self.assertEqual(imports["IPHLPAPI.DLL"],
+                         ["GetAdaptersInfo", "GetBestInterface", "GetBestRoute", "GetNetworkParams"])
 
     def test_protections_are_on(self):
         flags = self.dump.split("DllCharacteristics")[1].split("SizeOf")[0].split()[1:]

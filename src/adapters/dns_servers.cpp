@@ -1,0 +1,118 @@
+#include <algorithm>
+#include <new>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "adapters/adapter_addresses.h"
+#include "adapters/system_list.h"
+#include "address/convert.h"
+#include "address/format.h"
+#include "ip/adapter_enumerator.h"
+
+namespace ip {
+
+using namespace detail;
+
+namespace {
+
+/// The servers as one text, each once.
+class server_list {
+public:
+    explicit server_list(std::string& text) : text_(text) { text_.clear(); }
+
+    void add(const std::string& server) {
+        if (written_.insert(server).second) {
+            if (!text_.empty()) {
+                text_ += ',';
+            }
+            text_ += server;
+        }
+    }
+
+private:
+    std::string& text_;
+    std::set<std::string> written_;
+};
+
+void add_system_wide(server_list& servers) {
+    membuffer buffer;
+    if (get_list<FIXED_INFO>(buffer, 600, &GetNetworkParams) != 0) {
+        return;
+    }
+    const auto* info = static_cast<const FIXED_INFO*>(buffer.get(0));
+    for (const IP_ADDR_STRING* each = &info->DnsServerList; each != nullptr; each = each->Next) {
+        servers.add(each->IpAddress.String);
+    }
+}
+
+/// Whether all address bytes have that value: true for a family without addresses.
+bool is_all(const saddr& address, std::uint8_t value) {
+    const std::uint8_t* bytes = address_of(address);
+    return std::all_of(bytes, bytes + address_size(address.family),
+                       [=](std::uint8_t byte) { return byte == value; });
+}
+
+/// The address without scope; empty for one that names no server.
+std::string text_of(const saddr& server) {
+    char ipv4[16];
+    char ipv6[50];
+    if (is_all(server, 0) || (server.family == family_ipv4 && is_all(server, 255))) {
+        return {};
+    }
+    return server.family == family_ipv4 ? std::string(ipv4, format_ipv4(server.address4, ipv4))
+                                        : std::string(ipv6, format_ipv6(server.address6, ipv6));
+}
+
+void add_adapters(server_list& servers) {
+    membuffer buffer;
+    if (the_helper().iphlpapi.GetAdaptersAddresses == nullptr ||
+        get_adapters(buffer, family_none, adapter_list_flags()) != 0) {
+        return;
+    }
+    for (const auto* adapter = static_cast<const IP_ADAPTER_ADDRESSES*>(buffer.get(0)); adapter != nullptr;
+         adapter = adapter->Next) {
+        if (adapter->OperStatus != IfOperStatusUp && adapter->OperStatus != IfOperStatusDormant) {
+            continue;
+        }
+        std::vector<saddr> found;
+        append_dns_servers(found, *adapter);
+        for (const saddr& server : found) {
+            const std::string text = text_of(server);
+            if (!text.empty()) {
+                servers.add(text);
+            }
+        }
+    }
+}
+
+/// A load of the IP Helper library for one call.
+class iphlpapi_load {
+public:
+    ~iphlpapi_load() {
+        if (loaded_) {
+            the_helper().iphlpapi.unload();
+        }
+    }
+    bool take() { return loaded_ = the_helper().iphlpapi.load() == 0; }
+
+private:
+    bool loaded_ = false;
+};
+
+} // namespace
+
+bool adapter_enumerator::retrievednsservers(std::string& text) try {
+    server_list servers(text);
+    add_system_wide(servers);
+    iphlpapi_load library;
+    if (!library.take()) {
+        return false;
+    }
+    add_adapters(servers);
+    return !text.empty();
+} catch (const std::bad_alloc&) {
+    return !text.empty();
+}
+
+} // namespace ip
