@@ -12,7 +12,8 @@ namespace ip {
 /// The DNS library. An object is an `ip::lib` handle that holds loads of that library.
 ///
 /// The look-ups are static, need no socket library, may run on several threads at once, and can take 10 s and
-/// more. They need an initialised `ip::dnsapi` handle somewhere in the process, and give 120 without one.
+/// more. They need an initialised `ip::dnsapi` handle somewhere in the process for as long as
+/// they run, and give 120 without one.
 /// `options` are the system's query options (`DNS_QUERY_STANDARD` is 0).
 class dnsapi : public lib {
 public:
@@ -35,7 +36,7 @@ public:
     /// no error. Returns 0 or the DNS status (9003 no such name, 9002 server failure, 9560 malformed name,
     /// 1460 no answer, 87 null name) or 8 when memory is exhausted, of the AAAA query if that failed, else of
     /// the A query; what the other one or the same one had found by then stays in `addresses`. Address text
-    /// is answered without the network and gives 0 and no address. Rests on `DnsQuery_A` and `DnsQuery_W`.
+    /// is answered without the network, and gives no address. Rests on `DnsQuery_A` and `DnsQuery_W`.
     KVTIP_API static unsigned long addresses_from_name(const char* name, std::vector<addr>& addresses,
                                                        unsigned short family = 0, unsigned long options = 0);
     KVTIP_API static unsigned long addresses_from_name(const wchar_t* name, std::vector<addr>& addresses,

@@ -14,7 +14,7 @@ namespace ip {
 /// takes back a load that is not its own.
 ///
 /// The static members may run on several threads at once. They need the library loaded, by any handle in the
-/// process. None of them needs administrator rights.
+/// process, for as long as they run. None of them needs administrator rights.
 class hlpapi : public lib {
 public:
     hlpapi() = default;
@@ -41,8 +41,8 @@ public:
     };
 
     /// Sends an ICMP echo request and waits for the answer, `timeout` milliseconds at most. The request
-    /// carries `size` bytes; `ttl`, `tos` and, if not 0, `dont_fragment` go into its IP header. Of the
-    /// destination address and scope count, the port does not; family 0 is pinged at 255.255.255.255.
+    /// carries `size` bytes; `ttl`, `tos` and, if not 0, `dont_fragment` go into its IP header. The port of
+    /// the destination does not count; a family other than IPv4 and IPv6 is pinged at 255.255.255.255.
     ///
     /// Returns 0 for any answer, "unreachable" from a router included: see the status. Else `reply` is
     /// untouched, and the code is that of the system (11010 no answer, 11050 general failure), 59 for an
@@ -70,9 +70,9 @@ public:
 
     /// The neighbours of a family (2 or 23), or of both (0), in the system's order. `rows` is emptied first,
     /// and on failure stays so, except that exhausted memory (8) leaves the rows so far. A table without
-    /// entries is a failure for the system (1168 or 232). Rests on `GetIpNetTable2`. IPv4 alone, and where
-    /// that call is missing, on `GetIpNetTable`, which lists unfinished and invalid entries as well; without
-    /// the newer call IPv6 has no rows, which is no error.
+    /// entries is a failure for the system (1168 or 232). Rests on `GetIpNetTable2`; for IPv4 alone, and
+    /// where that call is missing, on `GetIpNetTable` (120 without it), whose rows do not say which are
+    /// unfinished or invalid. Without the newer call IPv6 has no rows, which is no error.
     KVTIP_API static unsigned long getipnettable(std::vector<_SIpNetRow>& rows, unsigned short family);
 
     /// Asks for the hardware address of an IPv4 neighbour (`SendARP`; can take 3 s). `source` is the own
@@ -90,7 +90,7 @@ public:
         /// the system call (`GetPerTcpConnectionEStats`) is missing.
         std::uint32_t direction = 0;
         saddr local;
-        saddr remote;          ///< unspecified for listeners; all zero but the family for UDP
+        saddr remote;          ///< without meaning for listeners; all zero but the family for UDP
         std::uint32_t pid = 0; ///< owning process; 0 when there is none any more
     };
 

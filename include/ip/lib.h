@@ -32,8 +32,8 @@ public:
     ///
     /// After a failure of the IP Helper library, also one behind the socket library's error, a later `init`
     /// succeeds without loading it: its count went below zero when the failure was undone. Operations that
-    /// need an entry never bound then answer 120 (adapters come from the older source); `hlpapi::load`
-    /// binds the library.
+    /// need an entry never bound then answer with a code of their own, mostly 120 (adapters come from the
+    /// older source); `hlpapi::load` binds the library.
     KVTIP_API unsigned long init();
 
     /// Ends this handle's use. Returns 0, also for a handle that is not initialised, or the first error

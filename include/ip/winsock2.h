@@ -34,7 +34,8 @@ class winsock2 : public lib {
 public:
     /// Decides on a caller before `accept` takes it, during that call: CF_ACCEPT (0), CF_REJECT (1) or
     /// CF_DEFER (2). The parameters are those of the system's condition function: who calls, with which data
-    /// and which qualities of service, who is called, the socket group, and the caller's own data.
+    /// and which qualities of service, who is called, the data to answer with, the socket group, and what was
+    /// given to `accept` as `callback_data`.
     using accept_condition = int (*)(_WSABUF* caller_id, _WSABUF* caller_data, _QualityOfService* socket_qos,
                                      _QualityOfService* group_qos, _WSABUF* callee_id, _WSABUF* callee_data,
                                      unsigned int* group, std::uint64_t callback_data);
@@ -128,7 +129,7 @@ public:
     KVTIP_API static int recv(const ip::socket& s, char* buffer, int length, int flags = 0);
 
     /// Sends or receives a datagram. `from` gets the sender, or family 0: on failure (also when the datagram
-    /// was longer than the buffer, 10040) and on a connection. Its other members are then unspecified.
+    /// was longer than the buffer, 10040) and on a stream connection. Its other members are then unspecified.
     KVTIP_API static int sendto(const ip::socket& s, const char* buffer, int length, const saddr& to,
                                 int flags = 0);
     KVTIP_API static int recvfrom(const ip::socket& s, char* buffer, int length, saddr& from, int flags = 0);
@@ -157,9 +158,9 @@ public:
     KVTIP_API static void ensure_af(unsigned short& af);
 
     // Names. Narrow text is in the system's ANSI code page. A look-up can take the system 10 s and more.
-    // Strings and vectors are the caller's. Memory exhausted is 8 where a code is returned. Where the system
-    // lacks the wide call, the wide form goes through the narrow one, with UTF-8 names; a conversion that
-    // fails then throws `kvt::exceptions::error`.
+    // Memory exhausted is 8 where a code is returned. Where the system lacks the wide call, the wide form
+    // goes through the narrow one: names go in as UTF-8 and come back in the ANSI code page, and a conversion
+    // that fails throws `kvt::exceptions::error`.
 
     /// The addresses of a host, one for each entry of the system's answer, in its order: an address may be
     /// there twice, and entries of other families have family 0. `out` is emptied first and stays so on
@@ -167,8 +168,9 @@ public:
     /// `service` may be null, `node` too if `service` is not: for the own host.
     ///
     /// Narrow: without hints the answer is IPv4 or, for a name that has no IPv4 address, IPv6. Wide: without
-    /// hints any family (`GetAddrInfoW`). Where the system lacks `getaddrinfo`, the library asks
-    /// `gethostbyname` and `getservbyname` itself and knows IPv4 only.
+    /// hints any family (`GetAddrInfoW`). Where the system lacks `getaddrinfo` or `freeaddrinfo`, the library
+    /// asks `gethostbyname` and `getservbyname` itself and knows IPv4 only: an unknown name without hints is
+    /// 10047 there.
     KVTIP_API static unsigned long getaddrinfo(const char* node, std::vector<addr>& out,
                                                const char* service = nullptr, ::addrinfo* hints = nullptr);
     KVTIP_API static unsigned long getaddrinfo(const wchar_t* node, std::vector<addr>& out,

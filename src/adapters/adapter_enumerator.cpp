@@ -4,8 +4,8 @@
 
 #include "adapters/adapter_addresses.h"
 #include "adapters/adapter_info.h"
+#include "adapters/adapter_list.h"
 #include "adapters/device_ids.h"
-#include "adapters/system_list.h"
 #include "ip/detail/helper.h"
 
 namespace ip {
@@ -15,7 +15,7 @@ unsigned long adapter_enumerator::get_adapters_addresses(std::uint32_t family, s
 }
 
 unsigned long adapter_enumerator::get_adapters_info() {
-    return detail::get_list<IP_ADAPTER_INFO>(info_buffer, 3520, &GetAdaptersInfo);
+    return detail::get_list<IP_ADAPTER_INFO>(info_buffer, 3520, ERROR_BUFFER_OVERFLOW, &GetAdaptersInfo);
 }
 
 void adapter_enumerator::load_device_ids() {

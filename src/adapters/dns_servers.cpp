@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "adapters/adapter_addresses.h"
-#include "adapters/system_list.h"
+#include "adapters/adapter_list.h"
 #include "address/convert.h"
 #include "address/format.h"
 #include "ip/adapter_enumerator.h"
@@ -37,7 +37,7 @@ private:
 
 void add_system_wide(server_list& servers) {
     membuffer buffer;
-    if (get_list<FIXED_INFO>(buffer, 600, &GetNetworkParams) != 0) {
+    if (get_list<FIXED_INFO>(buffer, 600, ERROR_BUFFER_OVERFLOW, &GetNetworkParams) != 0) {
         return;
     }
     const auto* info = static_cast<const FIXED_INFO*>(buffer.get(0));

@@ -36,7 +36,7 @@ int host_error() {
 }
 
 /// What a look-up asks for.
-struct request {
+struct look_up_request {
     int flags = 0;
     int socket_type = 0;
     int protocol = 0;
@@ -45,7 +45,7 @@ struct request {
     bool wants_datagram_copies = false;
 };
 
-int read_hints(const char* node, const addrinfo* hints, request& request) {
+int read_hints(const char* node, const addrinfo* hints, look_up_request& request) {
     if (hints == nullptr) {
         return 0;
     }
@@ -68,7 +68,7 @@ int read_hints(const char* node, const addrinfo* hints, request& request) {
     return 0;
 }
 
-int look_service_up(const char* service, request& request) {
+int look_service_up(const char* service, look_up_request& request) {
     const bool is_any = request.socket_type == 0;
     bool has_datagram = false;
     bool has_stream = false;
@@ -95,7 +95,7 @@ int look_service_up(const char* service, request& request) {
     return 0;
 }
 
-int read_service(const char* service, request& request) {
+int read_service(const char* service, look_up_request& request) {
     if (service == nullptr) {
         return 0;
     }
@@ -142,22 +142,23 @@ bool set_canonical_name(addrinfo& node, std::string_view name) {
 }
 
 /// A dotted address with all its four numbers. 255.255.255.255 counts as a name, as old libraries have it.
-std::optional<in_addr> numeric_address(std::string_view node) {
+std::optional<in_addr> numeric_address(const char* node) {
     in_addr address;
     auto* bytes = reinterpret_cast<std::uint8_t*>(&address);
-    if (std::count(node.begin(), node.end(), '.') != 3 || parse_ipv4(node.data(), bytes) == not_an_address ||
+    const std::string_view text = node;
+    if (std::count(text.begin(), text.end(), '.') != 3 || parse_ipv4(node, bytes) == not_an_address ||
         address.s_addr == INADDR_NONE) {
         return std::nullopt;
     }
     return address;
 }
 
-int add_numeric(const in_addr& address, const request& request, addrinfo*& list) {
+int add_numeric(const in_addr& address, const look_up_request& request, addrinfo*& list) {
     addrinfo* node = insert(list, request.socket_type, request.protocol, request.port, address);
     if (node == nullptr) {
         return ERROR_NOT_ENOUGH_MEMORY;
     }
-    node->ai_flags |= AI_NUMERICHOST;
+    node->ai_flags = AI_NUMERICHOST;
     if ((request.flags & AI_CANONNAME) != 0) {
         char text[16];
         const std::size_t length = format_ipv4(reinterpret_cast<const std::uint8_t*>(&address), text);
@@ -167,7 +168,7 @@ int add_numeric(const in_addr& address, const request& request, addrinfo*& list)
 }
 
 /// One node for each address of the answer, in its order.
-int add_answer(const hostent& answer, const request& request, addrinfo*& list) {
+int add_answer(const hostent& answer, const look_up_request& request, addrinfo*& list) {
     addrinfo** last = &list;
     for (char** each = answer.h_addr_list; *each != nullptr; ++each) {
         in_addr address;
@@ -186,7 +187,7 @@ int add_answer(const hostent& answer, const request& request, addrinfo*& list) {
 }
 
 /// Asks for the host's addresses. An answer of another kind than IPv4 leads on to its official name.
-int resolve(const char* node, const request& request, addrinfo*& list) {
+int resolve(const char* node, const look_up_request& request, addrinfo*& list) {
     constexpr int most_rounds = 16;
     char name[NI_MAXHOST]; // a copy: the system's record is gone with the next question
     for (int round = 0; round < most_rounds; ++round) {
@@ -207,7 +208,7 @@ int resolve(const char* node, const request& request, addrinfo*& list) {
     return WSANO_RECOVERY;
 }
 
-int list_addresses(const char* node, const request& request, addrinfo*& list) {
+int list_addresses(const char* node, const look_up_request& request, addrinfo*& list) {
     if (node == nullptr) {
         in_addr own;
         own.s_addr = bound().htonl((request.flags & AI_PASSIVE) != 0 ? INADDR_ANY : INADDR_LOOPBACK);
@@ -221,7 +222,7 @@ int list_addresses(const char* node, const request& request, addrinfo*& list) {
     return (request.flags & AI_NUMERICHOST) != 0 ? WSAHOST_NOT_FOUND : resolve(node, request, list);
 }
 
-int add_datagram_copies(const request& request, addrinfo* list) {
+int add_datagram_copies(const look_up_request& request, addrinfo* list) {
     for (addrinfo* node = list; node != nullptr; node = node->ai_next) {
         const in_addr address = reinterpret_cast<const SOCKADDR_IN*>(node->ai_addr)->sin_addr;
         node = insert(node->ai_next, SOCK_DGRAM, request.protocol, request.datagram_port, address);
@@ -232,44 +233,42 @@ int add_datagram_copies(const request& request, addrinfo* list) {
     return 0;
 }
 
-/// What fits into a caller's buffer, terminator included; false when the text does not.
-bool write(std::string_view text, char* buffer, DWORD room) {
+/// Copies the text and a terminator into a caller's buffer; 11003, and nothing written, when it does not fit.
+int write(std::string_view text, char* buffer, DWORD room) {
     if (text.size() >= room) {
-        return false;
+        return WSANO_RECOVERY;
     }
     *std::copy(text.begin(), text.end(), buffer) = 0;
-    return true;
+    return 0;
 }
 
 int write_service(std::uint16_t port, int flags, char* service, DWORD room) {
     if ((flags & NI_NUMERICSERV) == 0) {
         const servent* found = bound().getservbyport(port, (flags & NI_DGRAM) != 0 ? "udp" : nullptr);
         if (found != nullptr && found->s_name != nullptr) {
-            return write(found->s_name, service, room) ? 0 : WSANO_RECOVERY;
+            return write(found->s_name, service, room);
         }
     }
     char number[6];
     const char* end = std::to_chars(number, std::end(number), bound().ntohs(port)).ptr;
-    return write({number, end}, service, room) ? 0 : WSANO_RECOVERY;
+    return write({number, end}, service, room);
 }
 
 int write_host(const in_addr& address, int flags, char* host, DWORD room) {
-    const auto* bytes = reinterpret_cast<const char*>(&address);
     if ((flags & NI_NUMERICHOST) == 0) {
-        const hostent* found = bound().gethostbyaddr(bytes, sizeof address, AF_INET);
+        const hostent* found =
+            bound().gethostbyaddr(reinterpret_cast<const char*>(&address), sizeof address, AF_INET);
         if (found != nullptr && found->h_name != nullptr) {
             const std::string_view name = found->h_name;
-            return write((flags & NI_NOFQDN) != 0 ? name.substr(0, name.find('.')) : name, host, room)
-                       ? 0
-                       : WSANO_RECOVERY;
+            return write((flags & NI_NOFQDN) != 0 ? name.substr(0, name.find('.')) : name, host, room);
         }
         if ((flags & NI_NAMEREQD) != 0) {
             return host_error();
         }
     }
     char text[16];
-    const std::size_t length = format_ipv4(reinterpret_cast<const std::uint8_t*>(bytes), text);
-    return write({text, length}, host, room) ? 0 : WSANO_RECOVERY;
+    const std::size_t length = format_ipv4(reinterpret_cast<const std::uint8_t*>(&address), text);
+    return write({text, length}, host, room);
 }
 
 } // namespace
@@ -280,7 +279,7 @@ int WSAAPI substitute_getaddrinfo(const char* node, const char* service, const a
     if (node == nullptr && service == nullptr) {
         return fail(WSAHOST_NOT_FOUND);
     }
-    request request;
+    look_up_request request;
     int code = read_hints(node, hints, request);
     if (code == 0) {
         code = read_service(service, request);

@@ -9,10 +9,10 @@
 
 namespace ip::detail {
 
-/// 0, or: 11001 unknown name, 11002 no answer, 11003 unusable hints or answer, 10022 a canonical name without
-/// a name, 10044 unknown socket type, 10047 not IPv4, 10109 unknown service, 8 memory exhausted; there is no
-/// list then. A service without a socket type gives each address for stream and for datagram sockets, as far
-/// as it is known for both.
+/// 0, or: 11001 unknown name, or unknown service of no socket type, 11002 no answer, 11003 unusable hints or
+/// answer, 10022 a canonical name without a name, 10044 unknown socket type, 10047 not IPv4, 10109 unknown
+/// service of that type, 8 memory exhausted; there is no list then. A service without a socket type gives
+/// each address for stream and for datagram sockets, as far as it is known for both.
 int WSAAPI substitute_getaddrinfo(const char* node, const char* service, const addrinfo* hints,
                                   addrinfo** result);
 

@@ -2,6 +2,7 @@
 #include <charconv>
 #include <new>
 #include <string_view>
+#include <type_traits>
 
 #include "address/convert.h"
 #include "dns/record_list.h"
@@ -49,18 +50,6 @@ void write_reverse_name(const addr& address, Char (&out)[reverse_name_size]) {
     *std::copy(name, end, out) = 0;
 }
 
-// The records of a query are of the width of its name.
-template <class Char>
-struct record_of;
-template <>
-struct record_of<char> {
-    using type = DNS_RECORDA;
-};
-template <>
-struct record_of<wchar_t> {
-    using type = DNS_RECORDW;
-};
-
 template <class Query, class Char>
 unsigned long look_up(Query query, const addr& address, std::vector<std::basic_string<Char>>& names,
                       unsigned long options) try {
@@ -70,7 +59,7 @@ unsigned long look_up(Query query, const addr& address, std::vector<std::basic_s
     if (const unsigned long status = records.ask(query, name, DNS_TYPE_PTR, options)) {
         return status;
     }
-    using record = typename record_of<Char>::type;
+    using record = std::conditional_t<std::is_same_v<Char, char>, DNS_RECORDA, DNS_RECORDW>;
     for (const auto* each = reinterpret_cast<const record*>(records.first()); each != nullptr;
          each = each->pNext) {
         if (each->wType == DNS_TYPE_PTR && each->Data.PTR.pNameHost != nullptr) {

@@ -93,7 +93,7 @@ connection to_connection(const MIB_UDP6ROW_OWNER_PID& row) {
 }
 
 template <class Row>
-bool is_in_state(const Row& row, unsigned long state) {
+bool is_in_state([[maybe_unused]] const Row& row, [[maybe_unused]] unsigned long state) {
     if constexpr (requires { row.dwState; }) {
         return state == 0 || row.dwState == state;
     } else {

@@ -55,18 +55,6 @@ bool is_pattern(const std::uint8_t* data, std::size_t size) {
     return std::all_of(data, data + size, [](std::uint8_t byte) { return byte == pattern; });
 }
 
-/// Whether an answer carries what was sent, as far as it carries anything.
-bool is_echo(const ICMP_ECHO_REPLY& answer, const std::vector<std::uint8_t>& buffer) {
-    const auto* data = static_cast<const std::uint8_t*>(answer.Data);
-    if (data == nullptr) {
-        return answer.DataSize == 0;
-    }
-    const auto offset =
-        reinterpret_cast<std::uintptr_t>(data) - reinterpret_cast<std::uintptr_t>(buffer.data());
-    const std::size_t room = offset <= buffer.size() ? buffer.size() - offset : answer.DataSize;
-    return is_pattern(data, std::min<std::size_t>(answer.DataSize, room));
-}
-
 unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& request,
                         hlpapi::_SPingReply& reply) try {
     static_assert(sizeof(ICMP_ECHO_REPLY) == 40 && sizeof(IP_OPTION_INFORMATION) == 16);
@@ -75,23 +63,27 @@ unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& re
         bound.IcmpSendEcho == nullptr) {
         return ERROR_CALL_NOT_IMPLEMENTED;
     }
+    std::vector<std::uint8_t> data; // these two outlive the handle
+    std::vector<std::uint8_t> buffer;
     const echo_handle handle(bound.IcmpCreateFile());
     if (!handle.is_open()) {
         return GetLastError();
     }
     IPAddr address;
     std::memcpy(&address, destination.bytes, sizeof address);
-    std::vector<std::uint8_t> data(request.size, pattern);
+    data.assign(request.size, pattern);
     IP_OPTION_INFORMATION options = request.options();
     ICMP_ECHO_REPLY answer;
     constexpr std::size_t least_data = 8; // room for an error message
-    std::vector<std::uint8_t> buffer(sizeof answer + std::max<std::size_t>(request.size, least_data));
+    buffer.resize(sizeof answer + std::max<std::size_t>(request.size, least_data));
     if (bound.IcmpSendEcho(handle.get(), address, data.data(), request.size, &options, buffer.data(),
                            static_cast<DWORD>(buffer.size()), request.timeout) == 0) {
         return GetLastError();
     }
     std::memcpy(&answer, buffer.data(), sizeof answer);
-    if (!is_echo(answer, buffer)) {
+    // No more data than the buffer can hold, whatever the size says.
+    const std::size_t size = std::min<std::size_t>(answer.DataSize, buffer.size() - sizeof answer);
+    if (size != 0 && (answer.Data == nullptr || !is_pattern(static_cast<std::uint8_t*>(answer.Data), size))) {
         return ERROR_UNEXP_NET_ERR;
     }
     reply.address.family = family_ipv4;
@@ -124,6 +116,8 @@ unsigned long echo_ipv6(const saddr& destination, const echo_request& request,
         bound.IcmpCloseHandle == nullptr) {
         return ERROR_CALL_NOT_IMPLEMENTED;
     }
+    std::vector<std::uint8_t> data; // these two outlive the handle
+    std::vector<std::uint8_t> buffer;
     const echo_handle handle(bound.Icmp6CreateFile());
     if (!handle.is_open()) {
         return GetLastError();
@@ -133,11 +127,11 @@ unsigned long echo_ipv6(const saddr& destination, const echo_request& request,
     SOCKADDR_IN6 to;
     static_assert(sizeof to == sizeof destination);
     std::memcpy(&to, &destination, sizeof to);
-    std::vector<std::uint8_t> data(request.size, pattern);
+    data.assign(request.size, pattern);
     IP_OPTION_INFORMATION options = request.options();
     icmpv6_echo_reply answer;
     constexpr std::size_t extra = 16; // room for an error message and the system's own block
-    std::vector<std::uint8_t> buffer(sizeof answer + extra + request.size);
+    buffer.resize(sizeof answer + extra + request.size);
     if (bound.Icmp6SendEcho2(handle.get(), nullptr, nullptr, nullptr, &from, &to, data.data(), request.size,
                              &options, buffer.data(), static_cast<DWORD>(buffer.size()),
                              request.timeout) == 0) {

@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <span>
 
 #include "address/convert.h"
+#include "binding/system_list.h"
 #include "ip/detail/helper.h"
 #include "ip/hlpapi.h"
-#include "ip/membuffer.h"
 
 namespace ip {
 
@@ -28,30 +30,16 @@ IPAddr system_address(const std::uint8_t* address4) {
     return result;
 }
 
-class neighbour_table {
-public:
-    explicit neighbour_table(const MIB_IPNET_TABLE2* table) : table_(table) {}
-    ~neighbour_table() { the_helper().iphlpapi.FreeMibTable(const_cast<MIB_IPNET_TABLE2*>(table_)); }
-    neighbour_table(const neighbour_table&) = delete;
-    neighbour_table& operator=(const neighbour_table&) = delete;
-
-    const MIB_IPNET_ROW2* begin() const { return table_->Table; }
-    const MIB_IPNET_ROW2* end() const { return begin() + size(); }
-    std::size_t size() const { return table_->NumEntries; }
-
-private:
-    const MIB_IPNET_TABLE2* table_;
-};
-
 unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned short family) {
     static_assert(offsetof(MIB_IPNET_TABLE2, Table) == 8 && sizeof(MIB_IPNET_ROW2) == 88);
+    const iphlpapi_impl& bound = the_helper().iphlpapi;
     MIB_IPNET_TABLE2* found = nullptr;
-    if (const unsigned long code = the_helper().iphlpapi.GetIpNetTable2(family, &found)) {
+    if (const unsigned long code = bound.GetIpNetTable2(family, &found)) {
         return code;
     }
-    const neighbour_table table(found);
-    rows.reserve(table.size());
-    for (const MIB_IPNET_ROW2& entry : table) {
+    const std::unique_ptr<MIB_IPNET_TABLE2, decltype(bound.FreeMibTable)> table(found, bound.FreeMibTable);
+    rows.reserve(table->NumEntries);
+    for (const MIB_IPNET_ROW2& entry : std::span(table->Table, table->NumEntries)) {
         hlpapi::_SIpNetRow& row = rows.emplace_back();
         row.interface_index = entry.InterfaceIndex;
         row.state = static_cast<std::uint32_t>(entry.State);
@@ -67,21 +55,22 @@ unsigned long list_older_table(std::vector<hlpapi::_SIpNetRow>& rows) {
     constexpr std::uint32_t state_unknown = 7;
     constexpr std::uint32_t interface_type_other = 1;
     const auto ask = the_helper().iphlpapi.GetIpNetTable;
-    membuffer buffer;
-    ULONG capacity = 4096;
-    ULONG size = capacity;
-    auto* table = static_cast<MIB_IPNETTABLE*>(buffer.get(size));
-    unsigned long code = table == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ask(table, &size, FALSE);
-    if (code == ERROR_INSUFFICIENT_BUFFER) {
-        capacity = std::max(capacity, size);
-        table = static_cast<MIB_IPNETTABLE*>(buffer.get(size));
-        code = table == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ask(table, &size, FALSE);
+    if (ask == nullptr) {
+        return ERROR_CALL_NOT_IMPLEMENTED;
     }
-    if (code != 0) {
+    membuffer buffer;
+    std::size_t capacity = 0;
+    if (const unsigned long code = get_list<MIB_IPNETTABLE>(buffer, 4096, ERROR_INSUFFICIENT_BUFFER,
+                                                            [&](MIB_IPNETTABLE* table, ULONG* size) {
+                                                                capacity = *size;
+                                                                return ask(table, size, FALSE);
+                                                            })) {
         return code;
     }
+    const auto* table = static_cast<const MIB_IPNETTABLE*>(buffer.get(0));
     // No more rows than the buffer can hold, whatever the count says.
-    const std::size_t most = (capacity - offsetof(MIB_IPNETTABLE, table)) / sizeof(MIB_IPNETROW);
+    constexpr std::size_t head = offsetof(MIB_IPNETTABLE, table);
+    const std::size_t most = (std::max(capacity, head) - head) / sizeof(MIB_IPNETROW);
     const std::size_t count = std::min<std::size_t>(table->dwNumEntries, most);
     rows.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {

@@ -2,19 +2,18 @@
 
 // What the narrow and the wide name services share: the same calls, but for the width of their text.
 
-#include <algorithm>
 #include <vector>
 
 #include "address/convert.h"
-#include "ip/detail/helper.h"
+#include "winsock/calls.h"
 
 namespace ip::detail {
 
 template <class Char>
-struct name_services;
+struct entries_of;
 
 template <>
-struct name_services<char> {
+struct entries_of<char> {
     using address_info = addrinfo;
     static constexpr auto look_up = &winsock_impl::getaddrinfo;
     static constexpr auto free = &winsock_impl::freeaddrinfo;
@@ -23,7 +22,7 @@ struct name_services<char> {
 };
 
 template <>
-struct name_services<wchar_t> {
+struct entries_of<wchar_t> {
     using address_info = addrinfoW;
     static constexpr auto look_up = &winsock_impl::GetAddrInfoW;
     static constexpr auto free = &winsock_impl::FreeAddrInfoW;
@@ -35,10 +34,10 @@ struct name_services<wchar_t> {
 template <class Char>
 class address_info_list {
 public:
-    using node = typename name_services<Char>::address_info;
+    using node = typename entries_of<Char>::address_info;
 
     explicit address_info_list(node* first) : first_(first) {}
-    ~address_info_list() { (the_helper().winsock.*name_services<Char>::free)(first_); }
+    ~address_info_list() { (bound().*entries_of<Char>::free)(first_); }
     address_info_list(const address_info_list&) = delete;
     address_info_list& operator=(const address_info_list&) = delete;
 
@@ -63,11 +62,10 @@ private:
 /// throws `std::bad_alloc`.
 template <class Char>
 unsigned long look_up(const Char* node, const Char* service,
-                      const typename name_services<Char>::address_info* hints, std::vector<addr>& out) {
-    const winsock_impl& winsock = the_helper().winsock;
-    typename name_services<Char>::address_info* first = nullptr;
-    if ((winsock.*name_services<Char>::look_up)(node, service, hints, &first) != 0) {
-        return static_cast<unsigned long>(winsock.WSAGetLastError());
+                      const typename entries_of<Char>::address_info* hints, std::vector<addr>& out) {
+    typename entries_of<Char>::address_info* first = nullptr;
+    if ((bound().*entries_of<Char>::look_up)(node, service, hints, &first) != 0) {
+        return last_error();
     }
     address_info_list<Char>(first).append_to(out);
     return 0;

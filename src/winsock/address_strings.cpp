@@ -12,8 +12,7 @@ namespace {
 
 template <class Char>
 void write(const addr& address, std::basic_string<Char>& out) {
-    if (winsock2::getnameinfo(to_saddr(address), &out, static_cast<std::basic_string<Char>*>(nullptr), 0) ==
-        0) {
+    if (winsock2::getnameinfo(to_saddr(address), &out, nullptr, 0) == 0) {
         return;
     }
     char ipv4[16];
@@ -30,15 +29,15 @@ void write(const addr& address, std::basic_string<Char>& out) {
     }
 }
 
-/// Reads `text` as an address, failing that takes the first one that `look_up` finds for it as a name.
-template <class Char, class LookUp>
-unsigned long read(const Char* text, addr& out, LookUp look_up) {
+/// Reads `text` as an address, failing that takes the first one that the system finds for it as a name.
+template <class Char, class Hints>
+unsigned long read(const Char* text, addr& out, Hints* hints) {
     if (parse_address(text, out)) {
         return 0;
     }
     out.family = family_none;
     std::vector<addr> found;
-    if (const unsigned long code = look_up(found)) {
+    if (const unsigned long code = winsock2::getaddrinfo(text, found, nullptr, hints)) {
         return code;
     }
     if (found.empty()) {
@@ -59,16 +58,14 @@ void winsock2::address_to_string(std::wstring& out, const addr& address) {
 }
 
 unsigned long winsock2::address_from_string(addr& out, const char* text, unsigned short family) {
-    return read(text, out, [=](std::vector<addr>& found) {
-        // Hints that ask for nothing keep the look-up from preferring IPv4. The family asked for is not
-        // used: a caller who names one gets the system's first answer, whatever its family.
-        ::addrinfo any_family{};
-        return getaddrinfo(text, found, nullptr, family == family_none ? nullptr : &any_family);
-    });
+    // Hints that ask for nothing keep the look-up from preferring IPv4. The family asked for is not
+    // used: a caller who names one gets the system's first answer, whatever its family.
+    ::addrinfo any_family{};
+    return read(text, out, family == family_none ? nullptr : &any_family);
 }
 
 unsigned long winsock2::address_from_string(addr& out, const wchar_t* text) {
-    return read(text, out, [=](std::vector<addr>& found) { return getaddrinfo(text, found); });
+    return read(text, out, static_cast<::addrinfoW*>(nullptr));
 }
 
 } // namespace ip

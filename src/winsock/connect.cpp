@@ -42,18 +42,15 @@ unsigned long wait_for_connect(const ip::socket& s, const timeval* timeout) {
     if (is_in(connected, handle)) {
         return 0;
     }
-    if (!is_in(failed, handle)) {
-        return WSAEWOULDBLOCK;
+    unsigned long code = WSAEWOULDBLOCK;
+    int length = sizeof code;
+    if (is_in(failed, handle) &&
+        bound().getsockopt(handle, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&code), &length) != 0) {
+        // The attempt has failed for a reason that cannot be read: it counts as still in progress. Only a
+        // code of all ones is asked for again and handed out.
+        return last_error() == ~0UL ? last_error() : WSAEWOULDBLOCK;
     }
-    int pending = 0;
-    int length = sizeof pending;
-    char* value = reinterpret_cast<char*>(&pending);
-    if (bound().getsockopt(handle, SOL_SOCKET, SO_ERROR, value, &length) == 0) {
-        return static_cast<unsigned long>(pending);
-    }
-    // The attempt has failed for a reason that cannot be had: it counts as still in progress, unless the
-    // system knows no reason for that either.
-    return last_error() == ~0UL ? last_error() : WSAEWOULDBLOCK;
+    return code;
 }
 
 } // namespace
@@ -130,7 +127,7 @@ unsigned long connect_by_look_up(const ip::socket& s, const Char* node, const Ch
 template <class Char>
 unsigned long connect_by_name(const ip::socket& s, const Char* node, const Char* service, addr* local,
                               addr* remote, const timeval* timeout) try {
-    const auto connect = bound().*name_services<Char>::connect;
+    const auto connect = bound().*entries_of<Char>::connect;
     if (connect == nullptr) {
         return connect_by_look_up(s, node, service, remote, timeout);
     }

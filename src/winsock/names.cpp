@@ -32,8 +32,8 @@ unsigned long winsock2::getaddrinfo(const char* node, std::vector<addr>& out, co
 
 unsigned long winsock2::getaddrinfo(const wchar_t* node, std::vector<addr>& out, const wchar_t* service,
                                     ::addrinfoW* hints) try {
+    out.clear();
     if (bound().GetAddrInfoW != nullptr && bound().FreeAddrInfoW != nullptr) {
-        out.clear();
         return look_up(node, service, hints, out);
     }
     ::addrinfo narrow_hints{};
@@ -59,7 +59,7 @@ unsigned long ask_names(const saddr& address, std::basic_string<Char>* host, std
     Char host_buffer[NI_MAXHOST];
     Char service_buffer[NI_MAXSERV];
     host_buffer[0] = service_buffer[0] = 0;
-    if ((bound().*name_services<Char>::names)(
+    if ((bound().*entries_of<Char>::names)(
             image(address), length_of(address), host == nullptr ? nullptr : host_buffer, NI_MAXHOST,
             service == nullptr ? nullptr : service_buffer, NI_MAXSERV, flags) != 0) {
         return last_error();
@@ -106,8 +106,8 @@ unsigned long winsock2::getnameinfo(const saddr& address, std::string* host, std
 
 unsigned long winsock2::getnameinfo(const saddr& address, std::wstring* host, std::wstring* service,
                                     int flags) try {
-    const auto names = bound().GetNameInfoW == nullptr ? convert_names : ask_names<wchar_t>;
-    return names(address, host, service, flags);
+    return bound().GetNameInfoW == nullptr ? convert_names(address, host, service, flags)
+                                           : ask_names(address, host, service, flags);
 } catch (const std::bad_alloc&) {
     return ERROR_NOT_ENOUGH_MEMORY;
 }
@@ -121,7 +121,7 @@ unsigned long winsock2::gethostname(wchar_t* name, int length) {
     membuffer buffer;
     auto* narrow = static_cast<char*>(buffer.get(static_cast<std::size_t>(length)));
     if (narrow == nullptr) {
-        return ERROR_NOT_ENOUGH_MEMORY; // also for a negative length
+        return ERROR_NOT_ENOUGH_MEMORY; // a negative length is a size that no heap has
     }
     if (const unsigned long code = gethostname(narrow, length)) {
         return code;

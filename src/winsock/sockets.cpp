@@ -113,8 +113,7 @@ unsigned long winsock2::setsockopt(const ip::socket& s, int level, int name, con
 namespace {
 
 /// `getpeername` or `getsockname`.
-template <class Call>
-unsigned long ask_address(Call call, const ip::socket& s, saddr& address) {
+unsigned long ask_address(decltype(winsock_impl::getpeername) call, const ip::socket& s, saddr& address) {
     socket_address_buffer buffer;
     int length = buffer.size();
     if (call(s.handle, image(buffer), &length) != 0) {

@@ -1,6 +1,6 @@
 #include "ip/winsock2.h"
 
-#include "ip/detail/helper.h"
+#include "winsock/calls.h"
 
 namespace ip {
 
@@ -29,7 +29,7 @@ unsigned long winsock2::cleanup() {
 }
 
 unsigned long winsock2::getlasterror() {
-    return static_cast<unsigned long>(detail::the_helper().winsock.WSAGetLastError());
+    return detail::last_error();
 }
 
 } // namespace ip

@@ -15,7 +15,8 @@ namespace ip::detail {
 
 /// The run-time binding of `Iphlpapi.dll`. Loads are counted; the first one binds, the last unload
 /// frees the library. Only `SendARP` and `GetIpNetTable` must be there: the users of any other entry
-/// test it and answer 120 when it is null. Entries keep their last values after the unload.
+/// test it and go another way, or give a code of their own, mostly 120, when it is null. Entries keep their
+/// last values after the unload.
 struct iphlpapi_impl {
     module_handle module;
 
