@@ -2,6 +2,7 @@
 
 // What the narrow and the wide name services share: the same calls, but for the width of their text.
 
+#include <cstring>
 #include <vector>
 
 #include "address/convert.h"
@@ -43,18 +44,26 @@ public:
 
     void append_to(std::vector<addr>& out) const {
         std::size_t count = 0;
-        for (const node* each = first_; each != nullptr; each = each->ai_next) {
-            ++count;
-        }
+        for_each([&](const node&) { ++count; });
         out.reserve(out.size() + count);
-        for (const node* each = first_; each != nullptr; each = each->ai_next) {
-            if (each->ai_addr != nullptr && each->ai_addrlen >= sizeof(SOCKADDR_IN)) {
-                to_addr(image_of(each->ai_addr, each->ai_addrlen), out.emplace_back());
+        for_each([&](const node& each) {
+            if (each.ai_addr != nullptr && each.ai_addrlen >= sizeof(SOCKADDR_IN)) {
+                to_addr(image_of(each.ai_addr, each.ai_addrlen), out.emplace_back());
             }
-        }
+        });
     }
 
 private:
+    /// Shows each node as a copy, since not every system aligns them.
+    template <class Use>
+    void for_each(Use use) const {
+        node each;
+        for (const void* next = first_; next != nullptr; next = each.ai_next) {
+            std::memcpy(&each, next, sizeof each);
+            use(each);
+        }
+    }
+
     node* first_;
 };
 

@@ -12,20 +12,17 @@ namespace {
 
 template <class Char>
 void write(const addr& address, std::basic_string<Char>& out) {
-    if (winsock2::getnameinfo(to_saddr(address), &out, nullptr, 0) == 0) {
+    out.clear();
+    // A system that fails without a reason leaves nothing behind.
+    if (winsock2::getnameinfo(to_saddr(address), &out, nullptr, 0) == 0 && !out.empty()) {
         return;
     }
     char ipv4[16];
     char ipv6[50];
-    switch (address.family) {
-    case family_ipv4:
+    if (address.family == family_ipv4) {
         out.assign(ipv4, ipv4 + format_ipv4(address.address, ipv4));
-        break;
-    case family_ipv6:
+    } else if (address.family == family_ipv6) {
         out.assign(ipv6, ipv6 + format_ipv6(address.address, ipv6));
-        break;
-    default:
-        out.clear();
     }
 }
 
