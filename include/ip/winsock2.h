@@ -112,8 +112,8 @@ public:
     /// without hints, and tries address by address with `connect` and the time-out for each, on the same
     /// socket: after 1460 the addresses left give 10037. The code is that of the last address, 10049 without
     /// one, or that of the look-up. There `remote` must not be null, `local` is not filled, and a service
-    /// that is no number is port 0. The wide form then takes addresses of any family, and must not be called
-    /// where `GetAddrInfoW` is missing too unless `node` is address text.
+    /// that is no number is port 0. The wide form then takes addresses of any family; where `GetAddrInfoW` is
+    /// missing too, it takes address text only, and a name is 120.
     KVTIP_API static unsigned long connectbyname(const ip::socket& s, const char* node, const char* service,
                                                  addr* local, addr* remote, const ::timeval* timeout);
     KVTIP_API static unsigned long connectbyname(const ip::socket& s, const wchar_t* node,
@@ -195,7 +195,8 @@ public:
     KVTIP_API static unsigned long gethostname(wchar_t* name, int length);
 
     /// The name of an address where the system finds one (`getnameinfo`), else its numbers; empty for an
-    /// address of family 0. Throws `std::bad_alloc` when even the numbers find no memory.
+    /// address of family 0. Throws `std::bad_alloc` when even the numbers find no memory, and the wide form
+    /// where a name cannot be converted.
     KVTIP_API static void address_to_string(std::string& out, const addr& address);
     KVTIP_API static void address_to_string(std::wstring& out, const addr& address);
 

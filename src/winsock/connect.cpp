@@ -91,7 +91,9 @@ unsigned long resolve(const char* node, std::vector<addr>& found) {
 
 /// Any family, and by the system only: no substitute stands in for the wide call.
 unsigned long resolve(const wchar_t* node, std::vector<addr>& found) {
-    return look_up<wchar_t>(node, nullptr, nullptr, found);
+    return bound().GetAddrInfoW == nullptr || bound().FreeAddrInfoW == nullptr
+               ? ERROR_CALL_NOT_IMPLEMENTED
+               : look_up<wchar_t>(node, nullptr, nullptr, found);
 }
 
 /// Tries one address after the other on the same socket.

@@ -120,7 +120,7 @@ unsigned long connect_by_name(const ip::socket& s) {
     const auto& bound = ip::detail::the_helper().winsock;
     const bool looks_up = bound.GetAddrInfoW != nullptr && bound.FreeAddrInfoW != nullptr;
     if (sizeof(Char) == 2 && !looks_up) {
-        return 0; // address text only, and a crash even with that when memory is short
+        return 0; // a name is 120 there
     }
     const Char node[] = {'p', 'e', 'e', 'r', 0}, service[] = {'8', '0', 0};
     ip::addr local, remote;
@@ -213,9 +213,8 @@ constexpr std::string_view absorbed =
     " GetAddrInfoW FreeAddrInfoW WSAConnectByNameA WSAConnectByNameW WSAPoll IcmpCreateFile IcmpCloseHandle"
     " IcmpSendEcho GetAdaptersAddresses GetBestInterfaceEx Icmp6CreateFile Icmp6SendEcho2 ResolveIpNetEntry2"
     " GetIpNetTable2 FreeMibTable GetExtendedTcpTable GetExtendedUdpTable GetPerTcpConnectionEStats"
-    " GetPerTcp6ConnectionEStats ioctlsocket() freeaddrinfo() FreeAddrInfoW() gethostbyaddr() "
-    "getservbyport() "
-    "getservbyname() ";
+    " GetPerTcp6ConnectionEStats ioctlsocket() freeaddrinfo() FreeAddrInfoW() gethostbyaddr()"
+    " getservbyport() getservbyname() ";
 
 /// What goes wrong.
 struct trouble {
