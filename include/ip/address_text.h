@@ -5,12 +5,11 @@
 #include "ip/address.h"
 #include "ip/export.h"
 
+/// Address text by the system's own conversions (`WSAStringToAddressA/W`, `WSAAddressToStringA/W`). All
+/// return false and leave the output alone when the system's conversion fails, and call nothing while the
+/// socket library is not started; they never say why. Keep an `ip::lib` handle initialised meanwhile: they
+/// must not run beside the first start or the last stop.
 namespace ip::detail {
-
-// Address text by the system's own conversions (`WSAStringToAddressA/W`, `WSAAddressToStringA/W`). All
-// return false and leave the output alone when the system's conversion fails, and call nothing while the
-// socket library is not started; they never say why. Keep an `ip::lib` handle initialised meanwhile: they
-// must not run beside the first start or the last stop.
 
 /// Text to address; `address` is written on success only. The system takes more than the plain forms
 /// ("1.2.3", "1.2.3.4:80", "[::1]:80"); port and scope are dropped.

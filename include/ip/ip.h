@@ -1,6 +1,9 @@
 #pragma once
 
-// The whole interface.
+/// \mainpage
+/// The whole interface: a program includes `ip/ip.h` and links the library. All is in namespace `ip`, the
+/// conversions between addresses and text in `ip::detail`. Failures that are thrown are
+/// `kvt::exceptions::error`; `kvt::exceptions::fatal` tells misuse.
 
 #include "ip/adapter_enumerator.h"
 #include "ip/address.h"
@@ -12,3 +15,6 @@
 #include "ip/winsock2.h"
 #include "kvt/exceptions/error.h"
 #include "kvt/exceptions/fatal.h"
+
+/// The host's IP networking.
+namespace ip {}
