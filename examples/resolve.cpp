@@ -1,0 +1,35 @@
+// Tells the addresses of a host, each with the name that the system knows for it.
+//
+//     resolve [NAME]
+
+#include <cstdio>
+#include <exception>
+
+#include "common.h"
+
+int main(int argc, char** argv) try {
+    const char* name = argc > 1 ? argv[1] : "localhost";
+    ip::lib library;
+    check(library.init(), "start");
+
+    char own_name[256];
+    check(ip::winsock2::gethostname(own_name, sizeof own_name), "own name");
+    std::printf("%s asks for %s\n", own_name, name);
+
+    // Any family: left to itself, this operation gives IPv6 addresses only to a name without IPv4 ones.
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM; // else each address comes once for every type of socket
+    std::vector<ip::addr> addresses;
+    check(ip::winsock2::getaddrinfo(name, addresses, nullptr, &hints), name);
+
+    for (const ip::addr& address : addresses) {
+        std::string host;
+        ip::winsock2::address_to_string(host, address); // the numbers again where there is no name
+        std::printf("  %s  %s\n", text(address).c_str(), host.c_str());
+    }
+    return 0;
+} catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return 1;
+}
