@@ -5,7 +5,8 @@ set(work ${CMAKE_CURRENT_BINARY_DIR}/package)
 file(REMOVE_RECURSE ${work})
 
 function(run)
-  execute_process(COMMAND ${ARGV} OUTPUT_VARIABLE output COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND ${ARGV} OUTPUT_VARIABLE output ECHO_OUTPUT_VARIABLE
+    COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
   set(output ${output} PARENT_SCOPE)
 endfunction()
 
@@ -29,6 +30,6 @@ run(${CMAKE_COMMAND} --build ${work}/client)
 expect(${greeting} ${work}/client/client.exe)
 
 run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${package}/lib/pkgconfig pkgconf --cflags --libs kvtIP)
-separate_arguments(flags UNIX_COMMAND ${output})
+separate_arguments(flags UNIX_COMMAND "${output}")
 run(${COMPILER} -std=c++20 -static ${CMAKE_CURRENT_LIST_DIR}/client.cpp -o ${package}/bin/client.exe ${flags})
 expect(${greeting} ${package}/bin/client.exe)
