@@ -6,10 +6,12 @@
 #include <cstring>
 #include <string>
 
+static ip::lib kept; // initialised still when the program ends
+
 int main() {
     ip::dnsapi dns;
     ip::hlpapi helper;
-    if (dns.init() != 0 || helper.load() != 0) {
+    if (kept.init() != 0 || dns.init() != 0 || helper.load() != 0) {
         return 1;
     }
     ip::membuffer buffer;
