@@ -5,31 +5,12 @@
 
 #include <windows.h>
 
+#include "check.h"
 #include "command.h"
 #include "ip/adapter_enumerator.h"
-#include "kvt/exceptions/error.h"
 #include "output.h"
 
 namespace {
-
-/// Bytes as "02-00-5E"; null for none.
-json bytes_json(std::span<const std::uint8_t> bytes) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        if (!text.empty()) {
-            text += '-';
-        }
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text.empty() ? json() : json(text);
-}
-
-/// The number; null for 0, where that says that there is none.
-json number_json(std::int64_t number) {
-    return number == 0 ? json() : json(number);
-}
 
 json prefix_length_json(const ip::addr& mask) {
     if (mask.family == ip::family_none) {
@@ -75,7 +56,7 @@ json adapter_json(const ip::_SFindAdapter& adapter, json addresses) {
             {"device_instance_id", text_json(adapter.device_instance_id)}};
 }
 
-json list_adapters() {
+json list_adapters(const line_sink& /*show*/) {
     json result = json::array();
     ip::adapter_enumerator adapters;
     ip::_SFindAdapter adapter;
@@ -84,15 +65,11 @@ json list_adapters() {
         adapter.dhcpv6_iaid = 0; // not written for an adapter without one
     }
     if (const unsigned long code = GetLastError(); code != ERROR_NO_MORE_ITEMS) {
-        throw kvt::exceptions::error(code, "enumeration");
+        check(code, "enumeration");
     }
     return result;
 }
 
-struct number_name {
-    unsigned number;
-    const char* name;
-};
 constexpr number_name types[] = {{6, "Ethernet"},          {23, "PPP"},     {24, "loopback"},
                                  {71, "IEEE 802.11"},      {131, "tunnel"}, {144, "IEEE 1394"},
                                  {243, "mobile broadband"}};
@@ -102,12 +79,8 @@ constexpr number_name statuses[] = {
 
 /// "Ethernet (6)", or just the number where it has no name.
 std::string named(std::span<const number_name> names, const json& value) {
-    for (const number_name& each : names) {
-        if (value == each.number) {
-            return each.name + (" (" + value.dump() + ")");
-        }
-    }
-    return value.dump();
+    const json name = name_json(names, value);
+    return name.is_null() ? value.dump() : name.get<std::string>() + " (" + value.dump() + ")";
 }
 
 std::string time_text(const json& seconds) {
@@ -179,4 +152,4 @@ std::string text(const json& result) {
 } // namespace
 
 const command adapters_command = {"adapters", "List the network adapters and how they are set up",
-                                  [](CLI::App&) -> std::function<json()> { return list_adapters; }, text};
+                                  [](CLI::App&) -> operation { return list_adapters; }, text};

@@ -1,23 +1,21 @@
 #include <vector>
 
 #include "arguments.h"
+#include "check.h"
 #include "command.h"
 #include "ip/adapter_enumerator.h"
-#include "kvt/exceptions/error.h"
 #include "output.h"
 
 namespace {
 
 json list_addresses(unsigned short family) {
     std::vector<ip::addr> found;
-    if (const unsigned long code = ip::localaddresses(found, family)) {
-        throw kvt::exceptions::error(code, "localaddresses");
-    }
+    check(ip::localaddresses(found, family), "localaddresses");
     return list_json(found);
 }
 
-std::function<json()> prepare(CLI::App& options) {
-    return [family = add_family(options)] { return list_addresses(family()); };
+operation prepare(CLI::App& options) {
+    return [family = add_family(options)](const line_sink&) { return list_addresses(family()); };
 }
 
 } // namespace

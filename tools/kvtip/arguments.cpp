@@ -7,21 +7,20 @@
 #include <CLI/CLI.hpp>
 #include <ws2tcpip.h>
 
+#include "check.h"
 #include "ip/winsock2.h"
-#include "kvt/exceptions/error.h"
 #include "output.h"
 
 namespace {
 
-ip::saddr socket_address(const ip::addr& address) {
-    ip::saddr result;
-    result.family = address.family;
-    if (address.family == ip::family_ipv4) {
-        std::memcpy(result.address4, address.address, sizeof result.address4);
-    } else {
-        std::memcpy(result.address6, address.address, sizeof result.address6);
-    }
-    return result;
+std::vector<ip::addr> ask(const std::string& host, unsigned short family, int flags) {
+    ADDRINFOW hints{};
+    hints.ai_family = family;
+    hints.ai_flags = flags;
+    hints.ai_socktype = SOCK_STREAM; // otherwise an address is found once for each type of socket
+    std::vector<ip::addr> found;
+    check(ip::winsock2::getaddrinfo(to_wide(host).c_str(), found, nullptr, &hints), "getaddrinfo");
+    return found;
 }
 
 } // namespace
@@ -34,24 +33,45 @@ std::function<unsigned short()> add_family(CLI::App& options) {
     };
 }
 
-std::shared_ptr<std::string> add_host(CLI::App& options, const char* name, const char* description) {
-    auto host = std::make_shared<std::string>();
-    options.add_option(name, *host, description)->required()->check([](const std::string& text) {
+std::shared_ptr<std::string> add_host(CLI::App& options, const char* name, const char* description,
+                                      const char* otherwise) {
+    auto host = std::make_shared<std::string>(otherwise);
+    CLI::Option* option = options.add_option(name, *host, description)->check([](const std::string& text) {
         return std::string(text.empty() ? "must not be empty" : "");
     });
+    if (host->empty()) {
+        option->required();
+    } else {
+        option->capture_default_str();
+    }
     return host;
 }
 
-std::vector<ip::saddr> look_up(const std::string& host, unsigned short family, int flags) {
-    ADDRINFOW hints{};
-    hints.ai_family = family;
-    hints.ai_flags = flags;
-    hints.ai_socktype = SOCK_STREAM; // otherwise an address is found once for each type of socket
-    std::vector<ip::addr> found;
-    if (const unsigned long code = ip::winsock2::getaddrinfo(to_wide(host).c_str(), found, nullptr, &hints)) {
-        throw kvt::exceptions::error(code, "getaddrinfo");
-    }
+std::vector<ip::saddr> look_up(const std::string& host, unsigned short family) {
+    const std::vector<ip::addr> found = ask(host, family, 0);
     std::vector<ip::saddr> result;
     std::transform(found.begin(), found.end(), std::back_inserter(result), socket_address);
+    return result;
+}
+
+ip::addr parse_address(const std::string& text, const char* name) {
+    try {
+        return ask(text, ip::family_none, AI_NUMERICHOST).at(0);
+    } catch (const kvt::exceptions::error& error) {
+        if (error.error_code() != WSAHOST_NOT_FOUND) {
+            throw;
+        }
+        throw CLI::ValidationError(name, text + " is not an address");
+    }
+}
+
+ip::saddr socket_address(const ip::addr& address) {
+    ip::saddr result;
+    result.family = address.family;
+    if (address.family == ip::family_ipv4) {
+        std::memcpy(result.address4, address.address, sizeof result.address4);
+    } else {
+        std::memcpy(result.address6, address.address, sizeof result.address6);
+    }
     return result;
 }

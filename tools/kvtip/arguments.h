@@ -14,9 +14,15 @@
 std::function<unsigned short()> add_family(CLI::App& options);
 
 /// A name or an address that must be there and not be empty: an empty one would stand for the own host.
-std::shared_ptr<std::string> add_host(CLI::App& options, const char* name, const char* description);
+/// It may be left out only where `otherwise` is something to take then.
+std::shared_ptr<std::string> add_host(CLI::App& options, const char* name, const char* description,
+                                      const char* otherwise = "");
 
-/// The addresses of such a host, with port 0. `flags` are those of the look-up's hints. Throws
-/// `kvt::exceptions::error`.
-std::vector<ip::saddr> look_up(const std::string& host, unsigned short family = ip::family_none,
-                               int flags = 0);
+/// The addresses of such a host, with port 0. Throws `kvt::exceptions::error`.
+std::vector<ip::saddr> look_up(const std::string& host, unsigned short family = ip::family_none);
+
+/// The address that such an argument writes. Throws `CLI::ParseError` where it writes none.
+ip::addr parse_address(const std::string& text, const char* name);
+
+/// The same address with port 0.
+ip::saddr socket_address(const ip::addr& address);

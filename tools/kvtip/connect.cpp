@@ -6,9 +6,9 @@
 #include <ws2tcpip.h>
 
 #include "arguments.h"
+#include "check.h"
 #include "command.h"
 #include "ip/winsock2.h"
-#include "kvt/exceptions/error.h"
 #include "output.h"
 
 namespace {
@@ -22,12 +22,6 @@ struct target {
     std::uint16_t port = 0;
     double timeout = 0; ///< seconds; 0 for as long as the system takes
 };
-
-void check(unsigned long code, const char* operation) {
-    if (code != 0) {
-        throw kvt::exceptions::error(code, operation);
-    }
-}
 
 /// A TCP socket, closed with the object.
 class tcp_socket {
@@ -45,17 +39,12 @@ private:
     ip::socket socket_;
 };
 
-/// From network to host byte order, and back.
-std::uint16_t swap_bytes(std::uint16_t port) {
-    return static_cast<std::uint16_t>(port << 8 | port >> 8);
-}
-
 using end_operation = unsigned long (*)(const ip::socket&, ip::saddr&);
 
 json end_json(const ip::socket& s, end_operation which) {
     ip::saddr address;
     check(which(s, address), "address");
-    return {{"address", address_json(address)}, {"port", swap_bytes(address.port)}};
+    return endpoint_json(address);
 }
 
 json attempt(ip::saddr remote, const target& to) {
@@ -87,7 +76,7 @@ json connect_to(const target& to) {
     }
 }
 
-std::function<json()> prepare(CLI::App& options) {
+operation prepare(CLI::App& options) {
     auto to = std::make_shared<target>();
     to->host = add_host(options, "HOST", "The host's name or address");
     options.add_option("PORT", to->port, "The TCP port")->required()->check(CLI::Range(1, 65535));
@@ -100,19 +89,13 @@ std::function<json()> prepare(CLI::App& options) {
             return usable ? std::string()
                           : text + " is not above 0 and up to " + std::to_string(longest_timeout);
         });
-    return [to] { return connect_to(*to); };
-}
-
-std::string end_text(const json& end) {
-    const std::string address = end["address"];
-    const bool ipv6 = address.find(':') != std::string::npos;
-    return (ipv6 ? "[" + address + "]" : address) + ":" + end["port"].dump();
+    return [to](const line_sink&) { return connect_to(*to); };
 }
 
 std::string text(const json& result) {
     std::string fields;
-    append_field(fields, "local", end_text(result["local"]));
-    append_field(fields, "remote", end_text(result["remote"]));
+    append_field(fields, "local", endpoint_text(result["local"]));
+    append_field(fields, "remote", endpoint_text(result["remote"]));
     append_field(fields, "time", result["milliseconds"].dump() + " ms");
     return fields;
 }

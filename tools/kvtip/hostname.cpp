@@ -1,18 +1,16 @@
 #include <windows.h>
 
+#include "check.h"
 #include "command.h"
 #include "ip/winsock2.h"
-#include "kvt/exceptions/error.h"
 #include "output.h"
 
 namespace {
 
 /// By the narrow call: the wide one gets names beyond ASCII wrong, since it converts no code page.
-json own_name() {
+json own_name(const line_sink& /*show*/) {
     char name[256];
-    if (const unsigned long code = ip::winsock2::gethostname(name, sizeof name)) {
-        throw kvt::exceptions::error(code, "gethostname");
-    }
+    check(ip::winsock2::gethostname(name, sizeof name), "gethostname");
     return {{"hostname", to_utf8(to_wide(name, CP_ACP))}};
 }
 
@@ -23,4 +21,4 @@ std::string text(const json& result) {
 } // namespace
 
 const command hostname_command = {"hostname", "Show this host's name",
-                                  [](CLI::App&) -> std::function<json()> { return own_name; }, text};
+                                  [](CLI::App&) -> operation { return own_name; }, text};

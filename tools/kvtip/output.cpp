@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <vector>
 
 #include <windows.h>
 
@@ -52,6 +53,24 @@ std::string address_text(const std::uint8_t* bytes) {
         throw error(GetLastError(), "address text");
     }
     return text;
+}
+
+/// The characters of UTF-8 text.
+std::size_t length(std::string_view text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char unit) { return (unit & 0xC0) != 0x80; }));
+}
+
+/// Puts a cell at the end of each line, two blanks behind the longest that is there.
+void append_column(std::vector<std::string>& lines, const std::vector<std::string>& cells) {
+    std::size_t width = 0;
+    for (const std::string& line : lines) {
+        width = std::max(width, length(line));
+    }
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        lines[i].append(width == 0 ? 0 : width + 2 - length(lines[i]), ' ');
+        lines[i] += cells[i];
+    }
 }
 
 bool is_link_local(const std::uint8_t* address6) {
@@ -128,18 +147,55 @@ json address_json(const ip::saddr4& address) {
                                              : json();
 }
 
-std::string list_text(const json& addresses) {
+std::string list_text(const json& list) {
     std::string lines;
-    for (const json& address : addresses) {
-        if (address.is_string()) {
-            lines += address.get<std::string>() + "\n";
+    for (const json& element : list) {
+        if (element.is_string()) {
+            lines += element.get<std::string>() + "\n";
         }
     }
     return lines;
 }
 
+std::uint16_t swap_bytes(std::uint16_t port) {
+    return static_cast<std::uint16_t>(port << 8 | port >> 8);
+}
+
+json endpoint_json(const ip::saddr& endpoint) {
+    return {{"address", address_json(endpoint)}, {"port", swap_bytes(endpoint.port)}};
+}
+
+std::string endpoint_text(const json& endpoint) {
+    const std::string address = endpoint["address"];
+    const bool ipv6 = address.find(':') != std::string::npos;
+    return (ipv6 ? "[" + address + "]" : address) + ":" + endpoint["port"].dump();
+}
+
 json text_json(std::wstring_view text) {
     return text.empty() ? json() : json(to_utf8(text));
+}
+
+json number_json(std::int64_t number) {
+    return number == 0 ? json() : json(number);
+}
+
+json bytes_json(std::span<const std::uint8_t> bytes) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        if (!text.empty()) {
+            text += '-';
+        }
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text.empty() ? json() : json(text);
+}
+
+json name_json(std::span<const number_name> names, std::uint32_t number) {
+    const auto found = std::find_if(names.begin(), names.end(),
+                                    [=](const number_name& each) { return each.number == number; });
+    return found == names.end() ? json() : json(found->name);
 }
 
 std::string json_text(const json& document) {
@@ -157,7 +213,31 @@ void append_field(std::string& text, std::string_view label, const json& value) 
         text += "  ";
         text += label;
         text.append(width - std::min(width, label.size()), ' ');
-        text += value.is_string() ? value.get<std::string>() : value.dump();
+        text += plain_text(value);
         text += '\n';
     }
+}
+
+std::string plain_text(const json& value) {
+    return value.is_null() ? "-" : value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+std::string table_text(const json& rows, std::span<const column> columns, std::string_view none) {
+    if (rows.empty()) {
+        return std::string(none) + "\n";
+    }
+    std::vector<std::string> lines(rows.size() + 1);
+    for (const column& each : columns) {
+        std::vector<std::string> cells{each.heading};
+        for (const json& row : rows) {
+            const json& value = row[each.member];
+            cells.push_back(value.is_null() ? plain_text(value) : each.text(value));
+        }
+        append_column(lines, cells);
+    }
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + "\n";
+    }
+    return text;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -36,14 +38,49 @@ json list_json(const Addresses& addresses) {
     return result;
 }
 
-/// A line per address that `list_json` made.
-std::string list_text(const json& addresses);
+/// A line per text in the list; null for an address without text is left out.
+std::string list_text(const json& list);
+
+/// A port from network to host byte order, and back.
+std::uint16_t swap_bytes(std::uint16_t port);
+
+/// Address and port, the port as people write it, and the two as one text.
+json endpoint_json(const ip::saddr& endpoint);
+std::string endpoint_text(const json& endpoint);
 
 /// The text, null for none.
 json text_json(std::wstring_view text);
+
+/// The number; null for 0, where that says that there is none.
+json number_json(std::int64_t number);
+
+/// Bytes as "02-00-5E"; null for none.
+json bytes_json(std::span<const std::uint8_t> bytes);
+
+/// What a number of the system stands for.
+struct number_name {
+    unsigned number;
+    const char* name;
+};
+
+/// The name; null for a number that is not in the table.
+json name_json(std::span<const number_name> names, std::uint32_t number);
 
 /// A JSON document of several lines. Bytes that are not UTF-8 are replaced.
 std::string json_text(const json& document);
 
 /// Appends "  label    value": for an array a line per element, nothing for null, text as it is.
 void append_field(std::string& text, std::string_view label, const json& value);
+
+/// Text as it is, everything else as in JSON, "-" for null.
+std::string plain_text(const json& value);
+
+/// A column of a table: a member of each row, which is an object.
+struct column {
+    const char* heading;
+    const char* member;
+    std::string (*text)(const json& value) = plain_text; ///< not asked for null
+};
+
+/// Rows in aligned columns under their headings; the line `none` if there is no row.
+std::string table_text(const json& rows, std::span<const column> columns, std::string_view none);

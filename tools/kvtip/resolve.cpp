@@ -4,10 +4,9 @@
 
 namespace {
 
-std::function<json()> prepare(CLI::App& options) {
-    return [name = add_host(options, "NAME", "The host's name"), family = add_family(options)] {
-        return list_json(look_up(*name, family()));
-    };
+operation prepare(CLI::App& options) {
+    return [name = add_host(options, "NAME", "The host's name"),
+            family = add_family(options)](const line_sink&) { return list_json(look_up(*name, family())); };
 }
 
 } // namespace

@@ -1,0 +1,64 @@
+#include "echo.h"
+
+#include "ip/hlpapi.h"
+#include "output.h"
+
+namespace {
+
+/// The system's own texts for these numbers speak of sockets.
+constexpr number_name statuses[] = {{11001, "buffer too small"},
+                                    {11002, "network unreachable"},
+                                    {11003, "host unreachable"},
+                                    {11004, "protocol unreachable or prohibited"},
+                                    {11005, "port unreachable"},
+                                    {11006, "no resources"},
+                                    {11007, "bad option"},
+                                    {11008, "hardware error"},
+                                    {11009, "packet too big"},
+                                    {11010, "request timed out"},
+                                    {11011, "bad request"},
+                                    {11012, "bad route"},
+                                    {11013, "time to live expired"},
+                                    {11014, "time to live expired in reassembly"},
+                                    {11015, "parameter problem"},
+                                    {11016, "source quench"},
+                                    {11017, "option too big"},
+                                    {11018, "bad destination"},
+                                    {11032, "negotiating IP security"},
+                                    {11040, "destination unreachable"},
+                                    {11041, "time exceeded"},
+                                    {11042, "bad header"},
+                                    {11043, "unrecognised next header"},
+                                    {11044, "ICMP error"},
+                                    {11045, "scope mismatch"},
+                                    {11050, "general failure"}};
+
+std::string meaning(unsigned long code) {
+    const json name = name_json(statuses, code);
+    return name.is_null() ? system_message(code) : name.get<std::string>();
+}
+
+} // namespace
+
+json echo(const ip::saddr& destination, const echo_options& options) {
+    ip::hlpapi::_SPingReply reply;
+    const unsigned long failed =
+        ip::hlpapi::ping(destination, reply, static_cast<unsigned char>(options.ttl), options.timeout,
+                         static_cast<unsigned short>(options.size), 0, options.dont_fragment ? 1 : 0);
+    return {{"address", address_json(reply.address)},
+            {"milliseconds", failed == 0 ? json(reply.round_trip_time) : json()},
+            {"ttl", number_json(reply.ttl)},
+            {"code", failed == 0 ? reply.status : failed}};
+}
+
+std::string echo_code_text(unsigned long code) {
+    return meaning(code) + " (" + std::to_string(code) + ")";
+}
+
+std::string echo_failure(unsigned long code) {
+    return code == 0 ? "" : std::to_string(code) + ": " + meaning(code);
+}
+
+std::string milliseconds_text(const json& milliseconds) {
+    return (milliseconds == 0 ? "<1" : milliseconds.dump()) + " ms";
+}

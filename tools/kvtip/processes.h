@@ -1,0 +1,18 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "command.h"
+
+/// The names of the programs that ran when this object was made.
+class process_names {
+public:
+    process_names();
+
+    /// The program's file name; null where the system does not know the process.
+    json find(unsigned long pid) const;
+
+private:
+    std::map<unsigned long, std::string> names_;
+};
