@@ -30,6 +30,7 @@ struct command {
     std::string (*text)(const json& result);
     /// Why the result is a failure for all that there is to show, empty if it is none; null for never.
     std::string (*failure)(const json& result) = nullptr;
+    bool starts_itself = false; ///< whether it wants to see for itself that the library starts
 };
 
 extern const command adapters_command;
@@ -37,6 +38,7 @@ extern const command addresses_command;
 extern const command connect_command;
 extern const command connections_command;
 extern const command dns_command;
+extern const command doctor_command;
 extern const command hostname_command;
 extern const command lookup_command;
 extern const command mac_command;
@@ -45,6 +47,7 @@ extern const command neighbours_command;
 extern const command owner_command;
 extern const command ping_command;
 extern const command profile_command;
+extern const command report_command;
 extern const command resolve_command;
 extern const command reverse_command;
 extern const command route_command;

@@ -18,10 +18,10 @@
 namespace {
 
 constexpr const command* commands[] = {
-    &adapters_command,    &addresses_command, &dns_command,    &route_command,      &profile_command,
-    &resolve_command,     &name_command,      &lookup_command, &reverse_command,    &hostname_command,
-    &connect_command,     &ping_command,      &trace_command,  &neighbours_command, &mac_command,
-    &connections_command, &owner_command};
+    &report_command,     &doctor_command,   &adapters_command,    &addresses_command, &dns_command,
+    &route_command,      &profile_command,  &resolve_command,     &name_command,      &lookup_command,
+    &reverse_command,    &hostname_command, &connect_command,     &ping_command,      &trace_command,
+    &neighbours_command, &mac_command,      &connections_command, &owner_command};
 
 void print_line(std::string_view line) {
     print(std::string(line) + "\n");
@@ -47,7 +47,9 @@ int fail(const CLI::App& app, unsigned long code) {
 /// Does the work, shows the result, and returns the exit status.
 int carry_out(const CLI::App& app, const command& chosen, const operation& work, bool as_json) {
     ip::lib library;
-    check(library.init(), "start");
+    if (!chosen.starts_itself) {
+        check(library.init(), "start");
+    }
     const json result = work(as_json ? keep_quiet : print_line);
     print(as_json ? json_text(result) : chosen.text(result));
     const std::string failure = chosen.failure == nullptr ? "" : chosen.failure(result);
