@@ -32,6 +32,23 @@ bad_usage = [
 ]
 bad_usage += [(["connect", "::1", port], f"PORT: Value {port} not in range 1 to 65535", "kvtip connect")
               for port in ("0", "65536", "-1", "abc")]
+bad_usage += [(["ping", "::1", option, str(value)],
+               f"{option}: Value {value} not in range {least} to {most}", "kvtip ping")
+              for option, least, most in (("--count", 1, 65535), ("--size", 0, 65500), ("--ttl", 1, 255),
+                                          ("--timeout", 1, 60000))
+              for value in (least - 1, most + 1)]
+bad_usage += [
+    (["trace", "::1", "--max-hops", "0"], "--max-hops: Value 0 not in range 1 to 255", "kvtip trace"),
+    (["lookup", "a", "--type", "mx"], "--type: mx not in {a,aaaa,both}", "kvtip lookup"),
+    (["reverse", "a"], "ADDRESS: a is not an address", "kvtip reverse"),
+    (["mac", "a"], "ADDRESS: a is not an address", "kvtip mac"),
+    (["owner", "a", "::1"], "LOCAL: a is not an address", "kvtip owner"),
+    (["owner", "::1", "a"], "REMOTE: a is not an address", "kvtip owner"),
+    (["profile", ""], "DESTINATION: must not be empty", "kvtip profile"),
+    (["connections", "--tcp", "--udp"], "--tcp excludes --udp", "kvtip connections"),
+    (["connections", "--udp", "--state", "listen"], "--udp excludes --state", "kvtip connections"),
+    (["connections", "--pid", "-1"], "Could not convert: --pid = -1", "kvtip connections"),
+]
 bad_usage += [(["connect", "::1", "9", "--timeout", seconds],
                f"--timeout: {seconds} is not above 0 and up to 86400", "kvtip connect")
               for seconds in ("0", "-1", "nan", "abc", "86401")]
@@ -186,6 +203,93 @@ class Kvtip(unittest.TestCase):
                 caller.setblocking(False)
                 caller.connect_ex(server.getsockname())
             self.assert_fails(1460, "connect", "127.0.0.1", port, "--timeout", "0.3")
+
+    def test_ping_shows_each_answer_and_sums_up(self):
+        lines = self.output("ping", "127.0.0.1", "--count", "2", "--ttl", "1").splitlines()
+        self.assertEqual((lines[0], lines[3], len(lines)),
+                         ("pinging 127.0.0.1 with 32 bytes", "2 sent, 2 answered, 0% lost", 5))
+        for line in lines[1:3]:
+            self.assertRegex(line, r"^reply from 127\.0\.0\.1: <?\d+ ms, ttl \d+$")
+        for size in ("0", "65500"):
+            found = json.loads(self.output("ping", "127.0.0.1", "--count", "1", "--size", size, "--json"))
+            self.assertEqual([found[key] for key in ("size", "sent", "received", "lost")],
+                             [int(size), 1, 1, 0])
+            self.assertEqual([(reply["address"], reply["code"]) for reply in found["replies"]],
+                             [("127.0.0.1", 0)])
+
+    def test_ping_shows_an_answer_before_it_sends_the_next_echo(self):
+        with subprocess.Popen([*kvtip, "ping", "127.0.0.1", "--count", "60"], stdout=subprocess.PIPE) as ping:
+            self.assertIn(b"pinging", ping.stdout.readline())
+            self.assertIn(b"reply", ping.stdout.readline())
+            ping.terminate()  # long before its end
+
+    def test_ping_without_an_answer_is_a_failure(self):
+        ping = "ping", "255.255.255.255", "--count", "1"  # which no echo may be sent to
+        status, out, err = run(*kvtip, *ping)
+        self.assertRegex(f"{status} {out}",
+                         r"^1 pinging .*\nno answer: .* \(\d+\)\n1 sent, 0 answered, 100% lost\n$")
+        self.assertRegex(err, r"^kvtip: ping: \d+: .*\S\n$")
+        status, out, same = run(*kvtip, *ping, "--json")
+        self.assertEqual((status, same, json.loads(out)["average"]), (1, err, None))
+
+    def test_connections_are_those_of_the_host(self):
+        def found(*options):
+            return {(row["protocol"], row["local"]["port"], row["remote"] and row["remote"]["port"],
+                     row["state_name"]) for row in json.loads(self.output("connections", "--json", *options))}
+        with socket.create_server(("127.0.0.1", 0)) as server, socket.socket(type=socket.SOCK_DGRAM) as udp:
+            with socket.create_connection(server.getsockname()) as caller:
+                udp.bind(("127.0.0.1", 0))
+                port, other = server.getsockname()[1], caller.getsockname()[1]
+                listener, endpoint = ("TCP", port, None, "listen"), ("UDP", udp.getsockname()[1], None, None)
+                ends = {("TCP", port, other, "established"), ("TCP", other, port, "established")}
+                every = {listener, endpoint} | ends
+                for options, expected in (("", every), ("--tcp", every - {endpoint}), ("--udp", {endpoint}),
+                                          ("--family 6", set()), ("--state established", ends),
+                                          ("--pid 4294967295", set())):
+                    self.assertEqual(found(*options.split()) & every, expected, options)
+                line = rf"(?m)^TCP +127\.0\.0\.1:{port} +127\.0\.0\.1:{other} +established "
+                self.assertRegex(self.output("connections"), line)
+                owner = json.loads(self.output("owner", "127.0.0.1", "127.0.0.1", "--json"))
+                self.assertEqual((owner["local"], owner["remote"]), ("127.0.0.1", "127.0.0.1"))
+        self.assert_fails(2, "owner", "203.0.113.77", "127.0.0.1")
+
+    def test_addresses_without_neighbour_or_name_are_a_failure(self):
+        self.assert_fails(r"\d+", "mac", "0.0.0.0")
+        self.assert_fails(r"\d+", "reverse", "0.0.0.0")
+        self.assert_fails(r"\d+", "lookup", "a" * 64)
+        self.assert_fails(r"\d+", "lookup", "a..b")
+
+    @unittest.skipUnless("lab0" in required, "needs the lab")
+    def test_lab_is_as_it_was_made(self):
+        if run("getent", "hosts", "far.lab.test")[0] != 0:
+            self.skipTest("needs the lab with a far host")
+        both = ["198.51.100.10", "2001:db8:1::10"]
+        for name, records, expected in (("www", "both", both), ("www", "a", both[:1]),
+                                        ("www", "aaaa", both[1:]), ("alias", "both", both), ("v6", "both", ["2001:db8:1::12"])):
+            self.assertEqual(self.output("lookup", name + ".lab.test", "--type", records).split(), expected)
+        for records in ("a", "aaaa", "both"):
+            self.assert_fails(9003, "lookup", "missing.lab.test", "--type", records)
+        for address in both:
+            self.assertEqual(self.output("reverse", address), "www.lab.test\n")
+        self.assert_fails(9003, "reverse", "198.51.100.99")
+
+        hops = r"\n  1  198\.51\.100\.1  .* ms\n  2  203\.0\.113\.2  .* ms\n203\.0\.113\.2 reached\n$"
+        self.assertRegex(self.output("trace", "far.lab.test", "--family", "4"), hops)
+        for host, ttl, code in (("198.51.100.66", "9", 11010), ("203.0.113.2", "1", 11013)):
+            status, _, err = run(*kvtip, "ping", host, "--count", "1", "--timeout", "900", "--ttl", ttl)
+            self.assertRegex(f"{status} {err}", rf"^1 kvtip: ping: {code}: ")
+        self.assertRegex(self.output("neighbours", "--family", "4"),
+                         r"\n198\.51\.100\.50 +02-00-5E-10-00-50 ")
+
+        for host, gateway in (("203.0.113.2", "198.51.100.1"), ("198.51.100.10", None)):
+            self.assertEqual(json.loads(self.output("route", host, "--json")), {
+                "destination": host, "interface_index": socket.if_nametoindex("lab0"), "adapter": "lab0",
+                "gateway": gateway})
+        profile = json.loads(self.output("profile", "--json"))
+        self.assertEqual([profile[key] for key in ("adapter", "address", "mask", "gateway", "dial_up")],
+                         ["lab0", "198.51.100.2", "255.255.255.0", "198.51.100.1", False])
+        self.assertEqual([row["server"] for row in json.loads(self.output("dns", "--json"))],
+                         ["198.51.100.1", "2001:db8:1::1"])
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "needs a device that is always full")
     def test_output_that_cannot_be_written_is_a_failure(self):
