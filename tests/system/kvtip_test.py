@@ -265,7 +265,8 @@ class Kvtip(unittest.TestCase):
             self.skipTest("needs the lab with a far host")
         both = ["198.51.100.10", "2001:db8:1::10"]
         for name, records, expected in (("www", "both", both), ("www", "a", both[:1]),
-                                        ("www", "aaaa", both[1:]), ("alias", "both", both), ("v6", "both", ["2001:db8:1::12"])):
+                                        ("www", "aaaa", both[1:]), ("alias", "both", both),
+                                        ("v6", "both", ["2001:db8:1::12"])):
             self.assertEqual(self.output("lookup", name + ".lab.test", "--type", records).split(), expected)
         for records in ("a", "aaaa", "both"):
             self.assert_fails(9003, "lookup", "missing.lab.test", "--type", records)
