@@ -300,8 +300,28 @@ class Kvtip(unittest.TestCase):
 
     @unittest.skipUnless("wine" in kvtip[0], "Wine alone can be told to leave a library out")
     def test_missing_socket_library_is_a_failure(self):
-        status, out, err = run(*kvtip, "adapters", env={**os.environ, "WINEDLLOVERRIDES": "ws2_32="})
+        without = {"env": {**os.environ, "WINEDLLOVERRIDES": "ws2_32="}}
+        status, out, err = run(*kvtip, "adapters", **without)
         self.assertRegex(f"{status} {out}{err}", r"^1 kvtip: adapters: 126: .*\S\n$")
+        status, out, err = run(*kvtip, "doctor", **without)
+        self.assertRegex(out, r"kvtIP +does not start: 126: .*\n +Ws2_32.dll +missing: the library does not start\n")
+        self.assertEqual((status, err), (1, "kvtip: doctor: the library does not start\n"))
+
+    def test_doctor_knows_all_entries(self):
+        found = {library["module"]: library["entries"] for library in
+                 json.loads(self.output("doctor", "--json"))["libraries"]}
+        self.assertEqual({module: len(entries) for module, entries in found.items()},
+                         {"Ws2_32.dll": 42, "Iphlpapi.dll": 17, "Dnsapi.dll": 3, "rasapi32.dll": 2})
+        self.assertEqual({entry["state"] for entry in found["Ws2_32.dll"]}, {"bound"})
+        self.assertIn("Ws2_32.dll    42 of 42 entries\n", self.output("doctor"))
+
+    def test_report_holds_what_the_subcommands_show(self):
+        page = self.output("report")
+        for part in ("hostname", "doctor", "addresses"):
+            for line in self.output(part).splitlines():
+                self.assertIn(line.strip(), page)
+        self.assertEqual(json.loads(self.output("report", "--json"))["host"]["result"],
+                         json.loads(self.output("hostname", "--json")))
 
 
 unittest.main(argv=sys.argv[:1])
