@@ -60,7 +60,7 @@ unsigned long find_ipv6_gateway(std::uint32_t index, const saddr& destination, s
         return code;
     }
     gateway = image_of(&route.NextHop, sizeof route.NextHop);
-    return gateway.family == family_ipv6 ? 0 : WSAEAFNOSUPPORT;
+    return gateway.family == family_ipv6 ? 0 : WSAEPFNOSUPPORT;
 }
 
 } // namespace
