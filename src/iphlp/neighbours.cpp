@@ -31,7 +31,8 @@ IPAddr system_address(const std::uint8_t* address4) {
 }
 
 unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned short family) {
-    static_assert(offsetof(MIB_IPNET_TABLE2, Table) == 8 && sizeof(MIB_IPNET_ROW2) == 88);
+    static_assert(offsetof(MIB_IPNET_TABLE2, Table) == 8 && sizeof(MIB_IPNET_ROW2) == 88 &&
+                  sizeof(NL_NEIGHBOR_STATE) == 4);
     const iphlpapi_impl& bound = the_helper().iphlpapi;
     MIB_IPNET_TABLE2* found = nullptr;
     if (const unsigned long code = bound.GetIpNetTable2(family, &found)) {
@@ -42,7 +43,7 @@ unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned s
     for (const MIB_IPNET_ROW2& entry : std::span(table->Table, table->NumEntries)) {
         hlpapi::_SIpNetRow& row = rows.emplace_back();
         row.interface_index = entry.InterfaceIndex;
-        row.state = static_cast<std::uint32_t>(entry.State);
+        std::memcpy(&row.state, &entry.State, sizeof row.state); // a newer system may know more of them
         row.interface_type = static_cast<std::uint32_t>(entry.InterfaceLuid.Info.IfType);
         row.address = image_of(&entry.Address, sizeof entry.Address);
         assign(row.mac, entry.PhysicalAddress, sizeof entry.PhysicalAddress, entry.PhysicalAddressLength);
