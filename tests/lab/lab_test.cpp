@@ -3,12 +3,14 @@
 
 #include "../system/real_sockets.h"
 
+#include <algorithm>
 #include <set>
 #include <type_traits>
 #include <vector>
 
 namespace {
 
+using ip::hlpapi;
 constexpr std::uint16_t echo = 7;
 
 std::string echoed(const ip::socket& s) {
@@ -199,6 +201,140 @@ TEST_F(Lab, NameBeyondAsciiIsNotFound) {
     std::vector<ip::addr> found(1);
     EXPECT_TRUE(is_not_found(winsock2::getaddrinfo(L"\u00FC\u20AC\xD83D\xDE00.lab.test", found)));
     EXPECT_TRUE(found.empty());
+}
+
+template <class Char>
+class LabDns : public real_sockets {
+protected:
+    /// The status and what was found, in alphabetical order.
+    static std::string shown(unsigned long code, std::vector<std::string> found) {
+        std::sort(found.begin(), found.end());
+        std::string result = std::to_string(code);
+        for (const std::string& one : found) {
+            result += " " + one;
+        }
+        return result;
+    }
+    static std::string addresses(const char* name, unsigned short family = 0) {
+        std::vector<ip::addr> found;
+        const auto code = ip::dnsapi::addresses_from_name(text<Char>(name).c_str(), found, family);
+        std::vector<std::string> texts;
+        std::transform(found.begin(), found.end(), std::back_inserter(texts),
+                       [](auto& of) { return numbers(of); });
+        return shown(code, texts);
+    }
+    static std::string names(const char* address) {
+        std::vector<std::basic_string<Char>> found;
+        ip::addr of;
+        EXPECT_EQ(winsock2::address_from_string(of, address), 0u);
+        const auto code = ip::dnsapi::names_from_address(of, found);
+        std::vector<std::string> texts;
+        for (const auto& name : found) {
+            texts.emplace_back(name.begin(), name.end());
+        }
+        return shown(code, texts);
+    }
+    ip::dnsapi dns;
+};
+TYPED_TEST_SUITE(LabDns, widths, );
+
+TYPED_TEST(LabDns, LooksNamesAndAddressesUp) {
+    EXPECT_EQ(this->names("198.51.100.10"), "120");
+    ASSERT_EQ(this->dns.init(), 0u);
+    EXPECT_EQ(this->addresses("www.lab.test"), "0 198.51.100.10 2001:db8:1::10");
+    EXPECT_EQ(this->addresses("chain.lab.test", 2), "0 198.51.100.10");
+    EXPECT_EQ(this->addresses("v6.lab.test", 23), "0 2001:db8:1::12");
+    EXPECT_EQ(this->addresses("many.lab.test", 2), "0 198.51.100.21 198.51.100.22 198.51.100.23");
+    EXPECT_EQ(this->addresses("nobody.lab.test"), "9003");
+    EXPECT_EQ(this->names("198.51.100.10"), "0 www.lab.test");
+    EXPECT_EQ(this->names("2001:db8:1::12"), "0 v6.lab.test");
+    EXPECT_EQ(this->names("198.51.100.20"), "0 first.lab.test second.lab.test");
+    EXPECT_EQ(this->names("198.51.100.99"), "9003");
+    EXPECT_EQ(this->dns.free(), 0u);
+}
+
+TEST_F(Lab, PingTellsWhoAnswers) {
+    const struct {
+        const char* to;
+        unsigned char ttl;
+        std::string expected; ///< code, status and address
+    } rows[] = {{"198.51.100.1", 255, "0 0 198.51.100.1"},
+                {"203.0.113.2", 255, "0 0 203.0.113.2"},
+                {"203.0.113.2", 1, "0 11013 198.51.100.1"},
+                {"198.51.100.66", 255, "11010 0 "}};
+    for (const auto& row : rows) {
+        hlpapi::_SPingReply reply;
+        const unsigned long code = hlpapi::ping(endpoint(row.to), reply, row.ttl, 1000, 32, 0, 0);
+        EXPECT_EQ(std::to_string(code) + " " + std::to_string(reply.status) + " " + numbers(reply.address),
+                  row.expected);
+    }
+    hlpapi::_SPingReply reply;
+    EXPECT_EQ(hlpapi::ping(endpoint("198.51.100.1"), 2, reply), 0u);
+    EXPECT_EQ(hlpapi::ping(endpoint("::ffff:198.51.100.1"), 1, reply), 0u);
+    const unsigned long ipv6 = hlpapi::ping(endpoint("2001:db8:1::1"), 1, reply);
+    EXPECT_TRUE(ipv6 == 0 || ipv6 == 120) << ipv6; // Wine lacks the calls
+}
+
+TEST_F(Lab, NeighboursRoutesAndServersAreKnown) {
+    std::vector<hlpapi::_SIpNetRow> rows;
+    ASSERT_EQ(hlpapi::getipnettable(rows, ip::family_ipv4), 0u);
+    const auto fixed = std::find_if(rows.begin(), rows.end(), [](const auto& row) {
+        return numbers(row.address, false) == "198.51.100.50";
+    });
+    ASSERT_NE(fixed, rows.end());
+    const std::uint8_t mac50[] = {2, 0, 0x5e, 0x10, 0, 0x50};
+    EXPECT_EQ(fixed->mac.length, 6);
+    EXPECT_EQ(std::memcmp(fixed->mac.bytes, mac50, 6), 0);
+
+    const ip::saddr target = endpoint("203.0.113.2");
+    std::uint32_t index = 0;
+    EXPECT_EQ(ip::getbestinterface(target, index), 0u);
+    EXPECT_EQ(index, fixed->interface_index);
+    ip::_SCurrentProfile profile;
+    ip::saddr gateway;
+    ip::adapter_enumerator adapters;
+    EXPECT_TRUE(ip::getbestinterface(target, profile.adapter));
+    EXPECT_TRUE(adapters.find_best(profile.adapter, target));
+    EXPECT_EQ(profile.adapter.index, index);
+    EXPECT_EQ(adapters.find_best_gateway(profile.adapter, target, gateway), 0u);
+    EXPECT_EQ(numbers(gateway, false), "198.51.100.1");
+    EXPECT_TRUE(adapters.find_current_profile(profile, target));
+    EXPECT_EQ(numbers(profile.address) + " " + numbers(profile.gateway, false), "198.51.100.2 198.51.100.1");
+    std::string servers;
+    EXPECT_TRUE(adapters.retrievednsservers(servers));
+    EXPECT_NE(("," + servers + ",").find(",198.51.100.1,"), std::string::npos) << servers;
+
+    ip::macaddr mac; // Wine does not ask for neighbours
+    EXPECT_NE(hlpapi::sendARP({}, {2, 0, {203, 0, 113, 2}, {}}, mac), 0u);
+    EXPECT_NE(mac.from_addr({ip::family_ipv4, {203, 0, 113, 2}}, nullptr), 0u);
+}
+
+TEST_F(Lab, OwnConnectionIsListedWithItsOwner) {
+    const test_socket s(SOCK_STREAM, ip::family_ipv4);
+    const test_socket datagrams(SOCK_DGRAM, ip::family_ipv4);
+    ASSERT_EQ(connect(s, endpoint("198.51.100.1", echo)), 0u);
+    EXPECT_EQ(echoed(s), "across the lab");
+    EXPECT_EQ(winsock2::bind(datagrams, endpoint("0.0.0.0", 4000)), 0u);
+    EXPECT_EQ(winsock2::sendto(datagrams, "x", 1, endpoint("198.51.100.1", 9)), 1); // Wine asks who uses it
+    const unsigned long own = GetCurrentProcessId();
+    ip::saddr local;
+    ip::saddr remote;
+    EXPECT_EQ(winsock2::getsockname(s, local), 0u);
+    EXPECT_EQ(winsock2::getpeername(s, remote), 0u);
+    std::vector<hlpapi::_SIpConnection> found;
+    const auto count = [&](const ip::saddr& at, std::uint32_t protocol, std::uint32_t state) {
+        EXPECT_EQ(hlpapi::getConnections(found, protocol, ip::family_ipv4, 0), 0u);
+        return std::count_if(found.begin(), found.end(), [&](const auto& one) {
+            return numbers(one.local) == numbers(at) && one.pid == own && one.state == state;
+        });
+    };
+    EXPECT_EQ(count(local, IPPROTO_TCP, 5), 1);
+    EXPECT_EQ(count(endpoint("0.0.0.0", 4000), IPPROTO_UDP, 0), 1);
+    unsigned long pid = 0;
+    EXPECT_EQ(hlpapi::findPid(IPPROTO_TCP, local, remote, pid), 0u);
+    EXPECT_EQ(pid, own);
+    EXPECT_EQ(hlpapi::findPid(IPPROTO_UDP, endpoint("0.0.0.0"), endpoint("0.0.0.0"), pid), 0u);
+    EXPECT_EQ(hlpapi::findPid(0, endpoint("198.51.100.9"), remote, pid), 2u);
 }
 
 } // namespace

@@ -18,6 +18,8 @@ void enter_in_ledger(const std::string& what, int by);
 
 /// The fake of the socket library's entry of that name; null if it has none.
 FARPROC socket_entry(std::string_view name);
+/// The same of the DNS, IP Helper and remote-access libraries.
+FARPROC service_entry(std::string_view name);
 
 /// One call in progress: writes it down, decides what it answers, and sets the last error at its end.
 class call {

@@ -42,7 +42,8 @@ void enter_in_ledger(const std::string& what, int by) {
 
 // Modules. A handle is the address of the module's name.
 
-constexpr const char* modules[] = {"ntdll", "kernel32", "Iphlpapi.dll", "Ws2_32.dll"};
+constexpr const char* modules[] = {"ntdll",      "kernel32",   "Iphlpapi.dll",
+                                   "Ws2_32.dll", "Dnsapi.dll", "rasapi32.dll"};
 
 template <bool Loads>
 HMODULE WINAPI find_module(LPCWSTR wide) {
@@ -127,8 +128,10 @@ KVTIP_FAKE(GetProcAddress) = [](HMODULE module, LPCSTR name) -> FARPROC {
     if (now.fails_if(module == nullptr, ERROR_PROC_NOT_FOUND)) {
         return nullptr;
     }
-    if (const FARPROC entry = socket_entry(name)) {
-        return entry;
+    for (const FARPROC entry : {socket_entry(name), service_entry(name)}) {
+        if (entry != nullptr) {
+            return entry;
+        }
     }
     const auto found = entries.find(name);
     return found == entries.end() ? std::bit_cast<FARPROC>(&unexpected) : found->second;

@@ -14,6 +14,8 @@
 
 #include <iphlpapi.h>
 
+#include <ras.h>
+
 #include <algorithm>
 #include <cstring>
 #include <deque>
@@ -56,6 +58,13 @@ struct open_socket {
     DWORD error = 0;   ///< `SO_ERROR`
 };
 
+/// A record that a DNS query is answered with, and its data: an address or a name, null for none.
+struct dns_record {
+    WORD type;
+    const char* data = nullptr;
+    DWORD section = 1;
+};
+
 class system {
 public:
     /// A system without adapters, and on it, unless the test does that itself, a library just loaded.
@@ -82,6 +91,23 @@ public:
     std::map<std::string, host> hosts;       ///< by name; "" is this one
     std::map<std::string, u_short> services; ///< ports by "name/protocol", in host order
     std::string host_name = "own";
+    std::map<std::string, std::vector<dns_record>> dns; ///< by "type name"
+    std::string echo_reply;                             ///< as the system writes it
+    std::vector<MIB_IPNETROW> older_neighbours;
+    std::vector<MIB_IPNET_ROW2> neighbours;
+    MIB_IPNET_ROW2 resolved{}; ///< of which the hardware address counts
+    std::vector<MIB_TCPROW_OWNER_PID> tcp4;
+    std::vector<MIB_TCP6ROW_OWNER_PID> tcp6;
+    std::vector<MIB_UDPROW_OWNER_PID> udp4;
+    std::vector<MIB_UDP6ROW_OWNER_PID> udp6;
+    std::map<DWORD, UCHAR> active; ///< whether a connection was opened here, by its first four bytes
+    DWORD best_index = 7;
+    ip::saddr next_hop = socket_address("192.0.2.1");
+    FIXED_INFO network{};
+    std::vector<RASCONNW> dial_ups;
+    std::vector<std::wstring> dial_up_addresses;
+    DWORD more_rows = 0;      ///< how many more rows a table says it has
+    std::deque<DWORD> wanted; ///< the room that the next calls for a table want, whatever they get
     bool yields = false; ///< gives other threads a chance inside calls
 
     // What fails: the codes that a call answers, one each time (0: as usual), by its name with or without

@@ -2,6 +2,7 @@
 
 #include "address/convert.h"
 #include "heap.h"
+#include "ip/detail/helper.h"
 #include "sample_adapters.h"
 #include "text.h"
 
@@ -275,6 +276,170 @@ TEST_F(Adapters, SupportAFamilyWhenOneThatIsUpAndNotTheLoopbackHasIt) {
     EXPECT_FALSE(lib.address_family_supported(99));
     system.adapters[0].OperStatus = IfOperStatusDown;
     EXPECT_FALSE(lib.address_family_supported(ip::family_ipv4));
+}
+
+TEST_F(Adapters, BestOneIsFoundByEitherIndex) {
+    system.adapters[1].IfIndex = 0;
+    system.adapters[1].Ipv6IfIndex = 9;
+    ip::saddr ipv6 = socket_address("2001:db8::9", 1);
+    ipv6.flow_info = 5;
+    ipv6.scope_id = 6;
+    const struct {
+        std::uint32_t wanted, best;
+        DWORD code;
+        std::string expected;
+    } rows[] = {{0, 7, 0, "{A} 0(2001:db8::9@1/5%6)"},
+                {0, 9, 0, "{B} 0(2001:db8::9@1/5%6)"},
+                {9, 7, 0, "{B} 0"},
+                {1, 7, 0, "- 259"},
+                {0, 0, 0, "- 259(2001:db8::9@1/5%6)"},
+                {0, 7, 1231, "- 1231(2001:db8::9@1/5%6)"}};
+    for (const auto& row : rows) {
+        system.best_index = row.best;
+        for (const bool own_enumerator : {true, false}) {
+            system.calls.clear();
+            system.answers["GetBestInterfaceEx"] = {row.code};
+            const bool found = own_enumerator && row.wanted == 0
+                                   ? ip::getbestinterface(ipv6, adapter)
+                                   : enumerator.find_best(adapter, ipv6, row.wanted);
+            const std::string result = (found ? adapter.name : "-") + " " + text(GetLastError());
+            EXPECT_EQ(result + system.called("GetBestInterfaceEx"), row.expected);
+        }
+    }
+    EXPECT_TRUE(enumerator.find_best(adapter, ipv6, 7));
+    EXPECT_EQ(next_address(), "192.0.2.10|255.255.255.0|");
+    system.missing = {"Iphlpapi.dll"};
+    ip::detail::the_helper().iphlpapi.GetBestInterfaceEx = nullptr;
+    std::uint32_t index = 0;
+    system.calls.clear();
+    EXPECT_EQ(ip::getbestinterface(socket_address("192.0.2.9"), index), 0u);
+    EXPECT_EQ(text(index) + system.called("GetBestInterface"), "7(192.0.2.9)");
+    EXPECT_FALSE(enumerator.find_best(adapter, ipv6));
+    EXPECT_EQ(GetLastError(), 87u);
+}
+
+TEST_F(Adapters, GatewayIsTheNextHop) {
+    adapter.ipv6_index = 7;
+    const ip::saddr router = socket_address("fe80::1", 1), older = socket_address("192.0.2.1", 1);
+    const struct {
+        const char* destination;
+        const ip::saddr& hop;
+        std::string expected;
+        DWORD code = 0;
+        const char* missing = "";
+    } rows[] = {{"1.2.3.4", older, "0|192.0.2.1|GetBestRoute(1.2.3.4,0.0.0.0)|"},
+                {"1.2.3.4", older, "5|::8|GetBestRoute(1.2.3.4,0.0.0.0)|", 5},
+                {"9::", router, "0|fe80::1@1|GetBestRoute2(7,9::,0)|"},
+                {"9::", older, "10046|192.0.2.1@1|GetBestRoute2(7,9::,0)|"},
+                {"9::", router, "5|::8|GetBestRoute2(7,9::,0)|", 5},
+                {"9::", router, "10022|::8||", 0, "GetBestRoute2"},
+                {"9::", router, "10022|::8||", 0, "Iphlpapi.dll"},
+                {"-", router, "10022|::8||"}};
+    for (const auto& row : rows) {
+        ip::saddr gateway = socket_address("::8");
+        system.next_hop = row.hop;
+        system.missing = {row.missing};
+        system.answers = {{"GetBestRoute", {row.code}}, {"GetBestRoute2", {row.code}}};
+        system.calls.clear();
+        const ip::saddr to = *row.destination == '-' ? ip::saddr{} : socket_address(row.destination);
+        EXPECT_EQ(texts({enumerator.find_best_gateway(adapter, to, gateway), gateway,
+                         system.called("GetBest").empty() ? "" : "GetBest" + system.called("GetBest")}),
+                  row.expected);
+    }
+}
+
+TEST_F(Adapters, DnsServersAreListedOnce) {
+    const auto of = [this](IFTYPE status, const std::vector<ip::saddr>& servers) {
+        system.adapters[1].OperStatus = static_cast<IF_OPER_STATUS>(status);
+        system.adapters[1].FirstDnsServerAddress = system.list<IP_ADAPTER_DNS_SERVER_ADDRESS>(servers);
+        system.adapters.push_back(system.adapters[1]);
+    };
+    ip::saddr scoped = socket_address("2001:db8::53", 1), other = socket_address("1.1.1.1");
+    scoped.scope_id = 5;
+    other.family = 17;
+    of(IfOperStatusUnknown, {socket_address("1.1.1.1")});
+    of(IfOperStatusDormant, {socket_address("0.0.0.0"), socket_address("255.255.255.255"), other, scoped,
+                             socket_address("::"), socket_address("192.0.2.55")});
+    IP_ADDR_STRING second{};
+    std::strcpy(second.IpAddress.String, "192.0.2.54");
+    second.Next = system.keep(second);
+    std::strcpy(system.network.DnsServerList.IpAddress.String, "192.0.2.53");
+    system.network.DnsServerList.Next = system.keep(second);
+    const std::string adapters = "2001:db8::53,192.0.2.55";
+    const struct {
+        std::map<std::string, std::deque<DWORD>> answers;
+        std::string expected;
+    } rows[] = {{{}, "192.0.2.53,192.0.2.54,2001:db8::53,192.0.2.55"},
+                {{{"GetNetworkParams", {111, 111}}}, "2001:db8::53,192.0.2.53,192.0.2.55"},
+                {{{"GetAdaptersAddresses", {5}}}, "192.0.2.53,192.0.2.54"}};
+    std::string servers = "?";
+    system.wanted = {700};
+    for (const auto& row : rows) {
+        system.answers = row.answers;
+        EXPECT_TRUE(ip::adapter_enumerator::retrievednsservers(servers));
+        EXPECT_EQ(servers, row.expected);
+    }
+    EXPECT_EQ(system.count("GetNetworkParams(700)"), 1);
+    system.answers = {{"GetNetworkParams", {5}}, {"GetAdaptersAddresses", {5}}};
+    EXPECT_FALSE(ip::adapter_enumerator::retrievednsservers(servers));
+    EXPECT_EQ(servers, "");
+    EXPECT_EQ(lib.free(), 0u);
+    system.missing = {"Iphlpapi.dll"};
+    EXPECT_FALSE(ip::adapter_enumerator::retrievednsservers(servers));
+    EXPECT_EQ(servers, "192.0.2.53,192.0.2.54"); // for all that
+}
+
+TEST_F(Adapters, CurrentProfileKnowsADialUpConnectionByItsAddress) {
+    system.adapters[0]
+        .FirstUnicastAddress->Next->Next = // as little an address as a connection without one has
+        system.list<IP_ADAPTER_UNICAST_ADDRESS>({ip::saddr{}});
+    system.dial_ups.resize(3);
+    for (std::size_t i = 0; i < 3; ++i) {
+        system.dial_ups[i].hrasconn = std::bit_cast<HRASCONN>(i);
+        std::wcscpy(system.dial_ups[i].szEntryName, std::to_wstring(i).c_str());
+        std::wcscpy(system.dial_ups[i].szDeviceType, L"vpn");
+        std::wcscpy(system.dial_ups[i].szDeviceName, L"a port");
+    }
+    const std::string lan = "{A}|192.0.2.10|255.255.255.0|192.0.2.1|0||||", grows = "RasEnumConnectionsW";
+    const std::string first = "{A}|192.0.2.10|255.255.255.0|192.0.2.1|1|1|vpn|a port|";
+    const struct {
+        std::vector<std::wstring> addresses;
+        std::map<std::string, std::deque<DWORD>> answers;
+        std::string expected;
+        const char *destination = "192.0.2.9", *missing = "";
+        std::deque<DWORD> wanted = {};
+    } rows[] = {
+        {{L"1.1.1.1", L"192.0.2.10", L"192.0.2.10"}, {}, first},
+        {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", "", {4000, 9000}},
+        {{L"1.1.1.1", L"192.0.2.10", L""}, {{"RasGetProjectionInfoW", {731}}}, first},
+        {{L"", L"1.1.1.1", L"1.1.1.1"}, {}, lan},
+        {{L"192.0.2.10", L"", L""}, {{"RasGetProjectionInfoW", {731}}}, lan},
+        {{L"192.0.2.10", L"", L""}, {{grows, {632}}}, lan},
+        {{L"192.0.2.10", L"", L""}, {}, lan, "192.0.2.9", "rasapi32.dll"},
+        {{L"192.0.2.10", L"", L""}, {}, lan, "192.0.2.9", "RasEnumConnectionsW"},
+        {{L"192.0.2.10", L"", L""}, {}, lan, "192.0.2.9", "RasGetProjectionInfoW"},
+        {{L"", L"", L""}, {{"GetBestRoute", {5}}}, "{A}|192.0.2.10|255.255.255.0|-|0||||"},
+        {{L"", L"", L""}, {}, "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|0||||", "9::"},
+        {{L"1.1.1.1", L"192.0.2.10", L""}, {}, "{A}|192.0.2.10|255.255.255.0|-|1|1|vpn|a port|", "9::"}};
+    for (const auto& row : rows) {
+        ip::_SCurrentProfile p;
+        p.gateway = socket_address("::8");
+        p.entry_name = L"old";
+        system.dial_up_addresses = row.addresses;
+        system.answers = row.answers;
+        system.missing = {row.missing};
+        system.wanted = row.wanted;
+        EXPECT_TRUE(enumerator.find_current_profile(p, socket_address(row.destination)));
+        EXPECT_EQ(GetLastError(), 0u);
+        EXPECT_EQ(texts({p.adapter.name, p.address, p.mask, p.gateway, p.dial_up, p.entry_name, p.device_type,
+                         p.device_name}),
+                  row.expected);
+    }
+    ip::_SCurrentProfile untouched;
+    untouched.entry_name = L"old";
+    system.answers["GetBestInterfaceEx"] = {1231};
+    EXPECT_FALSE(enumerator.find_current_profile(untouched, socket_address("192.0.2.9")));
+    EXPECT_EQ(untouched.entry_name + std::to_wstring(GetLastError()), L"old1231");
 }
 
 } // namespace

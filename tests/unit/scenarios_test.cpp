@@ -12,6 +12,7 @@
 #include <new>
 #include <regex>
 #include <string_view>
+#include <windns.h>
 
 namespace {
 
@@ -162,6 +163,68 @@ unsigned long read_address(ip::lib&) {
     return winsock2::address_from_string(out, name);
 }
 
+// Services.
+
+using ip::hlpapi;
+const ip::saddr far4 = scripted::socket_address("192.0.2.9"), far6 = scripted::socket_address("2001:db8::9");
+
+/// The code, but none of those that say that an entry is missing.
+unsigned long code_of(unsigned long code) {
+    return code == ERROR_CALL_NOT_IMPLEMENTED || code == ERROR_FUNCTION_FAILED ||
+                   code == ERROR_INVALID_PARAMETER
+               ? unexplained
+               : code;
+}
+
+template <class Char>
+unsigned long look_up() {
+    ip::dnsapi dns;
+    const Char node[] = {'n', 0};
+    std::vector<ip::addr> addresses;
+    std::vector<std::basic_string<Char>> names;
+    return in_turn([&] { return dns.init(); }, [&] { return dns.addresses_from_name(node, addresses); },
+                   [&] { return dns.names_from_address(scripted::address("127.0.0.1"), names); },
+                   [&] { return dns.free(); });
+}
+
+template <const ip::saddr& To>
+unsigned long ping(ip::lib&) {
+    hlpapi::_SPingReply reply;
+    return code_of(hlpapi::ping(To, reply, 9, 9, 0, 0, 0));
+}
+
+unsigned long list_neighbours(ip::lib&) {
+    std::vector<hlpapi::_SIpNetRow> rows;
+    ip::macaddr mac;
+    return in_turn([&] { return hlpapi::getipnettable(rows, 0); },
+                   [&] { return hlpapi::getipnettable(rows, 2); },
+                   [&] { return hlpapi::sendARP({}, {}, mac); },
+                   [&] { return mac.from_addr(scripted::address("1.2.3.4"), nullptr); },
+                   [&] { return code_of(mac.from_addr(scripted::address("9::"), nullptr)); });
+}
+
+unsigned long list_connections(ip::lib&) try {
+    std::vector<hlpapi::_SIpConnection> found;
+    unsigned long pid;
+    const unsigned long code = hlpapi::getConnections(found, 0, 0, 0);
+    return code_of(code != 0 ? code : hlpapi::findPid(0, far4, far4, pid));
+} catch (const std::bad_alloc&) {
+    return ERROR_NOT_ENOUGH_MEMORY;
+}
+
+unsigned long list_servers(ip::lib&) {
+    std::string servers;
+    return ip::adapter_enumerator::retrievednsservers(servers) ? 0 : ERROR_NOT_ENOUGH_MEMORY;
+}
+
+unsigned long find_route(ip::lib&) {
+    ip::adapter_enumerator adapters;
+    ip::_SCurrentProfile profile;
+    const bool found =
+        ip::getbestinterface(far4, profile.adapter) && adapters.find_current_profile(profile, far4);
+    return found ? 0 : GetLastError();
+}
+
 /// An operation, and what may be missing ("Name") or fail ("Name()") beneath it so that its failure shows,
 /// but not the code.
 struct scenario {
@@ -204,6 +267,14 @@ const scenario scenarios[] = {
      " GetNameInfoW() getnameinfo() gethostbyaddr() "},
     {"address read", with_lib<read_address<char>>},
     {"address read wide", with_lib<read_address<wchar_t>>},
+    {"dns", look_up<char>},
+    {"wide dns", look_up<wchar_t>},
+    {"ping", with_lib<ping<far4>>, " IcmpCreateFile IcmpSendEcho IcmpCloseHandle "},
+    {"ping IPv6", with_lib<ping<far6>>, " Icmp6CreateFile Icmp6SendEcho2 IcmpCloseHandle "},
+    {"neighbours", with_lib<list_neighbours>, " ResolveIpNetEntry2 "},
+    {"connections", with_lib<list_connections>, " GetExtendedTcpTable GetExtendedUdpTable "},
+    {"servers", with_lib<list_servers>},
+    {"route", with_lib<find_route>, "", description},
 };
 
 /// What every operation does without. Every other code comes back.
@@ -214,7 +285,10 @@ constexpr std::string_view absorbed =
     " IcmpSendEcho GetAdaptersAddresses GetBestInterfaceEx Icmp6CreateFile Icmp6SendEcho2 ResolveIpNetEntry2"
     " GetIpNetTable2 FreeMibTable GetExtendedTcpTable GetExtendedUdpTable GetPerTcpConnectionEStats"
     " GetPerTcp6ConnectionEStats ioctlsocket() freeaddrinfo() FreeAddrInfoW() gethostbyaddr()"
-    " getservbyport() getservbyname() ";
+    " getservbyport() getservbyname() DnsRecordListFree() IcmpCloseHandle() FreeMibTable() EStats() EStats6()"
+    " GetNetworkParams() GetBestRoute() rasapi32.dll RasEnumConnectionsW RasGetProjectionInfoW "
+    "FreeLibrary(rasapi32.dll)"
+    " RasEnumConnectionsW() RasGetProjectionInfoW() ";
 
 /// What goes wrong.
 struct trouble {
@@ -252,6 +326,21 @@ struct Scenarios : testing::TestWithParam<std::tuple<scenario, DWORD>> {
         system.services = {{"http/tcp", 80}, {"http/udp", 80}};
         system.peers = {{"192.0.2.9", 0}};
         system.incoming = "data";
+        system.dns = {
+            {"1 n", {{DNS_TYPE_A, "1.2.3.4"}}},
+            {"28 n", {{DNS_TYPE_AAAA, "::1"}}},
+            {"12 1.0.0.127.IN-ADDR.ARPA", {{DNS_TYPE_PTR, "a name too long for a string's own room"}}}};
+        system.echo_reply = std::string(40, '\0');
+        system.older_neighbours.resize(200);
+        system.neighbours.resize(1);
+        system.tcp4 = {{5, 0x090200C0, 0, 0x090200C0, 0, 1}};
+        system.tcp6.resize(20);
+        system.udp4.resize(1);
+        system.udp6.resize(1);
+        system.active[5] = 1;
+        std::strcpy(system.network.DnsServerList.IpAddress.String, "192.0.2.53");
+        system.dial_ups.resize(2);
+        system.dial_up_addresses = {L"192.0.2.10"};
         outcome result;
         {
             const heap::watch watch(trouble.denied, trouble.persistent);
@@ -295,10 +384,13 @@ TEST_P(Scenarios, ReturnTheCodeOfWhatFailsOrIsMissing) {
         std::regex_match(whole.calls[i], parts, std::regex(R"(([^(]*)(?:\((.*)\))?)"));
         const std::string function = parts[1], name = parts[2];
         const bool is_entry = function == "GetProcAddress";
-        const std::string what = is_entry ? name : function + "()";
+        const bool is_library = function == "LoadLibraryW" || function == "GetModuleHandleW";
+        const std::string what = is_entry || is_library      ? name
+                                 : function == "FreeLibrary" ? whole.calls[i]
+                                                             : function + "()";
         EXPECT_EQ(run({.failing_call = i}).code, expected(what, scripted::system::failing_code))
             << i << ": " << whole.calls[i];
-        if (is_entry || function == "LoadLibraryW" || function == "GetModuleHandleW") {
+        if (is_entry || is_library) {
             const DWORD code = is_entry ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND;
             EXPECT_EQ(run({.missing = {name}}).code, expected(what, code)) << "without " << name;
         }

@@ -1,0 +1,226 @@
+// The DNS, IP Helper and remote-access libraries of a scripted system.
+
+#include "scripted_call.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+
+#include <icmpapi.h>
+#include <raserror.h>
+#include <tcpestats.h>
+#include <windns.h>
+
+namespace scripted {
+
+namespace {
+
+ip::saddr ipv4(DWORD bytes) {
+    ip::saddr result = socket_address("0.0.0.0");
+    return std::memcpy(result.address4, &bytes, sizeof bytes), result;
+}
+
+/// A socket address of the length that its family has.
+ip::saddr image(const void* from) {
+    const bool is_ipv4 = from != nullptr && *static_cast<const short*>(from) == AF_INET;
+    return from == nullptr ? ip::saddr{} : ip::detail::image_of(from, is_ipv4 ? 16 : 28);
+}
+
+/// Writes what a call gives, or nonsense if it fails, and returns its status.
+DWORD give(call&& now, void* out, const void* from, std::size_t size) {
+    now.failed() ? std::memset(out, 0xCC, size) : std::memcpy(out, from, size);
+    return static_cast<DWORD>(now.status());
+}
+
+/// Fills a caller's table with rows behind a head.
+template <class Row>
+DWORD fill(call&& now, const std::vector<Row>& rows, DWORD too_small, std::size_t head, void* table,
+           DWORD* size, DWORD* count) {
+    const bool grows = !current->wanted.empty();
+    const std::size_t needed = head + rows.size() * sizeof(Row);
+    char* out = static_cast<char*>(std::memset(table, 0xCC, *size));
+    if (now.fails_if(grows || *size < needed, too_small)) {
+        *size = grows ? current->wanted.front() : static_cast<DWORD>(needed);
+        current->wanted.erase(current->wanted.begin(), current->wanted.begin() + grows);
+    } else if (!rows.empty()) {
+        std::memcpy(out + head, rows.data(), needed - head);
+    }
+    *count = now.failed() ? poison : static_cast<DWORD>(rows.size()) + current->more_rows;
+    return static_cast<DWORD>(now.status());
+}
+
+/// Answers with a list beside a failure too, if the system knows one.
+template <class Char>
+int query(const Char* name, WORD type, DWORD options, void* extra, DNS_RECORD** list, void* reserved) {
+    call now(sizeof(Char) == 1 ? "DnsQuery_A" : "DnsQuery_W", name, type, options);
+    EXPECT_TRUE(extra == nullptr && reserved == nullptr && *list == nullptr);
+    const std::vector<dns_record> known = current->dns[text(type) + " " + text(name)];
+    now.fails_if(known.empty(), DNS_INFO_NO_RECORDS);
+    enter_in_ledger("DNS lists", !known.empty());
+    for (auto each = known.rbegin(); each != known.rend(); ++each) {
+        DNS_RECORD record{};
+        record.pNext = *list;
+        record.wType = each->type;
+        record.Flags.DW = each->section | 0x2008;
+        if (each->type == DNS_TYPE_A || each->type == DNS_TYPE_AAAA) {
+            std::memcpy(&record.Data, address(each->data).address, 16);
+        } else if (each->data != nullptr) {
+            Char* kept = current->text(
+                std::basic_string<Char>(each->data, each->data + std::strlen(each->data)).c_str());
+            std::memcpy(&record.Data, &kept, sizeof kept);
+        }
+        const std::size_t size = each->type == DNS_TYPE_AAAA ? 16 : each->type == DNS_TYPE_OPT ? 0 : 8;
+        *list = current->keep(record, offsetof(DNS_RECORD, Data) + size);
+    }
+    return now.status();
+}
+
+template <bool Ipv6>
+HANDLE open_echo() {
+    const call now(Ipv6 ? "Icmp6CreateFile" : "IcmpCreateFile");
+    enter_in_ledger("echo handles", !now.failed());
+    return now.failed() ? INVALID_HANDLE_VALUE : current;
+}
+
+/// A request's data and header as text.
+text request(const void* data, WORD size, const IP_OPTION_INFORMATION* o) {
+    EXPECT_TRUE(o->OptionsSize == 0 && o->OptionsData == nullptr);
+    const std::string sent(static_cast<const char*>(data), size);
+    return (sent == std::string(size, 'E') ? text(size) + "E" : sent) + "/" + text(o->Ttl) + "/" +
+           text(o->Tos) + "/" + text(o->Flags);
+}
+
+DWORD answer(const call& now, void* reply, DWORD room) {
+    std::memset(reply, 0xCC, room);
+    current->echo_reply.copy(static_cast<char*>(reply), now.failed() ? 0 : room);
+    return !now.failed();
+}
+
+template <auto Rows4, auto Rows6>
+DWORD list_endpoints(void* table, DWORD* size, BOOL sorted, ULONG family, int kind, ULONG reserved) {
+    constexpr bool is_tcp = std::is_same_v<decltype(Rows4), decltype(&system::tcp4)>;
+    const auto list = [&](const auto& rows) {
+        return fill(call(is_tcp ? "TCP" : "UDP", family, *size, sorted, kind, reserved), rows,
+                    ERROR_INSUFFICIENT_BUFFER, sizeof(DWORD), table, size, static_cast<DWORD*>(table));
+    };
+    return family == AF_INET ? list(current->*Rows4) : list(current->*Rows6);
+}
+
+template <class Row>
+DWORD tell_opener(const Row* row, int type, void* rw, ULONG rw_version, ULONG rw_size, UCHAR* fixed,
+                  ULONG version, ULONG size, void* rod, ULONG rod_version, ULONG rod_size) {
+    call now(std::is_same_v<Row, MIB_TCPROW> ? "EStats" : "EStats6", row->dwLocalPort, row->dwRemotePort,
+             type, version, size);
+    EXPECT_TRUE(rw == nullptr && rod == nullptr && rw_version + rw_size + rod_version + rod_size == 0);
+    const auto found = current->active.find(*reinterpret_cast<const DWORD*>(row));
+    now.fails_if(found == current->active.end(), ERROR_NOT_FOUND);
+    return give(std::move(now), fixed, &found->second, 1);
+}
+
+} // namespace
+
+// The platform's header does not import these through slots.
+
+extern "C" DWORD WINAPI __wrap_GetBestInterface(IPAddr to, DWORD* index) {
+    return give(call("GetBestInterface", ipv4(to)), index, &current->best_index, sizeof *index);
+}
+
+extern "C" DWORD WINAPI __wrap_GetBestRoute(DWORD to, DWORD source, MIB_IPFORWARDROW* route) {
+    return give(call("GetBestRoute", ipv4(to), ipv4(source)), &route->dwForwardNextHop,
+                current->next_hop.address4, sizeof route->dwForwardNextHop);
+}
+
+extern "C" DWORD WINAPI __wrap_GetNetworkParams(FIXED_INFO* info, ULONG* size) {
+    DWORD count;
+    return fill(call("GetNetworkParams", *size), std::vector{current->network}, ERROR_BUFFER_OVERFLOW, 0,
+                info, size, &count);
+}
+
+FARPROC service_entry(std::string_view name) {
+    const auto fake = [](auto of) { return std::bit_cast<FARPROC>(+of); };
+    static const std::map<std::string_view, FARPROC> entries = {
+        {"DnsQuery_A", fake(query<char>)},
+        {"DnsQuery_W", fake(query<wchar_t>)},
+        {"DnsRecordListFree", fake([](DNS_RECORD* list, int type) {
+             const call now("DnsRecordListFree", type);
+             enter_in_ledger("DNS lists", -1);
+             std::memset(list, 0xCC, offsetof(DNS_RECORD, Data));
+         })},
+        {"IcmpCreateFile", fake(open_echo<false>)},
+        {"Icmp6CreateFile", fake(open_echo<true>)},
+        {"IcmpCloseHandle", fake([](HANDLE handle) -> BOOL {
+             const call now("IcmpCloseHandle", handle == current);
+             enter_in_ledger("echo handles", -1);
+             return !now.failed();
+         })},
+        {"IcmpSendEcho", fake([](HANDLE, IPAddr to, void* data, WORD size, IP_OPTION_INFORMATION* options,
+                                 void* reply, DWORD room, DWORD limit) {
+             return answer(call("IcmpSendEcho", ipv4(to), request(data, size, options), room, limit), reply,
+                           room);
+         })},
+        {"Icmp6SendEcho2",
+         fake([](HANDLE, HANDLE event, void* routine, void* context, void* from, void* to, void* data,
+                 WORD size, IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
+             EXPECT_TRUE(event == nullptr && routine == nullptr && context == nullptr);
+             return answer(
+                 call("Icmp6SendEcho2", image(from), image(to), request(data, size, options), room, limit),
+                 reply, room);
+         })},
+        {"GetIpNetTable", fake([](void* table, ULONG* size, BOOL sorted) {
+             return fill(call("GetIpNetTable", *size, sorted), current->older_neighbours,
+                         ERROR_INSUFFICIENT_BUFFER, sizeof(DWORD), table, size, static_cast<DWORD*>(table));
+         })},
+        {"GetIpNetTable2", fake([](ADDRESS_FAMILY family, void** table) {
+             call now("GetIpNetTable2", family);
+             const auto& rows = current->neighbours;
+             std::string bytes(8 + rows.size() * sizeof rows[0], '\0');
+             bytes[0] = static_cast<char>(rows.size());
+             std::copy_n(reinterpret_cast<const char*>(rows.data()), bytes.size() - 8, bytes.begin() + 8);
+             void* kept = now.failed() ? nullptr : current->keep(*bytes.data(), bytes.size());
+             enter_in_ledger("neighbour tables", !now.failed());
+             return give(std::move(now), table, &kept, sizeof kept);
+         })},
+        {"FreeMibTable", fake([](void*) {
+             const call now("FreeMibTable");
+             enter_in_ledger("neighbour tables", -1);
+         })},
+        {"SendARP", fake([](IPAddr to, IPAddr from, void* mac, ULONG* length) {
+             call now("SendARP", ipv4(to), ipv4(from), *length);
+             const DWORD room = std::exchange(*length, current->resolved.PhysicalAddressLength);
+             return give(std::move(now), mac, current->resolved.PhysicalAddress, room);
+         })},
+        {"ResolveIpNetEntry2", fake([](MIB_IPNET_ROW2* row, const SOCKADDR_INET* source) {
+             return give(call("ResolveIpNetEntry2", image(&row->Address),
+                              source == nullptr ? "none" : text(image(source)),
+                              row->InterfaceIndex + row->InterfaceLuid.Value),
+                         row, &current->resolved, sizeof *row);
+         })},
+        {"GetExtendedTcpTable", fake(list_endpoints<&system::tcp4, &system::tcp6>)},
+        {"GetExtendedUdpTable", fake(list_endpoints<&system::udp4, &system::udp6>)},
+        {"GetPerTcpConnectionEStats", fake(tell_opener<MIB_TCPROW>)},
+        {"GetPerTcp6ConnectionEStats", fake(tell_opener<MIB_TCP6ROW>)},
+        {"GetBestInterfaceEx", fake([](const SOCKADDR* to, DWORD* index) {
+             return give(call("GetBestInterfaceEx", image(to)), index, &current->best_index, sizeof *index);
+         })},
+        {"GetBestRoute2", fake([](void* luid, ULONG index, void* from, const SOCKADDR_INET* to, ULONG options,
+                                  MIB_IPFORWARD_ROW2* route, SOCKADDR_INET* own) {
+             EXPECT_TRUE(luid == nullptr && from == nullptr && own != nullptr);
+             return give(call("GetBestRoute2", index, image(to), options), &route->NextHop,
+                         &current->next_hop, sizeof route->NextHop);
+         })},
+        {"RasEnumConnectionsW", fake([](RASCONNW* list, DWORD* size, DWORD* count) {
+             call now("RasEnumConnectionsW", *size / sizeof *list);
+             now.fails_if(list->dwSize != sizeof *list, ERROR_INVALID_SIZE);
+             return fill(std::move(now), current->dial_ups, ERROR_BUFFER_TOO_SMALL, 0, list, size, count);
+         })},
+        {"RasGetProjectionInfoW", fake([](HRASCONN connection, int kind, RASPPPIPW* out, DWORD* size) {
+             const std::wstring& address =
+                 current->dial_up_addresses.at(std::bit_cast<std::size_t>(connection));
+             return give(call("RasGetProjectionInfoW", kind, *size - out->dwSize), out->szIpAddress,
+                         address.c_str(), (address.size() + 1) * sizeof(wchar_t));
+         })}};
+    const auto found = entries.find(name);
+    return found == entries.end() ? nullptr : found->second;
+}
+
+} // namespace scripted
