@@ -108,7 +108,7 @@ public:
     std::vector<std::wstring> dial_up_addresses;
     DWORD more_rows = 0;      ///< how many more rows a table says it has
     std::deque<DWORD> wanted; ///< the room that the next calls for a table want, whatever they get
-    bool yields = false; ///< gives other threads a chance inside calls
+    bool yields = false;      ///< gives other threads a chance inside calls
 
     // What fails: the codes that a call answers, one each time (0: as usual), by its name with or without
     // argument; or one call by its number.
