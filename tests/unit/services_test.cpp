@@ -215,7 +215,7 @@ TEST_F(IpHelper, ListsNeighboursFromTheTableOfTheFamily) {
     ip::saddr link = socket_address("fe80::1");
     link.scope_id = 8;
     for (const DWORD length : {9u, 32u, 33u, 257u}) {
-        system.older_neighbours.push_back({7, length, {9, 9, 9, 9, 9, 9, 9, 9}, 0x010200C0, {3}});
+        system.older_neighbours.push_back({7, length, {9, 9, 9, 9, 9, 9, 9, 9}, 0x010200C0, 3});
         MIB_IPNET_ROW2& row = system.neighbours.emplace_back();
         row.InterfaceIndex = 8;
         row.InterfaceLuid.Value = 6ULL << 48 | 99;
