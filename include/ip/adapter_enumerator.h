@@ -34,7 +34,9 @@ struct _SFindAdapter {
     /// In the order listed. Older source: only the first, which is 0.0.0.0 where there is none, and has
     /// family 0 when its text is no address.
     std::vector<saddr> gateways;
-    std::vector<saddr> dns_servers; ///< in the order listed
+    /// In the order listed. Where no IPv6 server is set, Windows lists fec0:0:0:ffff::1 to ::3, which lead
+    /// nowhere.
+    std::vector<saddr> dns_servers;
     bool dhcp_enabled = false;
     saddr4 dhcp_server;  ///< family 0 when there is none; of an IPv6 server the last four bytes
     saddr dhcpv6_server; ///< family 0 when there is none, and from the older source; an IPv4 one is mapped
@@ -61,8 +63,8 @@ struct _SFindAddress {
 /// How this host reaches a destination.
 struct _SCurrentProfile {
     _SFindAdapter adapter; ///< the adapter that serves the destination
-    /// The own address used: the dial-up connection's where there is one, else the adapter's first of the
-    /// destination's family. Family 0 when it has none.
+    /// The own address: of the destination's family, the dial-up connection's or else the adapter's first.
+    /// Without one, the connection's of the other family, or family 0.
     addr address;
     addr mask;                ///< of that address, as in `_SFindAddress`
     saddr gateway;            ///< the next hop, see `find_best_gateway`; family 0 when it is not known
@@ -116,7 +118,7 @@ public:
     /// `destination` (see `getbestinterface`), which does not matter otherwise. True leaves 0 in the last
     /// error and the enumerator on that adapter, so that `find_next_addr` gives its addresses. False leaves
     /// the reason: that of `find_first`, the code of `getbestinterface`, 259 no adapter of that index, 8;
-    /// `adapter` is then the last one walked over. Starts from scratch and throws like `find_first`.
+    /// `adapter` is then as the step that failed leaves it. Starts from scratch and throws like `find_first`.
     KVTIP_API bool find_best(_SFindAdapter& adapter, const saddr& destination, std::uint32_t index = 0);
 
     /// The next hop towards `destination`; for a host on the own link that is, in IPv4, the own address, in

@@ -1,6 +1,6 @@
 #pragma once
 
-// The list of adapters that several services ask for.
+// The list of adapters that the enumerator and the DNS server list ask for.
 
 #include "binding/system_list.h"
 #include "ip/detail/helper.h"

@@ -17,12 +17,6 @@ using namespace detail;
 
 namespace {
 
-IPAddr system_address(const saddr& address) {
-    IPAddr result;
-    std::memcpy(&result, address.address4, sizeof result);
-    return result;
-}
-
 SOCKADDR_INET system_image(const saddr& address) {
     SOCKADDR_INET result;
     static_assert(sizeof result == sizeof address);
@@ -36,7 +30,7 @@ bool has_index(const _SFindAdapter& adapter, std::uint32_t index) {
 
 unsigned long find_ipv4_gateway(const saddr& destination, saddr& gateway) {
     MIB_IPFORWARDROW route;
-    if (const unsigned long code = GetBestRoute(system_address(destination), 0, &route)) {
+    if (const unsigned long code = GetBestRoute(ipv4_number(destination.address4), 0, &route)) {
         return code;
     }
     gateway = {};
@@ -73,7 +67,7 @@ unsigned long getbestinterface(const saddr& destination, std::uint32_t& index) {
         SOCKADDR_INET target = system_image(destination);
         code = best_interface(reinterpret_cast<SOCKADDR*>(&target), &found);
     } else if (destination.family == family_ipv4) {
-        code = GetBestInterface(system_address(destination), &found);
+        code = GetBestInterface(ipv4_number(destination.address4), &found);
     }
     index = found;
     return code;

@@ -23,10 +23,7 @@ public:
 
     void add(const std::string& server) {
         if (written_.insert(server).second) {
-            if (!text_.empty()) {
-                text_ += ',';
-            }
-            text_ += server;
+            text_ += text_.empty() ? server : ',' + server;
         }
     }
 
@@ -35,7 +32,9 @@ private:
     std::set<std::string> written_;
 };
 
-void add_system_wide(server_list& servers) {
+// Each of these adds what there is memory for.
+
+void add_system_wide(server_list& servers) try {
     membuffer buffer;
     if (get_list<FIXED_INFO>(buffer, 600, ERROR_BUFFER_OVERFLOW, &GetNetworkParams) != 0) {
         return;
@@ -44,6 +43,7 @@ void add_system_wide(server_list& servers) {
     for (const IP_ADDR_STRING* each = &info->DnsServerList; each != nullptr; each = each->Next) {
         servers.add(each->IpAddress.String);
     }
+} catch (const std::bad_alloc&) {
 }
 
 /// Whether all address bytes have that value: true for a family without addresses.
@@ -64,7 +64,7 @@ std::string text_of(const saddr& server) {
                                         : std::string(ipv6, format_ipv6(server.address6, ipv6));
 }
 
-void add_adapters(server_list& servers) {
+void add_adapters(server_list& servers) try {
     membuffer buffer;
     if (the_helper().iphlpapi.GetAdaptersAddresses == nullptr ||
         get_adapters(buffer, family_none, adapter_list_flags()) != 0) {
@@ -84,6 +84,7 @@ void add_adapters(server_list& servers) {
             }
         }
     }
+} catch (const std::bad_alloc&) {
 }
 
 /// A load of the IP Helper library for one call.
@@ -102,7 +103,7 @@ private:
 
 } // namespace
 
-bool adapter_enumerator::retrievednsservers(std::string& text) try {
+bool adapter_enumerator::retrievednsservers(std::string& text) {
     server_list servers(text);
     add_system_wide(servers);
     iphlpapi_load library;
@@ -110,8 +111,6 @@ bool adapter_enumerator::retrievednsservers(std::string& text) try {
         return false;
     }
     add_adapters(servers);
-    return !text.empty();
-} catch (const std::bad_alloc&) {
     return !text.empty();
 }
 

@@ -57,6 +57,7 @@ public:
     /// The own IPv4 address of a connection; family 0 when it has none.
     addr address_of(const ras_connection& connection) const {
         RASPPPIPW projection{};
+        static_assert(sizeof projection == 80);
         projection.dwSize = sizeof projection;
         DWORD size = sizeof projection;
         addr address;
@@ -90,14 +91,18 @@ void use(const _SFindAddress* own, _SCurrentProfile& profile) {
     }
 }
 
-/// Fills in the connection that has one of the adapter's addresses, if there is one.
-void find_connection(const std::vector<_SFindAddress>& addresses, _SCurrentProfile& profile) {
+/// Fills in the connection that has one of the adapter's addresses, if there is one. That is then the address
+/// used, but towards a destination of another family.
+void find_connection(const std::vector<_SFindAddress>& addresses, std::uint16_t family,
+                     _SCurrentProfile& profile) {
     const remote_access library;
     for (const ras_connection& connection : library.connections()) {
         const addr address = library.address_of(connection);
         const auto* own = find(addresses, [&](const auto& each) { return is_same(each.address, address); });
         if (own != nullptr) {
-            use(own, profile);
+            if (own->address.family == family || profile.address.family == family_none) {
+                use(own, profile);
+            }
             profile.dial_up = true;
             profile.entry_name = connection.szEntryName;
             profile.device_type = connection.szDeviceType;
@@ -125,7 +130,7 @@ bool adapter_enumerator::find_current_profile(_SCurrentProfile& profile, const s
         if (find_best_gateway(profile.adapter, destination, found.gateway) != 0) {
             found.gateway = {};
         }
-        find_connection(addresses, found);
+        find_connection(addresses, destination.family, found);
         found.adapter = std::move(profile.adapter);
         profile = std::move(found);
     } catch (const std::bad_alloc&) {

@@ -45,6 +45,13 @@ inline saddr to_saddr(const addr& address) {
     return result;
 }
 
+/// The four bytes of an IPv4 address as the number that some system calls take, in network byte order.
+inline std::uint32_t ipv4_number(const std::uint8_t* address4) {
+    std::uint32_t number;
+    std::memcpy(&number, address4, sizeof number);
+    return number;
+}
+
 /// The first bytes of a system's record of `length` bytes, the rest zero: an IPv4 record has 16 bytes
 /// and nothing of ours behind it.
 inline saddr image_of(const void* record, std::size_t length) {

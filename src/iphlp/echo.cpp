@@ -69,15 +69,13 @@ unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& re
     if (!handle.is_open()) {
         return GetLastError();
     }
-    IPAddr address;
-    std::memcpy(&address, destination.bytes, sizeof address);
     data.assign(request.size, pattern);
     IP_OPTION_INFORMATION options = request.options();
     ICMP_ECHO_REPLY answer;
     constexpr std::size_t least_data = 8; // room for an error message
     buffer.resize(sizeof answer + std::max<std::size_t>(request.size, least_data));
-    if (bound.IcmpSendEcho(handle.get(), address, data.data(), request.size, &options, buffer.data(),
-                           static_cast<DWORD>(buffer.size()), request.timeout) == 0) {
+    if (bound.IcmpSendEcho(handle.get(), ipv4_number(destination.bytes), data.data(), request.size, &options,
+                           buffer.data(), static_cast<DWORD>(buffer.size()), request.timeout) == 0) {
         return GetLastError();
     }
     std::memcpy(&answer, buffer.data(), sizeof answer);

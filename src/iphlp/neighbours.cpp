@@ -24,12 +24,6 @@ void assign(macaddr& mac, const void* bytes, std::size_t room, unsigned long len
     std::memcpy(mac.bytes, bytes, std::min<std::size_t>(mac.length, room));
 }
 
-IPAddr system_address(const std::uint8_t* address4) {
-    IPAddr result;
-    std::memcpy(&result, address4, sizeof result);
-    return result;
-}
-
 unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned short family) {
     static_assert(offsetof(MIB_IPNET_TABLE2, Table) == 8 && sizeof(MIB_IPNET_ROW2) == 88 &&
                   sizeof(NL_NEIGHBOR_STATE) == 4);
@@ -94,8 +88,8 @@ unsigned long resolve_ipv4(const addr& target, const addr* source, macaddr& mac)
     }
     std::uint8_t bytes[macaddr::max_length] = {};
     ULONG length = sizeof bytes;
-    if (const unsigned long code = send_arp(system_address(target.address),
-                                            system_address(ipv4_view(source).bytes), bytes, &length)) {
+    if (const unsigned long code =
+            send_arp(ipv4_number(target.address), ipv4_number(ipv4_view(source).bytes), bytes, &length)) {
         return code;
     }
     assign(mac, bytes, sizeof bytes, length);
@@ -146,7 +140,7 @@ unsigned long hlpapi::sendARP(const saddr4& source, const saddr4& destination, m
     std::uint8_t bytes[8] = {};
     ULONG length = mac_size;
     if (const unsigned long code =
-            send_arp(system_address(destination.address), system_address(source.address), bytes, &length)) {
+            send_arp(ipv4_number(destination.address), ipv4_number(source.address), bytes, &length)) {
         return code;
     }
     std::memcpy(mac.bytes, bytes, sizeof bytes);

@@ -1,6 +1,7 @@
 #include "arguments.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <iterator>
 
@@ -20,7 +21,18 @@ std::vector<ip::addr> ask(const std::string& host, unsigned short family, int fl
     hints.ai_socktype = SOCK_STREAM; // otherwise an address is found once for each type of socket
     std::vector<ip::addr> found;
     check(ip::winsock2::getaddrinfo(to_wide(host).c_str(), found, nullptr, &hints), "getaddrinfo");
+    std::erase_if(found, [](const ip::addr& each) { return each.family == ip::family_none; });
+    check(found.empty() ? WSANO_DATA : 0, "getaddrinfo");
     return found;
+}
+
+/// The interface's index behind the "%" of a link-local address; 0 without one.
+std::uint32_t scope_of(const std::string& host) {
+    std::uint32_t scope = 0;
+    if (const std::size_t mark = host.find('%'); mark != std::string::npos) {
+        std::from_chars(host.data() + mark + 1, host.data() + host.size(), scope);
+    }
+    return scope;
 }
 
 } // namespace
@@ -51,12 +63,19 @@ std::vector<ip::saddr> look_up(const std::string& host, unsigned short family) {
     const std::vector<ip::addr> found = ask(host, family, 0);
     std::vector<ip::saddr> result;
     std::transform(found.begin(), found.end(), std::back_inserter(result), socket_address);
+    if (result.front().family == ip::family_ipv6) {
+        result.front().scope_id = scope_of(host);
+    }
     return result;
+}
+
+ip::saddr look_up_first(const std::string& host, unsigned short family) {
+    return look_up(host, family).front();
 }
 
 ip::addr parse_address(const std::string& text, const char* name) {
     try {
-        return ask(text, ip::family_none, AI_NUMERICHOST).at(0);
+        return ask(text, ip::family_none, AI_NUMERICHOST).front();
     } catch (const kvt::exceptions::error& error) {
         if (error.error_code() != WSAHOST_NOT_FOUND) {
             throw;

@@ -18,8 +18,9 @@ std::function<unsigned short()> add_family(CLI::App& options);
 std::shared_ptr<std::string> add_host(CLI::App& options, const char* name, const char* description,
                                       const char* otherwise = "");
 
-/// The addresses of such a host, with port 0. Throws `kvt::exceptions::error`.
+/// The addresses of such a host, at least one, with port 0. Throws `kvt::exceptions::error`.
 std::vector<ip::saddr> look_up(const std::string& host, unsigned short family = ip::family_none);
+ip::saddr look_up_first(const std::string& host, unsigned short family);
 
 /// The address that such an argument writes. Throws `CLI::ParseError` where it writes none.
 ip::addr parse_address(const std::string& text, const char* name);

@@ -67,7 +67,7 @@ json connect_to(const target& to) {
     const std::vector<ip::saddr> addresses = look_up(*to.host);
     for (std::size_t i = 0;; ++i) {
         try {
-            return attempt(addresses.at(i), to);
+            return attempt(addresses[i], to);
         } catch (const kvt::exceptions::error&) {
             if (i + 1 == addresses.size()) {
                 throw;

@@ -78,7 +78,8 @@ operation prepare(CLI::App& options) {
     options.add_option("--state", wanted->state, "Only TCP connections in this state")
         ->check(CLI::IsMember(names))
         ->excludes(udp);
-    options.add_option("--pid", wanted->pid, "Only those of this process; 0 for those of none");
+    options.add_option("--pid", wanted->pid, "Only those of this process; 0 for those of none")
+        ->check(CLI::Range(0u, 4294967295u));
     return [wanted](const line_sink&) { return list_connections(*wanted); };
 }
 

@@ -1,12 +1,15 @@
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 #include <vector>
 
 #include <windows.h>
 
+#include "arguments.h"
 #include "check.h"
 #include "command.h"
 #include "ip/adapter_enumerator.h"
+#include "ip/winsock2.h"
 #include "output.h"
 
 namespace {
@@ -14,18 +17,25 @@ namespace {
 /// What an adapter without IPv6 name servers shows instead.
 constexpr const char* placeholders[] = {"fec0:0:0:ffff::1", "fec0:0:0:ffff::2", "fec0:0:0:ffff::3"};
 
-bool has_server(const ip::_SFindAdapter& adapter, const std::string& server) {
-    return std::any_of(adapter.dns_servers.begin(), adapter.dns_servers.end(), [&](ip::saddr each) {
-        each.scope_id = 0; // the list has no scopes
-        return address_json(each) == server;
-    });
+bool is_same(const ip::saddr& one, const ip::saddr& other) {
+    return one.family == other.family &&
+           (one.family == ip::family_ipv4 ? std::equal(one.address4, std::end(one.address4), other.address4)
+                                          : std::equal(one.address6, std::end(one.address6), other.address6));
+}
+
+/// Compares addresses, since one can be written in several ways.
+bool has_server(const ip::_SFindAdapter& adapter, const std::string& text) {
+    ip::addr server;
+    return ip::winsock2::address_from_string(server, text.c_str()) == 0 &&
+           std::any_of(adapter.dns_servers.begin(), adapter.dns_servers.end(),
+                       [&](const ip::saddr& each) { return is_same(each, socket_address(server)); });
 }
 
 json adapters_with(const std::string& server, const std::vector<ip::_SFindAdapter>& adapters) {
     json names = json::array();
     for (const ip::_SFindAdapter& adapter : adapters) {
         if (has_server(adapter, server)) {
-            names.push_back(adapter.friendly_name.empty() ? adapter.name : to_utf8(adapter.friendly_name));
+            names.push_back(title_of(adapter));
         }
     }
     return names;

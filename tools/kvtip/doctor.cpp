@@ -16,6 +16,7 @@ struct entry {
     const char* name;
     const char* otherwise;
     bool has_substitute = false;
+    bool is_one_of_two = false; ///< the library takes `getaddrinfo` and `freeaddrinfo` both or none
 };
 
 /// What the library takes from a system library: without one of the required entries nothing of it works.
@@ -64,8 +65,8 @@ constexpr const char* sockets[] = {
 constexpr const char* own_look_up = "names are looked up by gethostbyname, IPv4 only";
 constexpr const char* own_connect = "connecting by name looks the name up and connects itself";
 constexpr entry newer_sockets[] = {
-    {"getaddrinfo", own_look_up, true},
-    {"freeaddrinfo", own_look_up, true},
+    {"getaddrinfo", own_look_up, true, true},
+    {"freeaddrinfo", own_look_up, true, true},
     {"getnameinfo", "addresses are looked up by gethostbyaddr, IPv4 only", true},
     {"GetNameInfoW", "wide names of addresses are converted narrow ones"},
     {"GetAddrInfoW", "wide names are looked up as narrow ones"},
@@ -90,7 +91,7 @@ constexpr entry newer_helpers[] = {
     {"ResolveIpNetEntry2", "hardware addresses of IPv6 neighbours are not known (87)"},
     {"GetIpNetTable2", ipv4_neighbours},
     {"FreeMibTable", ipv4_neighbours},
-    {"GetExtendedTcpTable", "TCP connections are not listed (1627)"},
+    {"GetExtendedTcpTable", "connections are not listed (1627)"},
     {"GetExtendedUdpTable", "UDP endpoints are not listed (1627)"},
     {"GetPerTcpConnectionEStats", "who opened a connection is not known"},
     {"GetPerTcp6ConnectionEStats", "who opened an IPv6 connection is not known"},
@@ -138,10 +139,9 @@ json binding_json(const binding& which) {
         const bool bound = library.has(name);
         entries.push_back(entry_json(name, bound ? "bound" : "missing", bound ? nullptr : which.otherwise));
     }
-    // Of these two the library takes both or none.
     const bool has_lists = library.has("getaddrinfo") && library.has("freeaddrinfo");
     for (const entry& each : which.optional) {
-        const bool bound = each.otherwise == own_look_up ? has_lists : library.has(each.name);
+        const bool bound = each.is_one_of_two ? has_lists : library.has(each.name);
         const char* otherwise = each.has_substitute && library.is_loaded() ? "substituted" : "missing";
         entries.push_back(
             entry_json(each.name, bound ? "bound" : otherwise, bound ? nullptr : each.otherwise));

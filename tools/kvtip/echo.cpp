@@ -6,7 +6,9 @@
 namespace {
 
 /// The system's own texts for these numbers speak of sockets.
-constexpr number_name statuses[] = {{11001, "buffer too small"},
+constexpr number_name statuses[] = {{59, "an error message, or other data than was sent"},
+                                    {120, "the system cannot ping over this family"},
+                                    {11001, "buffer too small"},
                                     {11002, "network unreachable"},
                                     {11003, "host unreachable"},
                                     {11004, "protocol unreachable or prohibited"},

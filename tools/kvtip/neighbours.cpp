@@ -1,3 +1,4 @@
+#include <stdexcept>
 #include <vector>
 
 #include <windows.h>
@@ -42,7 +43,11 @@ json list_neighbours(unsigned short family) {
 json mac_of(const std::string& text) {
     const ip::addr address = parse_address(text, "ADDRESS");
     ip::macaddr mac;
-    check(mac.from_addr(address, nullptr), "from_addr");
+    const unsigned long code = mac.from_addr(address, nullptr);
+    if (code == ERROR_BAD_NET_NAME || code == ERROR_GEN_FAILURE) { // the system's texts speak of other things
+        throw std::runtime_error(std::to_string(code) + ": no answer on this link");
+    }
+    check(code, "from_addr");
     return {{"address", address_json(address)}, {"mac", mac_json(mac)}};
 }
 

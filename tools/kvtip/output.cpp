@@ -171,6 +171,10 @@ std::string endpoint_text(const json& endpoint) {
     return (ipv6 ? "[" + address + "]" : address) + ":" + endpoint["port"].dump();
 }
 
+std::string title_of(const ip::_SFindAdapter& adapter) {
+    return adapter.friendly_name.empty() ? adapter.name : to_utf8(adapter.friendly_name);
+}
+
 json text_json(std::wstring_view text) {
     return text.empty() ? json() : json(to_utf8(text));
 }

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "command.h"
-#include "ip/address.h"
+#include "ip/adapter_enumerator.h"
 
 /// Text to UTF-16; the code page is UTF-8 if no other is given.
 std::wstring to_wide(std::string_view text, unsigned code_page = 65001);
@@ -47,6 +47,9 @@ std::uint16_t swap_bytes(std::uint16_t port);
 /// Address and port, the port as people write it, and the two as one text.
 json endpoint_json(const ip::saddr& endpoint);
 std::string endpoint_text(const json& endpoint);
+
+/// The adapter's name as users know it, else its GUID.
+std::string title_of(const ip::_SFindAdapter& adapter);
 
 /// The text, null for none.
 json text_json(std::wstring_view text);

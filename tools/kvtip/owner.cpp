@@ -28,7 +28,8 @@ json owner_of(const std::string& local, const std::string& remote) {
 
 operation prepare(CLI::App& options) {
     const auto local = add_host(options, "LOCAL", "The own address of the connection");
-    const auto remote = add_host(options, "REMOTE", "The other address; 0.0.0.0 or :: for a UDP endpoint");
+    const auto remote =
+        add_host(options, "REMOTE", "The other address; 0.0.0.0 or :: for a listener or a UDP endpoint");
     return [=](const line_sink&) { return owner_of(*local, *remote); };
 }
 

@@ -77,7 +77,7 @@ json with_summary(json result) {
 }
 
 json ping(const request& what, const line_sink& show) {
-    const ip::saddr destination = look_up(*what.host, what.family()).at(0);
+    const ip::saddr destination = look_up_first(*what.host, what.family());
     const json address = address_json(destination);
     show("pinging " + plain_text(address) + " with " + std::to_string(what.options.size) + " bytes");
     return with_summary({{"host", *what.host},

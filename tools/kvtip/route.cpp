@@ -12,8 +12,12 @@
 
 namespace {
 
-/// Null where the destination is on the own link: the next hop is then an own address or none.
+/// Null where the next hop is not known, and where the destination is on the own link: it is then an own
+/// address or none.
 json gateway_json(const ip::saddr& next_hop) {
+    if (next_hop.family == ip::family_none) {
+        return nullptr;
+    }
     std::vector<ip::addr> own;
     check(ip::localaddresses(own, next_hop.family), "localaddresses");
     json direct = list_json(own);
@@ -24,7 +28,7 @@ json gateway_json(const ip::saddr& next_hop) {
 }
 
 json route_to(const std::string& host, unsigned short family) {
-    const ip::saddr destination = look_up(host, family).at(0);
+    const ip::saddr destination = look_up_first(host, family);
     ip::adapter_enumerator adapters;
     ip::_SFindAdapter adapter;
     if (!adapters.find_best(adapter, destination)) {
@@ -35,19 +39,19 @@ json route_to(const std::string& host, unsigned short family) {
     const bool ipv6 = destination.family == ip::family_ipv6;
     return {{"destination", address_json(destination)},
             {"interface_index", ipv6 ? adapter.ipv6_index : adapter.index},
-            {"adapter", text_json(adapter.friendly_name)},
+            {"adapter", title_of(adapter)},
             {"gateway", gateway_json(next_hop)}};
 }
 
 json profile_of(const std::string& host, unsigned short family) {
-    const ip::saddr destination = look_up(host, family).at(0);
+    const ip::saddr destination = look_up_first(host, family);
     ip::adapter_enumerator adapters;
     ip::_SCurrentProfile profile;
     if (!adapters.find_current_profile(profile, destination)) {
         check(GetLastError(), "find_current_profile");
     }
     return {{"destination", address_json(destination)},
-            {"adapter", text_json(profile.adapter.friendly_name)},
+            {"adapter", title_of(profile.adapter)},
             {"address", address_json(profile.address)},
             {"mask", address_json(profile.mask)},
             {"gateway", gateway_json(profile.gateway)},
@@ -70,7 +74,7 @@ operation prepare_route(CLI::App& options) {
 }
 
 operation prepare_profile(CLI::App& options) {
-    return prepare<profile_of>(options, "192.0.2.1"); // in no network: the way there is the default one
+    return prepare<profile_of>(options, "192.0.2.1"); // hardly a host: the way there is the default one
 }
 
 std::string route_text(const json& result) {

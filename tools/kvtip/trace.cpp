@@ -42,7 +42,7 @@ std::string hop_line(const json& hop) {
 }
 
 json trace(const std::string& host, unsigned short family, unsigned max_hops, const line_sink& show) {
-    const ip::saddr destination = look_up(host, family).at(0);
+    const ip::saddr destination = look_up_first(host, family);
     const json address = address_json(destination);
     show("tracing the way to " + plain_text(address) + ", up to hop " + std::to_string(max_hops));
     json hops = json::array();
