@@ -8,11 +8,10 @@ constinit void* blocks[4096] = {};
 
 /// Makes a block with `allocate` unless it is denied.
 template <class Allocate>
-void* ask(std::size_t size, Allocate allocate) {
+void* ask(Allocate allocate) {
     if (!now.watched || paused != 0) {
         return allocate();
     }
-    now.largest = std::max(now.largest, size);
     const std::size_t number = now.asked++;
     if (number >= now.first_denied && number <= now.last_denied) {
         return nullptr;
@@ -37,13 +36,13 @@ void* __real_realloc(void*, std::size_t);
 void __real_free(void*);
 
 void* __wrap_malloc(std::size_t size) {
-    return heap::ask(size, [=] { return __real_malloc(size); });
+    return heap::ask([=] { return __real_malloc(size); });
 }
 void* __wrap_calloc(std::size_t count, std::size_t size) {
-    return heap::ask(count * size, [=] { return __real_calloc(count, size); });
+    return heap::ask([=] { return __real_calloc(count, size); });
 }
 void* __wrap_realloc(void* block, std::size_t size) {
-    return heap::ask(size, [=] { return heap::forget(block), __real_realloc(block, size); });
+    return heap::ask([=] { return heap::forget(block), __real_realloc(block, size); });
 }
 void __wrap_free(void* block) {
     heap::forget(block);

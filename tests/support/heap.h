@@ -9,7 +9,7 @@ namespace heap {
 
 // Constant at first, since allocations are made before any constructor runs.
 struct state {
-    std::size_t asked, largest, live;
+    std::size_t asked, live;
     std::size_t first_denied, last_denied;
     bool watched;
 };
@@ -20,12 +20,11 @@ inline constinit std::atomic<int> paused = 0;
 struct watch {
     /// Denies allocation number `denied` (from 0), and with `persistent` all that come after it.
     explicit watch(std::size_t denied = ~std::size_t{0}, bool persistent = false) {
-        now = {0, 0, 0, denied, persistent ? ~std::size_t{0} : denied, true};
+        now = {0, 0, denied, persistent ? ~std::size_t{0} : denied, true};
     }
     ~watch() { now.watched = false; }
 
     std::size_t allocations() const { return now.asked; } ///< asked for so far
-    std::size_t largest() const { return now.largest; }   ///< in bytes, of those
     std::size_t live() const { return now.live; }         ///< made while watching and not freed yet
 };
 

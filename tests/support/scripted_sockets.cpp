@@ -27,27 +27,12 @@ ip::saddr image_at(const void* address, int length) {
 template <class Length>
 void write_address(call& now, const endpoint& from, void* buffer, Length* room) {
     EXPECT_EQ(*room, Length{128});
-    EXPECT_EQ(static_cast<const SOCKADDR*>(buffer)->sa_family, 0);
     if (now.failed()) {
         std::memset(buffer, 0xCC, 128);
     } else if (from.length != 0) { // a connected socket's receive writes nothing at all
         std::memcpy(buffer, &from.address, static_cast<std::size_t>(from.length));
         *room = static_cast<Length>(from.length);
     }
-}
-
-int WSAAPI wsa_startup(WORD version, WSADATA* data) {
-    call now("WSAStartup", version);
-    const bool failed = now.fails_if((version & 0xFF) == 0, WSAVERNOTSUPPORTED);
-    data->wVersion = failed ? 0xDEAD : version;
-    enter_in_ledger("starts", !failed);
-    return now.status();
-}
-
-int WSAAPI wsa_cleanup() {
-    const call now("WSACleanup");
-    enter_in_ledger("starts", -1);
-    return now.result();
 }
 
 /// Takes any text for the address 1.2.3.4 or 102:304:: of the family asked for.
@@ -79,13 +64,6 @@ INT WSAAPI write_text(SOCKADDR* record, DWORD length, WSAPROTOCOL_INFOW*, Char* 
 
 // Sockets.
 
-/// The socket of a handle, without which the call fails.
-open_socket& at(call& now, SOCKET handle) {
-    static open_socket none;
-    const auto found = current->sockets.find(handle);
-    return now.fails_if(found == current->sockets.end(), WSAENOTSOCK) ? none = {} : found->second;
-}
-
 /// A new handle, unless the call fails.
 SOCKET open(const call& now, const open_socket& socket) {
     if (now.failed()) {
@@ -94,68 +72,6 @@ SOCKET open(const call& now, const open_socket& socket) {
     enter_in_ledger("sockets", 1);
     current->sockets[current->next_socket] = socket;
     return current->next_socket++;
-}
-
-SOCKET WSAAPI open_new(int af, int type, int protocol, WSAPROTOCOL_INFOW* info, GROUP group, DWORD flags) {
-    call now("WSASocketW", af, type, protocol, info != nullptr, group, flags);
-    now.fails_if(af != AF_INET && af != AF_INET6, WSAEAFNOSUPPORT);
-    return open(now, {.family = af});
-}
-
-int WSAAPI close(SOCKET handle) {
-    call now("closesocket", handle);
-    enter_in_ledger("sockets", -1);
-    EXPECT_EQ(current->sockets.erase(handle), 1u) << "no open socket: " << handle;
-    return now.result();
-}
-
-int WSAAPI bind_to(SOCKET handle, const SOCKADDR* address, int length) {
-    call now("bind", handle, image_at(address, length), length);
-    open_socket& socket = at(now, handle);
-    socket.bound = !now.fails_if(length < 16, WSAEFAULT);
-    return now.result();
-}
-
-int WSAAPI start_listening(SOCKET handle, int backlog) {
-    call now("listen", handle, backlog);
-    now.fails_if(!at(now, handle).bound, WSAEINVAL);
-    return now.result();
-}
-
-SOCKET WSAAPI accept_peer(SOCKET handle, SOCKADDR* address, int* length, LPCONDITIONPROC condition,
-                          DWORD_PTR data) {
-    call now("WSAAccept", handle, condition != nullptr, data);
-    at(now, handle);
-    if (condition != nullptr && !now.failed()) {
-        const int decision = condition(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, data);
-        now.fails_if(decision == CF_REJECT, WSAECONNREFUSED);
-        now.fails_if(decision == CF_DEFER, WSATRY_AGAIN);
-    }
-    write_address(now, current->peer, address, length);
-    return open(now, {.bound = true, .connected = true});
-}
-
-/// A non-blocking connect goes on in the background: `select` sees its end.
-int WSAAPI connect_to(SOCKET handle, const SOCKADDR* address, int length) {
-    const ip::saddr target = image_at(address, length);
-    call now("connect", handle, target, length);
-    open_socket& socket = at(now, handle);
-    now.fails_if(length < 16, WSAEFAULT);
-    now.fails_if(socket.family != target.family, WSAEAFNOSUPPORT);
-    now.fails_if(socket.connecting, WSAEALREADY);
-    now.fails_if(socket.connected, WSAEISCONN);
-    ip::addr host;
-    ip::detail::to_addr(target, host);
-    const auto peer = current->peers.find(text(host));
-    if (!now.fails_if(peer == current->peers.end(), WSAEHOSTUNREACH)) {
-        socket.outcome = peer->second;
-        socket.failed = false;
-        socket.connecting = socket.non_blocking;
-        socket.connected = !socket.connecting && socket.outcome == 0;
-        now.fails_if(socket.connecting, WSAEWOULDBLOCK);
-        now.fails_if(socket.outcome != 0, socket.outcome);
-    }
-    return now.result();
 }
 
 /// The handles in a set as text, with "+" between them.
@@ -178,87 +94,10 @@ int keep_ready(fd_set* set, bool (*is_ready)(const open_socket&)) {
     return static_cast<int>(set == nullptr ? 0 : set->fd_count = ready);
 }
 
-int WSAAPI wait(int count, fd_set* read, fd_set* write, fd_set* except, const timeval* limit) {
-    call now("select", count, handles(read), handles(write), handles(except),
-             limit == nullptr ? -1 : limit->tv_sec);
-    now.fails_if(read == nullptr && write == nullptr && except == nullptr, WSAEINVAL);
-    if (now.failed()) {
-        for (fd_set* set : {read, write, except}) {
-            *(set == nullptr ? std::make_unique<fd_set>().get() : set) = fd_set{1, {poison}};
-        }
-        return SOCKET_ERROR;
-    }
-    for (auto& [handle, socket] : current->sockets) {
-        if (socket.connecting && (socket.outcome != WSAETIMEDOUT || limit == nullptr)) {
-            socket.connecting = false;
-            socket.connected = socket.outcome == 0;
-            socket.failed = !socket.connected;
-            socket.error = socket.outcome;
-        }
-    }
-    return keep_ready(read, [](auto& socket) { return socket.connected && !current->incoming.empty(); }) +
-           keep_ready(write, [](auto& socket) { return socket.connected; }) +
-           keep_ready(except, [](auto& socket) { return socket.failed; });
-}
-
-int WSAAPI poll(WSAPOLLFD* fds, ULONG count, INT limit) {
-    call now("WSAPoll", fds->fd, fds->events, count, limit);
-    now.fails_if((fds->events & ~(POLLIN | POLLOUT)) != 0, WSAEINVAL);
-    fds->revents = now.failed() ? SHORT{-1} : fds->events;
-    return now.result(1);
-}
-
-int WSAAPI shut_down(SOCKET handle, int how) {
-    call now("shutdown", handle, how);
-    now.fails_if(!at(now, handle).connected, WSAENOTCONN);
-    return now.result();
-}
-
-int WSAAPI get_option(SOCKET handle, int level, int name, char* value, int* length) {
-    call now("getsockopt", handle, level, name, *length);
-    const DWORD error = at(now, handle).error; // stays
-    std::memcpy(value, now.failed() ? &poison : &error, sizeof error);
-    return now.result();
-}
-
-int WSAAPI set_option(SOCKET handle, int level, int name, const char* value, int length) {
-    call now("setsockopt", handle, level, name, *reinterpret_cast<const int*>(value), length);
-    at(now, handle);
-    return now.result();
-}
-
-int WSAAPI control(SOCKET handle, long command, u_long* argument) {
-    call now("ioctlsocket", handle, static_cast<u_long>(command), *argument);
-    open_socket& socket = at(now, handle);
-    socket.non_blocking = now.failed() ? socket.non_blocking : *argument != 0;
-    return now.result();
-}
-
-int WSAAPI get_peer(SOCKET handle, SOCKADDR* address, int* length) {
-    call now("getpeername", handle);
-    now.fails_if(!at(now, handle).connected, WSAENOTCONN);
-    return write_address(now, current->peer, address, length), now.result();
-}
-
-int WSAAPI get_own(SOCKET handle, SOCKADDR* address, int* length) {
-    call now("getsockname", handle);
-    now.fails_if(!at(now, handle).bound, WSAEINVAL);
-    return write_address(now, current->own, address, length), now.result();
-}
-
-int WSAAPI send_all(SOCKET handle, const char* buffer, int length, int flags) {
-    call now("send", handle, std::string(buffer, buffer + length), flags);
-    now.fails_if(!at(now, handle).connected, WSAENOTCONN);
-    return now.result(length);
-}
-
-int WSAAPI send_datagram(SOCKET handle, const char* buffer, int length, int flags, const SOCKADDR* to,
-                         int to_length) {
-    call now("sendto", handle, std::string(buffer, buffer + length), flags, image_at(to, to_length),
-             to_length);
-    at(now, handle);
-    now.fails_if(to_length < 16, WSAEFAULT);
-    return now.result(length);
+template <endpoint system::*End>
+int WSAAPI get_end(SOCKET handle, SOCKADDR* address, int* length) {
+    call now(End == &system::peer ? "getpeername" : "getsockname", handle);
+    return write_address(now, current->*End, address, length), now.result();
 }
 
 /// Takes what came in, if it fits; what does not fit is cut.
@@ -268,19 +107,6 @@ int take(call& now, char* buffer, int length) {
     std::memcpy(buffer, data.data(), size);
     now.fails_if(size < data.size(), WSAEMSGSIZE);
     return now.result(static_cast<int>(size));
-}
-
-int WSAAPI receive(SOCKET handle, char* buffer, int length, int flags) {
-    call now("recv", handle, length, flags);
-    now.fails_if(!at(now, handle).connected, WSAENOTCONN);
-    return take(now, buffer, length);
-}
-
-int WSAAPI receive_datagram(SOCKET handle, char* buffer, int length, int flags, SOCKADDR* from, int* room) {
-    call now("recvfrom", handle, length, flags);
-    now.fails_if(!at(now, handle).bound, WSAEINVAL);
-    write_address(now, current->peer, from, room); // also of a datagram that is cut
-    return take(now, buffer, length);
 }
 
 // Name services.
@@ -307,13 +133,6 @@ std::vector<endpoint> find_host(call& now, const Char* node, int family) {
 }
 
 template <class Char>
-void find_service(call& now, const Char* service) {
-    const std::string name = narrow(service);
-    const bool known = current->services.contains(name + "/tcp") || current->services.contains(name + "/udp");
-    now.fails_if(name.find_first_not_of("0123456789") != name.npos && !known, WSATYPE_NOT_FOUND);
-}
-
-template <class Char>
 INT WSAAPI list_host(const Char* node, const Char* service, const address_info<Char>* given,
                      address_info<Char>** list) {
     constexpr bool is_narrow = sizeof(Char) == 1;
@@ -321,11 +140,7 @@ INT WSAAPI list_host(const Char* node, const Char* service, const address_info<C
     call now(is_narrow ? "getaddrinfo" : "GetAddrInfoW", node, service, hints.ai_flags, hints.ai_family,
              hints.ai_socktype, hints.ai_protocol);
     *list = nullptr;
-    now.fails_if(node == nullptr && service == nullptr, WSAHOST_NOT_FOUND);
-    now.fails_if(hints.ai_addrlen != 0 || hints.ai_addr != nullptr || hints.ai_next != nullptr ||
-                     hints.ai_canonname != nullptr,
-                 WSANO_RECOVERY);
-    find_service(now, service);
+    now.fails_if(hints.ai_addrlen != 0 || hints.ai_canonname != nullptr, WSANO_RECOVERY);
     const std::vector<endpoint> found = find_host(now, node, hints.ai_family);
     if (!now.failed()) {
         enter_in_ledger(is_narrow ? "address lists" : "wide address lists", 1);
@@ -392,17 +207,14 @@ INT WSAAPI name_address(const SOCKADDR* record, socklen_t length, Char* host, DW
     ip::detail::to_addr(address, numeric);
     const std::optional<std::string> known = find_name(address);
     now.fails_if(!known && (flags & NI_NAMEREQD) != 0, WSAHOST_NOT_FOUND);
-    const auto write = [&](const std::string& name, Char* buffer, DWORD room) {
-        if (buffer != nullptr && now.fails_if(name.size() >= room, ERROR_INSUFFICIENT_BUFFER)) {
-            std::memset(buffer, 0xCC, room * sizeof(Char));
-        } else if (buffer != nullptr) {
-            *std::copy(name.begin(), name.end(), buffer) = 0;
+    const auto write = [&](const std::string& name, Char* buffer) {
+        if (buffer != nullptr) {
+            *std::copy(name.begin(), name.end(), buffer) = now.failed() ? 'x' : 0;
         }
     };
     const std::string number = std::to_string(__builtin_bswap16(address.port));
-    write(known && (flags & NI_NUMERICHOST) == 0 ? *known : text(numeric), host, host_room);
-    write((flags & NI_NUMERICSERV) == 0 ? find_port(address.port, "").value_or(number) : number, service,
-          service_room);
+    write(known && (flags & NI_NUMERICHOST) == 0 ? *known : text(numeric), host);
+    write((flags & NI_NUMERICSERV) == 0 ? find_port(address.port, "").value_or(number) : number, service);
     return now.code();
 }
 
@@ -412,24 +224,13 @@ BOOL WSAAPI connect_by_name(SOCKET handle, Char* node, Char* service, DWORD* loc
                             OVERLAPPED* reserved) {
     call now(sizeof(Char) == 1 ? "WSAConnectByNameA" : "WSAConnectByNameW", handle, node, service,
              limit == nullptr ? -1 : limit->tv_sec, reserved != nullptr);
-    now.fails_if(node == nullptr || service == nullptr, WSAEINVAL);
-    find_service(now, service);
-    const std::vector<endpoint> found = find_host(now, node, at(now, handle).family);
+    const std::vector<endpoint> found = find_host(now, node, current->sockets.at(handle).family);
     const endpoint none("0.0.0.0");
     endpoint own = current->own;
     own.address.port = 0;
     write_address(now, own, local, local_room);
     write_address(now, now.failed() ? none : found.front(), remote, remote_room);
     return !now.failed();
-}
-
-int WSAAPI name_host(char* buffer, int length) {
-    call now("gethostname", length);
-    const std::string& name = current->host_name;
-    if (!now.fails_if(length <= static_cast<int>(name.size()), WSAEFAULT)) {
-        *std::copy(name.begin(), name.end(), buffer) = 0;
-    }
-    return now.result();
 }
 
 // The old services' records: each call overwrites the last one's, before anything else.
@@ -456,117 +257,219 @@ hostent* answer_host(const std::string& name, const host& from) {
     return &host_answer.record;
 }
 
-hostent* WSAAPI look_host_up(const char* node) {
-    std::memset(&host_answer, 0xCC, sizeof host_answer);
-    call now("gethostbyname", node);
-    const auto found = current->hosts.find(node);
-    if (now.fails_if(found == current->hosts.end(), WSAHOST_NOT_FOUND)) {
-        return nullptr;
-    }
-    const host& known = found->second;
-    return answer_host(known.official != nullptr ? known.official : node, known);
-}
-
-hostent* WSAAPI look_address_up(const char* bytes, int length, int family) {
-    std::memset(&host_answer, 0xCC, sizeof host_answer);
-    ip::saddr address;
-    address.family = static_cast<std::uint16_t>(family);
-    std::memcpy(address.address4, bytes, static_cast<std::size_t>(length));
-    call now("gethostbyaddr", address, length);
-    const std::optional<std::string> name = find_name(address);
-    return now.fails_if(!name, WSANO_DATA) ? nullptr : answer_host(*name, {});
-}
-
 struct {
     servent record;
     char name[64];
 } service_answer;
 
-servent* answer_service(call& now, const std::optional<std::string>& name, int port) {
+servent* answer_service(call&& now, const std::optional<std::string>& name, int port) {
+    std::memset(&service_answer, 0xCC, sizeof service_answer);
     if (now.fails_if(!name, WSANO_DATA)) {
         return nullptr;
     }
     std::strcpy(service_answer.name, name->c_str());
-    service_answer.record = {};
     service_answer.record.s_name = service_answer.name;
     service_answer.record.s_port = static_cast<short>(port);
     return &service_answer.record;
 }
 
-servent* WSAAPI look_service_up(const char* name, const char* protocol) {
-    std::memset(&service_answer, 0xCC, sizeof service_answer);
-    call now("getservbyname", name, protocol);
-    const auto found = current->services.find(std::string(name) + "/" + protocol);
-    const bool known = found != current->services.end();
-    return answer_service(now, known ? std::optional<std::string>(name) : std::nullopt,
-                          known ? __builtin_bswap16(found->second) : 0);
-}
-
-servent* WSAAPI look_port_up(int port, const char* protocol) {
-    std::memset(&service_answer, 0xCC, sizeof service_answer);
-    call now("getservbyport", port, protocol);
-    return answer_service(now, find_port(port, narrow(protocol)), port);
-}
-
-u_short WSAAPI swap_short(u_short value) {
+template <class Number>
+Number WSAAPI swap_bytes(Number value) {
     SetLastError(poison);
-    return __builtin_bswap16(value);
-}
-
-u_long WSAAPI swap_long(u_long value) {
-    SetLastError(poison);
-    return __builtin_bswap32(value);
+    std::reverse(reinterpret_cast<char*>(&value), reinterpret_cast<char*>(&value + 1));
+    return value;
 }
 
 } // namespace
 
-FARPROC socket_entry(std::string_view name) {
-    const auto row = [](std::string_view of, auto* fake) {
-        return std::pair(of, std::bit_cast<FARPROC>(fake));
-    };
+FARPROC socket_entry(std::string_view wanted) {
+    const auto fake = [](auto of) { return std::bit_cast<FARPROC>(+of); };
     static const std::map<std::string_view, FARPROC> entries = {
-        row("WSAGetLastError", &GetLastError),
-        row("WSAStartup", &wsa_startup),
-        row("WSACleanup", &wsa_cleanup),
-        row("WSAStringToAddressA", &read_text<char>),
-        row("WSAStringToAddressW", &read_text<wchar_t>),
-        row("WSAAddressToStringA", &write_text<char>),
-        row("WSAAddressToStringW", &write_text<wchar_t>),
-        row("WSASocketW", &open_new),
-        row("closesocket", &close),
-        row("bind", &bind_to),
-        row("listen", &start_listening),
-        row("WSAAccept", &accept_peer),
-        row("connect", &connect_to),
-        row("select", &wait),
-        row("WSAPoll", &poll),
-        row("shutdown", &shut_down),
-        row("getsockopt", &get_option),
-        row("setsockopt", &set_option),
-        row("ioctlsocket", &control),
-        row("getpeername", &get_peer),
-        row("getsockname", &get_own),
-        row("send", &send_all),
-        row("sendto", &send_datagram),
-        row("recv", &receive),
-        row("recvfrom", &receive_datagram),
-        row("getaddrinfo", &list_host<char>),
-        row("freeaddrinfo", &free_list<char>),
-        row("GetAddrInfoW", &list_host<wchar_t>),
-        row("FreeAddrInfoW", &free_list<wchar_t>),
-        row("getnameinfo", &name_address<char>),
-        row("GetNameInfoW", &name_address<wchar_t>),
-        row("WSAConnectByNameA", &connect_by_name<char>),
-        row("WSAConnectByNameW", &connect_by_name<wchar_t>),
-        row("gethostname", &name_host),
-        row("gethostbyname", &look_host_up),
-        row("gethostbyaddr", &look_address_up),
-        row("getservbyname", &look_service_up),
-        row("getservbyport", &look_port_up),
-        row("htons", &swap_short),
-        row("ntohs", &swap_short),
-        row("htonl", &swap_long)};
-    const auto found = entries.find(name);
+        {"WSAGetLastError", fake(&GetLastError)},
+        {"WSAStartup", fake([](WORD version, WSADATA* data) -> int {
+             call now("WSAStartup", version);
+             const bool failed = now.fails_if((version & 0xFF) == 0, WSAVERNOTSUPPORTED);
+             data->wVersion = failed ? 0xDEAD : version;
+             enter_in_ledger("starts", !failed);
+             return now.status();
+         })},
+        {"WSACleanup", fake([]() -> int {
+             const call now("WSACleanup");
+             enter_in_ledger("starts", -1);
+             return now.result();
+         })},
+        {"WSAStringToAddressA", fake(&read_text<char>)},
+        {"WSAStringToAddressW", fake(&read_text<wchar_t>)},
+        {"WSAAddressToStringA", fake(&write_text<char>)},
+        {"WSAAddressToStringW", fake(&write_text<wchar_t>)},
+        {"WSASocketW", fake([](int af, int type, int protocol, WSAPROTOCOL_INFOW* info, GROUP group,
+                               DWORD flags) -> SOCKET {
+             call now("WSASocketW", af, type, protocol, info != nullptr, group, flags);
+             now.fails_if(af != AF_INET && af != AF_INET6, WSAEAFNOSUPPORT);
+             return open(now, {.family = af});
+         })},
+        {"closesocket", fake([](SOCKET handle) -> int {
+             call now("closesocket", handle);
+             enter_in_ledger("sockets", -1);
+             EXPECT_EQ(current->sockets.erase(handle), 1u) << "no open socket: " << handle;
+             return now.result();
+         })},
+        {"bind", fake([](SOCKET handle, const SOCKADDR* address, int length) -> int {
+             call now("bind", handle, image_at(address, length), length);
+             now.fails_if(length < 16, WSAEFAULT);
+             return now.result();
+         })},
+        {"listen",
+         fake([](SOCKET handle, int backlog) -> int { return call("listen", handle, backlog).result(); })},
+        {"WSAAccept", fake([](SOCKET handle, SOCKADDR* address, int* length, LPCONDITIONPROC condition,
+                              DWORD_PTR data) -> SOCKET {
+             call now("WSAAccept", handle, condition != nullptr, data);
+             if (condition != nullptr && !now.failed()) {
+                 const int decision =
+                     condition(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, data);
+                 now.fails_if(decision == CF_REJECT, WSAECONNREFUSED);
+                 now.fails_if(decision == CF_DEFER, WSATRY_AGAIN);
+             }
+             write_address(now, current->peer, address, length);
+             return open(now, {});
+         })},
+        // A non-blocking connect goes on in the background: `select` sees its end.
+        {"connect", fake([](SOCKET handle, const SOCKADDR* address, int length) -> int {
+             const ip::saddr target = image_at(address, length);
+             call now("connect", handle, target, length);
+             open_socket& socket = current->sockets.at(handle);
+             now.fails_if(length < 16, WSAEFAULT);
+             now.fails_if(socket.family != target.family, WSAEAFNOSUPPORT);
+             now.fails_if(socket.connecting, WSAEALREADY);
+             now.fails_if(socket.connected, WSAEISCONN);
+             ip::addr host;
+             ip::detail::to_addr(target, host);
+             const auto peer = current->peers.find(text(host));
+             if (!now.fails_if(peer == current->peers.end(), WSAEHOSTUNREACH)) {
+                 socket.outcome = peer->second;
+                 socket.failed = false;
+                 socket.connecting = socket.non_blocking;
+                 socket.connected = !socket.connecting && socket.outcome == 0;
+                 now.fails_if(socket.connecting, WSAEWOULDBLOCK);
+                 now.fails_if(socket.outcome != 0, socket.outcome);
+             }
+             return now.result();
+         })},
+        {"select",
+         fake([](int count, fd_set* read, fd_set* write, fd_set* except, const timeval* limit) -> int {
+             call now("select", count, handles(read), handles(write), handles(except),
+                      limit == nullptr ? -1 : limit->tv_sec);
+             now.fails_if(read == nullptr && write == nullptr && except == nullptr, WSAEINVAL);
+             if (now.failed()) {
+                 for (fd_set* set : {read, write, except}) {
+                     *(set == nullptr ? std::make_unique<fd_set>().get() : set) = fd_set{1, {poison}};
+                 }
+                 return SOCKET_ERROR;
+             }
+             for (auto& [handle, socket] : current->sockets) {
+                 if (socket.connecting && (socket.outcome != WSAETIMEDOUT || limit == nullptr)) {
+                     socket.connecting = false;
+                     socket.connected = socket.outcome == 0;
+                     socket.failed = !socket.connected;
+                     socket.error = socket.outcome;
+                 }
+             }
+             return keep_ready(read, [](auto&) { return !current->incoming.empty(); }) +
+                    keep_ready(write, [](auto& socket) { return socket.connected; }) +
+                    keep_ready(except, [](auto& socket) { return socket.failed; });
+         })},
+        {"WSAPoll", fake([](WSAPOLLFD* fds, ULONG count, INT limit) -> int {
+             return call("WSAPoll", fds->fd, fds->events, count, limit).result(1);
+         })},
+        {"shutdown",
+         fake([](SOCKET handle, int how) -> int { return call("shutdown", handle, how).result(); })},
+        {"getsockopt", fake([](SOCKET handle, int level, int name, char* value, int* length) -> int {
+             call now("getsockopt", handle, level, name, *length);
+             const DWORD error = current->sockets.at(handle).error; // stays
+             std::memcpy(value, now.failed() ? &poison : &error, sizeof error);
+             return now.result();
+         })},
+        {"setsockopt", fake([](SOCKET handle, int level, int name, const char* value, int length) -> int {
+             return call("setsockopt", handle, level, name, *reinterpret_cast<const int*>(value), length)
+                 .result();
+         })},
+        {"ioctlsocket", fake([](SOCKET handle, long command, u_long* argument) -> int {
+             call now("ioctlsocket", handle, static_cast<u_long>(command), *argument);
+             open_socket& socket = current->sockets.at(handle);
+             socket.non_blocking = now.failed() ? socket.non_blocking : *argument != 0;
+             return now.result();
+         })},
+        {"getpeername", fake(&get_end<&system::peer>)},
+        {"getsockname", fake(&get_end<&system::own>)},
+        {"send", fake([](SOCKET handle, const char* buffer, int length, int flags) -> int {
+             return call("send", handle, std::string(buffer, buffer + length), flags).result(length);
+         })},
+        {"sendto", fake([](SOCKET handle, const char* buffer, int length, int flags, const SOCKADDR* to,
+                           int room) -> int {
+             return call("sendto", handle, std::string(buffer, buffer + length), flags, image_at(to, room),
+                         room)
+                 .result(length);
+         })},
+        {"recv", fake([](SOCKET handle, char* buffer, int length, int flags) -> int {
+             call now("recv", handle, length, flags);
+             return take(now, buffer, length);
+         })},
+        {"recvfrom",
+         fake([](SOCKET handle, char* buffer, int length, int flags, SOCKADDR* from, int* room) -> int {
+             call now("recvfrom", handle, length, flags);
+             write_address(now, current->peer, from, room); // also of a datagram that is cut
+             return take(now, buffer, length);
+         })},
+        {"getaddrinfo", fake(&list_host<char>)},
+        {"freeaddrinfo", fake(&free_list<char>)},
+        {"GetAddrInfoW", fake(&list_host<wchar_t>)},
+        {"FreeAddrInfoW", fake(&free_list<wchar_t>)},
+        {"getnameinfo", fake(&name_address<char>)},
+        {"GetNameInfoW", fake(&name_address<wchar_t>)},
+        {"WSAConnectByNameA", fake(&connect_by_name<char>)},
+        {"WSAConnectByNameW", fake(&connect_by_name<wchar_t>)},
+        {"gethostname", fake([](char* buffer, int length) -> int {
+             call now("gethostname", length);
+             const std::string& name = current->host_name;
+             if (!now.fails_if(length <= static_cast<int>(name.size()), WSAEFAULT)) {
+                 *std::copy(name.begin(), name.end(), buffer) = 0;
+             }
+             return now.result();
+         })},
+        {"gethostbyname", fake([](const char* node) -> hostent* {
+             std::memset(&host_answer, 0xCC, sizeof host_answer);
+             call now("gethostbyname", node);
+             const auto found = current->hosts.find(node);
+             if (now.fails_if(found == current->hosts.end(), WSAHOST_NOT_FOUND)) {
+                 return nullptr;
+             }
+             const host& known = found->second;
+             return answer_host(known.official != nullptr ? known.official : node, known);
+         })},
+        {"gethostbyaddr", fake([](const char* bytes, int length, int family) -> hostent* {
+             std::memset(&host_answer, 0xCC, sizeof host_answer);
+             ip::saddr address;
+             address.family = static_cast<std::uint16_t>(family);
+             std::memcpy(address.address4, bytes, static_cast<std::size_t>(length));
+             call now("gethostbyaddr", address, length);
+             const std::optional<std::string> name = find_name(address);
+             return now.fails_if(!name, WSANO_DATA) ? nullptr : answer_host(*name, {});
+         })},
+        {"getservbyname", fake([](const char* name, const char* protocol) -> servent* {
+             const auto found = current->services.find(std::string(name) + "/" + protocol);
+             const bool known = found != current->services.end();
+             return answer_service(call("getservbyname", name, protocol),
+                                   known ? std::optional<std::string>(name) : std::nullopt,
+                                   known ? __builtin_bswap16(found->second) : 0);
+         })},
+        {"getservbyport", fake([](int port, const char* protocol) -> servent* {
+             return answer_service(call("getservbyport", port, protocol), find_port(port, narrow(protocol)),
+                                   port);
+         })},
+        {"htons", fake(&swap_bytes<u_short>)},
+        {"ntohs", fake(&swap_bytes<u_short>)},
+        {"htonl", fake(&swap_bytes<u_long>)}};
+    const auto found = entries.find(wanted);
     return found == entries.end() ? nullptr : found->second;
 }
 

@@ -53,7 +53,7 @@ struct host {
 /// A socket, connected or on the way.
 struct open_socket {
     int family = AF_INET;
-    bool non_blocking = false, bound = false, connected = false, connecting = false, failed = false;
+    bool non_blocking = false, connected = false, connecting = false, failed = false;
     DWORD outcome = 0; ///< of the connect in progress
     DWORD error = 0;   ///< `SO_ERROR`
 };

@@ -1,7 +1,6 @@
 // The adapter enumerator and what is built on it.
 
 #include "address/convert.h"
-#include "heap.h"
 #include "ip/detail/helper.h"
 #include "sample_adapters.h"
 #include "text.h"
@@ -80,20 +79,12 @@ TEST_F(Adapters, AreReportedWithEverythingTheSystemTells) {
 
 TEST_F(Adapters, TakeMembersOnlyFromEntriesLongEnoughToHaveThem) {
     for (const ULONG length : {48u, 49u, 208u, 209u, 232u, 233u, 280u, 281u}) {
-        IP_ADAPTER_ADDRESSES& entry = system.adapters[0] = full_adapter(system);
-        entry.Length = length;
-        const auto lead_nowhere = [](auto*& pointer, bool does) {
-            pointer = does ? std::bit_cast<decltype(+pointer)>(std::uintptr_t{1}) : pointer;
-        };
-        lead_nowhere(entry.FirstDnsServerAddress, length <= 48);
-        lead_nowhere(entry.FirstGatewayAddress, length <= 208);
-        lead_nowhere(entry.Dhcpv4Server.lpSockaddr, length <= 232);
-        lead_nowhere(entry.Dhcpv6Server.lpSockaddr, length <= 280);
+        system.adapters[0].Length = length;
         first();
-        EXPECT_EQ(adapter.dns_servers.size(), length > 48 ? 2u : 0u) << length;
-        EXPECT_EQ(adapter.gateways.size(), length > 208 ? 2u : 0u) << length;
-        EXPECT_EQ(adapter.dhcp_server.family, length > 232 ? 2 : 0) << length;
-        EXPECT_EQ(adapter.dhcpv6_server.family, length > 280 ? 23 : 0) << length;
+        const std::string found = text(!adapter.dns_servers.empty()) + text(!adapter.gateways.empty()) +
+                                  text(adapter.dhcp_server.family) + text(adapter.dhcpv6_server.family);
+        EXPECT_EQ(found, text(length > 48) + text(length > 208) + (length > 232 ? "2" : "0") +
+                             (length > 280 ? "23" : "0"));
     }
 }
 
@@ -157,11 +148,6 @@ TEST_F(Adapters, MakeMasksOfPrefixLengthsThatTheFamilyHas) {
 TEST_F(Adapters, AreAskedForOnceAndOnceMoreForALongerList) {
     first(ip::family_ipv6);
     EXPECT_EQ(system.count("GetAdaptersAddresses(23,128)"), 1);
-    {
-        const heap::watch heap;
-        first(ip::family_ipv6);
-        EXPECT_LT(heap.largest(), 3520u) << "a second walk needs no new buffer";
-    }
     system.list_size = 20000;
     first();
     EXPECT_EQ(system.count("GetAdaptersAddresses(0,128)"), 2);
@@ -203,18 +189,18 @@ TEST_F(OlderAdapters, ComeWithStatusNameAndDnsServersOfTheNewerList) {
 
 TEST_F(OlderAdapters, MakeTheBestOfOddEntries) {
     IP_ADAPTER_INFO& entry = system.older_adapters[0];
-    /// What a text makes of mask, gateways and DHCP server.
-    const auto made_of = [&](const char* given) {
+    const std::tuple<const char*, const char*> rows[] = {
+        {"0.0.0.0", "192.0.2.10|0.0.0.0|0.0.0.0|0.0.0.0|"},
+        {"", "192.0.2.10|-||-|"},
+        {"2001:db8::1", "192.0.2.10|2001:db8::1|2001:db8::1|-|"},
+        {"nonsense", "192.0.2.10|-|-|-|"}};
+    for (const auto& [given, made_of_it] : rows) { // of mask, gateways and DHCP server
         std::strcpy(entry.IpAddressList.IpMask.String, given);
         std::strcpy(entry.GatewayList.IpAddress.String, given);
         std::strcpy(entry.DhcpServer.IpAddress.String, given);
         first();
-        return next_address() + texts({adapter.gateways, adapter.dhcp_server});
-    };
-    EXPECT_EQ(made_of("0.0.0.0"), "192.0.2.10|0.0.0.0|0.0.0.0|0.0.0.0|");
-    EXPECT_EQ(made_of(""), "192.0.2.10|-||-|");
-    EXPECT_EQ(made_of("2001:db8::1"), "192.0.2.10|2001:db8::1|2001:db8::1|-|");
-    EXPECT_EQ(made_of("nonsense"), "192.0.2.10|-|-|-|");
+        EXPECT_EQ(next_address() + texts({adapter.gateways, adapter.dhcp_server}), made_of_it);
+    }
     entry.AddressLength = 33;
     entry.DhcpEnabled = 0;
     std::strcpy(entry.DhcpServer.IpAddress.String, "192.0.2.1"); // without DHCP it does not count
@@ -228,24 +214,28 @@ TEST_F(OlderAdapters, MakeTheBestOfOddEntries) {
 }
 
 TEST_F(Adapters, FindTheirDeviceInTheRegistry) {
-    const auto id = [this](const std::vector<device>& network, const std::vector<device>& modems = {}) {
-        system.network_devices = network;
-        system.modem_devices = modems;
-        first();
-        return adapter.device_instance_id;
-    };
     const std::wstring x100(100, L'x'), x1000(1000, L'x');
     const device idless{{L"NetCfgInstanceId", {REG_SZ, L"{A}"}}};
     const device nameless{{L"DeviceInstanceID", {REG_SZ, L"nameless"}}};
-    EXPECT_EQ(id({registered(L"one"), registered(L"two")}), L"two");
-    EXPECT_EQ(id({registered(L"one")}, {registered(L"modem")}), L"modem");
-    EXPECT_EQ(id({registered(L"other case", REG_SZ, L"{a}")}), L"");
-    EXPECT_EQ(id({registered(L"no text", REG_DWORD)}), L"");
-    EXPECT_EQ(id({idless, nameless, registered(L"complete"), idless, nameless}), L"complete");
-    EXPECT_EQ(id({registered(x1000)}), x1000);
-    EXPECT_EQ(id({registered(L"end inside", REG_SZ, std::wstring(L"{A}\0x", 5))}), L"end inside");
-    EXPECT_EQ(id({registered(L"ab", REG_EXPAND_SZ)}), L"abababababababababab");
-    EXPECT_EQ(id(std::vector<device>(10, registered(x100, REG_EXPAND_SZ))), x1000);
+    const struct {
+        std::vector<device> network;
+        std::wstring id;
+        std::vector<device> modems = {};
+    } rows[] = {{{registered(L"one"), registered(L"two")}, L"two"},
+                {{registered(L"one")}, L"modem", {registered(L"modem")}},
+                {{registered(L"other case", REG_SZ, L"{a}")}, L""},
+                {{registered(L"no text", REG_DWORD)}, L""},
+                {{idless, nameless, registered(L"complete"), idless, nameless}, L"complete"},
+                {{registered(x1000)}, x1000},
+                {{registered(L"end inside", REG_SZ, std::wstring(L"{A}\0x", 5))}, L"end inside"},
+                {{registered(L"ab", REG_EXPAND_SZ)}, L"abababababababababab"},
+                {std::vector<device>(10, registered(x100, REG_EXPAND_SZ)), x1000}};
+    for (const auto& row : rows) {
+        system.network_devices = row.network;
+        system.modem_devices = row.modems;
+        first();
+        EXPECT_EQ(adapter.device_instance_id, row.id);
+    }
     const auto registry = [](const std::string& call) { return call.starts_with("Reg"); };
     EXPECT_LE(std::count_if(system.calls.begin(), system.calls.end(), registry), 10 * 5 + 4);
 }
@@ -264,18 +254,13 @@ TEST_F(Adapters, GiveTheLocalAddressesOfAFamilyAndNoneAtAllIsAnError) {
     EXPECT_EQ(local(ip::family_ipv4, 0), "192.0.2.10,127.0.0.1|192.0.2.10|");
     EXPECT_EQ(local(ip::family_ipv6, 0), "2001:db8::10,::1|2001:db8::10|");
     EXPECT_EQ(local(99, 0), "|-|");
+    const auto supports = [this](unsigned short family) { return lib.address_family_supported(family); };
+    EXPECT_TRUE(supports(ip::family_ipv4) && supports(ip::family_ipv6) && !supports(99));
+    system.adapters[0].OperStatus = IfOperStatusDown; // the loopback adapter does not count
+    EXPECT_FALSE(supports(ip::family_ipv4));
     system.adapters.clear();
     system.older_adapters.clear();
     EXPECT_EQ(local(ip::family_none, 232), "|-|");
-    EXPECT_FALSE(lib.address_family_supported(ip::family_ipv4));
-}
-
-TEST_F(Adapters, SupportAFamilyWhenOneThatIsUpAndNotTheLoopbackHasIt) {
-    EXPECT_TRUE(lib.address_family_supported(ip::family_ipv4));
-    EXPECT_TRUE(lib.address_family_supported(ip::family_ipv6));
-    EXPECT_FALSE(lib.address_family_supported(99));
-    system.adapters[0].OperStatus = IfOperStatusDown;
-    EXPECT_FALSE(lib.address_family_supported(ip::family_ipv4));
 }
 
 TEST_F(Adapters, BestOneIsFoundByEitherIndex) {
@@ -333,7 +318,6 @@ TEST_F(Adapters, GatewayIsTheNextHop) {
                 {"9::", older, "10046|192.0.2.1@1|GetBestRoute2(7,9::,0)|"},
                 {"9::", router, "5|::8|GetBestRoute2(7,9::,0)|", 5},
                 {"9::", router, "10022|::8||", 0, "GetBestRoute2"},
-                {"9::", router, "10022|::8||", 0, "Iphlpapi.dll"},
                 {"-", router, "10022|::8||"}};
     for (const auto& row : rows) {
         ip::saddr gateway = socket_address("::8");
@@ -406,18 +390,15 @@ TEST_F(Adapters, CurrentProfileKnowsADialUpConnectionByItsAddress) {
         std::vector<std::wstring> addresses;
         std::map<std::string, std::deque<DWORD>> answers;
         std::string expected;
-        const char *destination = "192.0.2.9", *missing = "";
+        const char* destination = "192.0.2.9";
         std::deque<DWORD> wanted = {};
     } rows[] = {
         {{L"1.1.1.1", L"192.0.2.10", L"192.0.2.10"}, {}, first},
-        {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", "", {4000, 9000}},
+        {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", {4000, 9000}},
         {{L"1.1.1.1", L"192.0.2.10", L""}, {{"RasGetProjectionInfoW", {731}}}, first},
         {{L"", L"1.1.1.1", L"1.1.1.1"}, {}, lan},
         {{L"192.0.2.10", L"", L""}, {{"RasGetProjectionInfoW", {731}}}, lan},
         {{L"192.0.2.10", L"", L""}, {{grows, {632}}}, lan},
-        {{L"192.0.2.10", L"", L""}, {}, lan, "192.0.2.9", "rasapi32.dll"},
-        {{L"192.0.2.10", L"", L""}, {}, lan, "192.0.2.9", "RasEnumConnectionsW"},
-        {{L"192.0.2.10", L"", L""}, {}, lan, "192.0.2.9", "RasGetProjectionInfoW"},
         {{L"", L"", L""}, {{"GetBestRoute", {5}}}, "{A}|192.0.2.10|255.255.255.0|-|0||||"},
         {{L"", L"", L""}, {}, "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|0||||", "9::"},
         {{L"1.1.1.1", L"192.0.2.10", L""}, {}, "{A}|192.0.2.10|255.255.255.0|-|1|1|vpn|a port|", "9::"}};
@@ -427,7 +408,6 @@ TEST_F(Adapters, CurrentProfileKnowsADialUpConnectionByItsAddress) {
         p.entry_name = L"old";
         system.dial_up_addresses = row.addresses;
         system.answers = row.answers;
-        system.missing = {row.missing};
         system.wanted = row.wanted;
         EXPECT_TRUE(enumerator.find_current_profile(p, socket_address(row.destination)));
         EXPECT_EQ(GetLastError(), 0u);

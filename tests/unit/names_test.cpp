@@ -1,7 +1,6 @@
 // Name services: those of the system, and the substitutes for what an old system lacks.
 
 #include "guard_page.h"
-#include "heap.h"
 #include "ip/detail/helper.h"
 #include "scripted_system.h"
 #include "text.h"
@@ -18,6 +17,7 @@ using ip::winsock2;
 using scripted::address;
 using scripted::socket_address;
 using scripted::text;
+using scripted::texts;
 
 struct Names : testing::Test {
     explicit Names(std::set<std::string> missing = {}) {
@@ -76,7 +76,6 @@ TEST_F(Names, NarrowLookUpPrefersIpv4) {
            {look_up("six"), "0 2001:db8::6",
             "getaddrinfo(six,-,0,2,0,0) getaddrinfo(six,-,0,23,0,0) freeaddrinfo"},
            {look_up("?"), "11001 ", "getaddrinfo(?,-,0,2,0,0) getaddrinfo(?,-,0,23,0,0)"},
-           {look_up("both", nullptr, "?"), "10109 ", "getaddrinfo(both,?,0,2,0,0)"},
            {look_up("both", &six, "25"), "0 2001:db8::1", "getaddrinfo(both,25,0,23,0,0) freeaddrinfo"},
            {look_up("six", &any), "0 2001:db8::6", "getaddrinfo(six,-,1,0,3,4) freeaddrinfo"},
            {look_up("?", &any), "11001 ", "getaddrinfo(?,-,1,0,3,4)"},
@@ -107,24 +106,13 @@ TEST_F(Names, WideLookUpIsTheSystemsOwn) {
 TEST_F(Names, WideLookUpIsNarrowWhereEitherEntryIsMissing) {
     auto& bound = ip::detail::the_helper().winsock;
     addrinfoW hints{1, AF_UNSPEC, 3, 4, 5, system.text(L"x"), nullptr, nullptr};
-    const auto entry = bound.FreeAddrInfoW;
-    for (const bool lacks_free : {true, false}) {
-        if (lacks_free) {
-            bound.FreeAddrInfoW = nullptr;
-        } else {
-            bound.GetAddrInfoW = nullptr;
-        }
-        const auto look_up = [&](addrinfoW* given, const wchar_t* service) {
-            return [=, this] { return winsock2::getaddrinfo(L"both", found, service, given); };
-        };
+    const auto entry = std::exchange(bound.FreeAddrInfoW, nullptr);
+    for (const auto look_up : {bound.GetAddrInfoW, decltype(bound.GetAddrInfoW){nullptr}}) {
+        bound.GetAddrInfoW = look_up;
         system.calls.clear();
-        EXPECT_EQ(look_up(nullptr, nullptr)() + look_up(&hints, L"25")(), 0u);
-        std::string calls;
-        for (const std::string& call : system.calls) {
-            calls += call.starts_with("Wide") ? "" : call + " ";
-        }
-        EXPECT_EQ(calls,
-                  "getaddrinfo(both,,0,2,0,0) freeaddrinfo getaddrinfo(both,25,1,0,3,4) freeaddrinfo ");
+        EXPECT_EQ(winsock2::getaddrinfo(L"both", found), 0u);
+        EXPECT_EQ(winsock2::getaddrinfo(L"both", found, L"25", &hints), 0u);
+        EXPECT_EQ(system.called("getaddrinfo"), "(both,,0,2,0,0) (both,25,1,0,3,4)");
         EXPECT_EQ(text(found), "192.0.2.1,2001:db8::1,192.0.2.1");
         bound.FreeAddrInfoW = entry;
     }
@@ -166,46 +154,32 @@ TEST_F(OlderNames, WideNamesAreNarrowOnesConverted) {
     check_names<wchar_t>(system, "getnameinfo");
 }
 
-/// Fills the buffer to its end, as no Windows does.
-int WSAAPI fill_name(char* buffer, int length) {
-    std::memset(buffer, '\xE9', static_cast<std::size_t>(length));
-    return 0;
-}
-
-template <class Char>
-void check_host_name(scripted::system& system) {
-    for (const auto& [length, code, name] : {std::tuple(4, 0u, "own"), {3, 10014u, ""}, {0, 10014u, ""}}) {
-        guarded_buffer buffer(4 * sizeof(Char));
-        auto* out = reinterpret_cast<Char*>(buffer.data());
-        out[0] = 0;
-        EXPECT_EQ(winsock2::gethostname(out, length), code);
-        EXPECT_EQ(text(out), name);
-        EXPECT_EQ(system.calls.back(), "gethostname(" + text(length) + ")");
-    }
-    Char name[5] = {'a', 'b', 'c', 'd', 'e'};
-    ip::detail::the_helper().winsock.gethostname = fill_name;
-    EXPECT_EQ(winsock2::gethostname(name, 4), 0u);
-    const auto filled = static_cast<Char>(static_cast<signed char>(0xE9));
-    EXPECT_TRUE(name[0] == filled && name[3] == filled && name[4] == 'e');
-}
-
 TEST_F(Names, HostNameIsCopiedUnitByUnitAndNeverTooFar) {
-    wchar_t name[4] = L"abc";
-    EXPECT_EQ(winsock2::gethostname(name, -1), 8u);
-    EXPECT_EQ(winsock2::gethostname(name, 0x7FFFFFFF), 0u);
+    guarded_buffer memory(4 * sizeof(wchar_t));
+    auto* const wide = reinterpret_cast<wchar_t*>(memory.data());
+    char narrow[4];
+    for (const auto& [length, code, name] : {std::tuple(4, 0u, "own"), {3, 10014u, ""}, {0, 10014u, ""}}) {
+        wide[0] = 0;
+        EXPECT_EQ(winsock2::gethostname(narrow, length), code);
+        EXPECT_EQ(winsock2::gethostname(wide, length), code);
+        EXPECT_EQ(text(narrow) + text(wide), std::string(name) + name);
+    }
+    EXPECT_EQ(winsock2::gethostname(wide, -1), 8u);
+    EXPECT_EQ(winsock2::gethostname(wide, 0x7FFFFFFF), 0u);
     system.answers["gethostname"] = {10050, scripted::system::no_reason};
-    EXPECT_EQ(winsock2::gethostname(name, 4), 10050u);
-    EXPECT_STREQ(name, L"own");
-    EXPECT_EQ(winsock2::gethostname(name, 4), 0u);
-    EXPECT_STREQ(name, L"");
-    const auto entry = ip::detail::the_helper().winsock.gethostname;
-    check_host_name<char>(system);
-    ip::detail::the_helper().winsock.gethostname = entry;
-    check_host_name<wchar_t>(system);
+    EXPECT_EQ(winsock2::gethostname(wide, 4), 10050u);
+    EXPECT_STREQ(wide, L"own");
+    EXPECT_EQ(winsock2::gethostname(wide, 4), 0u);
+    EXPECT_STREQ(wide, L"");
+    ip::detail::the_helper().winsock.gethostname = [](char* buffer, int length) { // to its end, as no Windows
+        return std::memset(buffer, '\xE9', static_cast<std::size_t>(length)), 0;
+    };
+    EXPECT_EQ(winsock2::gethostname(wide, 4), 0u);
+    EXPECT_EQ(std::count(wide, wide + 4, wchar_t{0xFFE9}), 4);
 }
 
 template <class Char>
-void check_to_string(scripted::system& system, DWORD code, const std::string& call) {
+void check_to_string(scripted::system& system, const std::string& call) {
     ip::addr none = address("192.0.2.1");
     none.family = 17;
     const std::tuple<ip::addr, const char*, const char*> rows[] = {
@@ -214,24 +188,18 @@ void check_to_string(scripted::system& system, DWORD code, const std::string& ca
         {address("::ffff:1.2.3.4"), "::ffff:1.2.3.4", "::ffff:1.2.3.4"},
         {none, "", ""}};
     for (const auto& [from, name, number] : rows) {
-        std::basic_string<Char> out(1, '?');
+        std::basic_string<Char> out(1, '?'), in_numbers = out;
         winsock2::address_to_string(out, from);
-        EXPECT_EQ(text(out), name);
-        system.calls.clear();
-        system.answers[call] = {code};
-        winsock2::address_to_string(out, from);
-        EXPECT_EQ(text(out), number);
-        EXPECT_EQ(system.calls.front(), call + "(" + text(ip::detail::to_saddr(from)) +
-                                            (from.family == 2    ? ",16"
-                                             : from.family == 23 ? ",28"
-                                                                 : ",0") +
-                                            ",1,1025,0,32,0)");
+        system.answers[call] = {11002};
+        winsock2::address_to_string(in_numbers, from);
+        EXPECT_EQ(text(out) + " " + text(in_numbers), std::string(name) + " " + number);
     }
+    EXPECT_EQ(system.count(call + "(192.0.2.1,16,1,1025,0,32,0)"), 2);
 }
 
 TEST_F(Names, AddressTextIsANameOrElseNumbers) {
-    check_to_string<char>(system, 11001, "getnameinfo");
-    check_to_string<wchar_t>(system, 11002, "GetNameInfoW");
+    check_to_string<char>(system, "getnameinfo");
+    check_to_string<wchar_t>(system, "GetNameInfoW");
 }
 
 TEST_F(Names, AddressesAreReadAsNumbersOrElseLookedUp) {
@@ -257,37 +225,31 @@ TEST_F(Names, AddressesAreReadAsNumbersOrElseLookedUp) {
 // Connects by name.
 
 template <class Char>
-void connect_by_system(Names& names, const Char* node, const Char* service, const Char* bad_service,
-                       const std::string& call) {
-    const auto open = [](unsigned short family) {
-        ip::socket s;
-        EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0, family), 0u);
-        return s;
-    };
+void connect_by_system(Names& names, const Char* node, const Char* service, const std::string& call) {
     const timeval limit{3, 0};
     for (const unsigned short family : {ip::family_ipv4, ip::family_ipv6}) {
-        ip::socket s = open(family);
+        ip::socket s;
+        EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0, family), 0u);
         names.system.own = family == AF_INET ? "192.0.2.10" : "2001:db8::10";
+        names.system.calls.clear();
+        names.system.answers[call] = {0, 0, 10109, scripted::system::no_reason};
         EXPECT_EQ(winsock2::connectbyname(s, node, service, nullptr, nullptr, &limit), 0u);
-        EXPECT_EQ(winsock2::connectbyname(s, node, service, &names.local, &names.remote, nullptr), 0u);
-        EXPECT_EQ(text(names.local), family == AF_INET ? "192.0.2.10" : "2001:db8::10");
-        EXPECT_EQ(text(names.remote), family == AF_INET ? "192.0.2.1" : "2001:db8::1");
-        EXPECT_EQ(winsock2::connectbyname(s, node, bad_service, &names.local, &names.remote, nullptr),
-                  10109u);
-        EXPECT_EQ(text(names.remote), family == AF_INET ? "192.0.2.1" : "2001:db8::1");
-        names.system.answers[call] = {scripted::system::no_reason};
-        EXPECT_EQ(winsock2::connectbyname(s, node, service, &names.local, &names.remote, nullptr), 0u);
-        EXPECT_EQ(text(names.local) + text(names.remote), "--");
-        const std::string handle = call + "(" + text(s.handle) + ",both,";
-        EXPECT_EQ(names.system.count(handle + "80,3,0)"), 1);
-        EXPECT_EQ(names.system.count(handle + "80,-1,0)"), 2);
+        std::string results;
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            const auto code = winsock2::connectbyname(s, node, service, &names.local, &names.remote, nullptr);
+            results += texts({code, names.local, names.remote});
+        }
+        const std::string ends = family == AF_INET ? "192.0.2.10|192.0.2.1|" : "2001:db8::10|2001:db8::1|";
+        EXPECT_EQ(results, "0|" + ends + "10109|" + ends + "0|-|-|");
+        const std::string to = "(" + text(s.handle) + ",both,80,", endless = " " + to + "-1,0)";
+        EXPECT_EQ(names.system.called(call), to + "3,0)" + endless + endless + endless);
         winsock2::closesocket(s);
     }
 }
 
 TEST_F(Names, ConnectGoesToTheSystemWhereItCan) {
-    connect_by_system<char>(*this, "both", "80", "?", "WSAConnectByNameA");
-    connect_by_system<wchar_t>(*this, L"both", L"80", L"?", "WSAConnectByNameW");
+    connect_by_system<char>(*this, "both", "80", "WSAConnectByNameA");
+    connect_by_system<wchar_t>(*this, L"both", L"80", "WSAConnectByNameW");
 }
 
 TEST_F(OlderNames, ConnectTriesTheAddressesInTurn) {
@@ -320,7 +282,7 @@ TEST_F(OlderNames, ConnectTriesTheAddressesInTurn) {
             ip::socket s;
             EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0), 0u);
             system.calls.clear();
-            local = address("::8"), remote = address("::9");
+            remote = address("::9");
             EXPECT_EQ(is_wide ? winsock2::connectbyname(s, wide(row.node).c_str(), wide(row.service).c_str(),
                                                         &local, &remote, &limit)
                               : winsock2::connectbyname(s, row.node, row.service, &local, &remote, &limit),
@@ -332,31 +294,27 @@ TEST_F(OlderNames, ConnectTriesTheAddressesInTurn) {
                 tried += std::regex_match(call, parts, pattern) ? " " + parts[2].str() : "";
             }
             EXPECT_EQ(tried, is_wide ? row.tried_wide : row.tried);
-            EXPECT_EQ(text(local), "::8");
             const std::string last = tried.substr(tried.rfind(' ') + 1);
             EXPECT_EQ(text(remote), row.code != 0 ? "::9" : last.substr(0, last.find('@')));
             winsock2::closesocket(s);
         }
     }
+    EXPECT_EQ(text(local), "::8");
 }
 
-TEST_F(OlderNames, ConnectToWideAddressTextNeedsNoWideLookUp) {
-    ip::detail::the_helper().winsock.GetAddrInfoW = nullptr;
+TEST_F(OlderNames, ConnectNeedsTheWideLookUpForWideNamesOnly) {
+    ip::detail::the_helper().winsock.FreeAddrInfoW = nullptr;
     ip::socket s;
     EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0), 0u);
+    EXPECT_EQ(winsock2::connectbyname(s, L"both", L"80", nullptr, &remote, nullptr), 120u);
     EXPECT_EQ(winsock2::connectbyname(s, L"192.0.2.1", L"80", nullptr, &remote, nullptr), 0u);
     winsock2::closesocket(s);
 }
 
-TEST_F(OlderNames, ConnectToWideNameNeedsTheWideLookUp) {
-    ip::detail::the_helper().winsock.FreeAddrInfoW = nullptr;
-    EXPECT_EQ(winsock2::connectbyname({}, L"both", L"80", nullptr, &remote, nullptr), 120u);
-}
-
 // The substitutes.
 
-struct Substitutes : Names, testing::WithParamInterface<std::set<std::string>> {
-    Substitutes() : Names(GetParam()) {
+struct Substitutes : Names, testing::WithParamInterface<const char*> {
+    Substitutes() : Names({GetParam()}) {
         static const std::string long_name(1025, 'x');
         system.hosts["both"].official = "own.lab.test";
         system.hosts["255.255.255.255"] = {{"192.0.2.255"}};
@@ -373,12 +331,11 @@ struct Substitutes : Names, testing::WithParamInterface<std::set<std::string>> {
 std::string list(const char* node, const char* service, const addrinfo* hints = nullptr) {
     const auto& winsock = ip::detail::the_helper().winsock;
     auto* first = std::bit_cast<addrinfo*>(~std::uintptr_t{0});
+    std::string result;
     if (const int code = winsock.getaddrinfo(node, service, hints, &first)) {
         EXPECT_EQ(GetLastError(), static_cast<DWORD>(code));
-        EXPECT_EQ(first, nullptr);
-        return text(code);
+        result = text(code);
     }
-    std::string result;
     for (const addrinfo* each = first; each != nullptr; each = each->ai_next) {
         EXPECT_EQ(each->ai_family, AF_INET);
         EXPECT_EQ(each->ai_addrlen, 16u);
@@ -391,9 +348,8 @@ std::string list(const char* node, const char* service, const addrinfo* hints = 
 }
 
 /// The fields of the hints that may be set.
-struct fields {
+struct fields { // in their order
     int flags = 0, family = 0, socket_type = 0, protocol = 0;
-    bool operator==(const fields&) const = default;
 };
 
 TEST_P(Substitutes, ListAddresses) {
@@ -412,10 +368,8 @@ TEST_P(Substitutes, ListAddresses) {
         {nullptr, "both", "1/0/0 127.0.0.1@6400", {0, 0, 1}},
         {nullptr, "both", "2/0/0 127.0.0.1@13568", {0, 0, 2}},
         {nullptr, "both", "10109", {0, 0, 3}},
-        {nullptr, "stream", "1/0/0 127.0.0.1@20480"},
         {nullptr, "stream", "10109", {0, 0, 2}},
         {nullptr, "datagram", "2/9/0 127.0.0.1@31488", {0, 0, 0, 9}},
-        {nullptr, "datagram", "10109", {0, 0, 1}},
         {nullptr, "80x", "11001"},
         {"192.0.2.1", nullptr, "0/0/4 192.0.2.1"},
         {"192.0.2.1", nullptr, "0/0/4 192.0.2.1(192.0.2.1)", {AI_CANONNAME | AI_NUMERICHOST}},
@@ -441,14 +395,11 @@ TEST_P(Substitutes, ListAddresses) {
     };
     for (const auto& row : rows) {
         addrinfo hints{};
-        hints.ai_flags = row.hints.flags;
-        hints.ai_family = row.hints.family;
-        hints.ai_socktype = row.hints.socket_type;
-        hints.ai_protocol = row.hints.protocol;
+        std::memcpy(&hints, &row.hints, sizeof row.hints);
         EXPECT_EQ(list(row.node, row.service, &hints), row.expected);
-        EXPECT_TRUE(row.hints != fields{} || list(row.node, row.service) == row.expected);
     }
-    EXPECT_EQ(system.count("gethostbyname(loop)"), 32); // 16 rounds each time
+    EXPECT_EQ(list(nullptr, "80"), loopback);
+    EXPECT_EQ(system.count("gethostbyname(loop)"), 16);
     EXPECT_EQ(system.count("getaddrinfo"), 0);
     addrinfo filled[4] = {};
     filled[0].ai_addrlen = 16;
@@ -458,20 +409,13 @@ TEST_P(Substitutes, ListAddresses) {
     for (const addrinfo& hints : filled) {
         EXPECT_EQ(list("192.0.2.1", "80", &hints), "11003");
     }
-    for (const auto& [code, expected] : {std::pair(11001, "11001"),
-                                         {11002, "11002"},
-                                         {11003, "11003"},
-                                         {11004, "11001"},
-                                         {10050, "11001"}}) {
-        system.answers["gethostbyname"] = {static_cast<DWORD>(code)};
+    system.answers["gethostbyname"] = {11001, 11002, 11003, 11004, 10050};
+    for (const char* expected : {"11001", "11002", "11003", "11001", "11001"}) {
         EXPECT_EQ(list("both", nullptr), expected);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Missing, Substitutes,
-                         testing::Values(std::set<std::string>{"getaddrinfo"},
-                                         std::set<std::string>{"freeaddrinfo"},
-                                         std::set<std::string>{"getaddrinfo", "freeaddrinfo"}));
+INSTANTIATE_TEST_SUITE_P(Missing, Substitutes, testing::Values("getaddrinfo", "freeaddrinfo"));
 
 TEST(SubstituteForGetNameInfo, NamesIpv4AddressesAndPorts) {
     scripted::system system(4);
@@ -493,12 +437,10 @@ TEST(SubstituteForGetNameInfo, NamesIpv4AddressesAndPorts) {
                 {&www, 16, 64, 6, 0, "11003  "},
                 {&www, 16, 4, 3, NI_NOFQDN | NI_DGRAM, "0 www 80"},
                 {&www, 16, 10, 3, NI_NUMERICHOST | NI_NUMERICSERV, "0 192.0.2.1 80"},
-                {&www, 16, 9, 0, NI_NUMERICHOST, "11003  "},
                 {&www, 16, 0, 2, NI_NUMERICSERV, "11003  "},
                 {&www, 16, 10, 0, 0, "0 192.0.2.1 ", 11004},
                 {&other, 16, 64, 32, 0, "0 192.0.2.9 both"},
                 {&other, 16, 0, 5, NI_DGRAM, "0  both"},
-                {&other, 16, 64, 0, NI_NAMEREQD, "11001  "},
                 {&other, 16, 64, 0, NI_NAMEREQD, "11002  ", 11002},
                 {&other, 16, 64, 0, NI_NAMEREQD, "11003  ", 11003},
                 {&www, 16, 64, 32, NI_NAMEREQD | NI_NUMERICHOST, "10022  "},

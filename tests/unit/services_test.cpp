@@ -172,11 +172,8 @@ TEST_F(IpHelper, PingTakesAnAnswerWithTheDataSent) {
     EXPECT_EQ(ping("::ffff:1.2.3.4"), good6);
     EXPECT_EQ(calls(), "Icmp6CreateFile Icmp6SendEcho2(::,::ffff:1.2.3.4@99,32E/128/5/2,84,900) "
                        "IcmpCloseHandle(1)");
-    answer6(0, std::string(31, 'E'));
-    EXPECT_EQ(ping("::1"), "59" + untouched);
-    answer6(13, "");
-    EXPECT_EQ(ping("::1", 1), "59" + untouched);
-    EXPECT_EQ(ping("::1", 0), "0|::5|7|13|0|");
+    answer6(13, std::string(31, 'E'));
+    EXPECT_EQ(ping("::1") + ping("::1", 31), "59" + untouched + "0|::5|7|13|0|");
 }
 
 TEST_F(IpHelper, PingGivesTheSystemsCodeAndGoesTheOlderWayOnlyOn120) {
@@ -364,9 +361,7 @@ TEST_F(Connections, OwnerIsFoundByTheTwoAddresses) {
         std::string expected;
     } rows[] = {{6, "192.0.2.10", "192.0.2.9", "0 42"},
                 {0, "192.0.2.9", "192.0.2.10", "2 7"},
-                {6, "192.0.2.10", "0.0.0.0", "2 7"},
                 {0, "192.0.2.10", "0.0.0.0", "0 45"},
-                {0, "192.0.2.10", "-", "2 7"},
                 {0, "2001:db8::", "fe80::", "0 61"},
                 {17, "fe80::", "::", "0 65"},
                 {17, "fe80::", "0.0.0.0", "2 7"},
@@ -380,22 +375,18 @@ TEST_F(Connections, OwnerIsFoundByTheTwoAddresses) {
         const std::string code = text(hlpapi::findPid(protocol, of(local), of(remote), pid));
         EXPECT_EQ(code + " " + text(pid), expected) << local;
     }
-    system.answers["UDP"] = {5};
-    unsigned long pid = 7;
-    EXPECT_EQ(hlpapi::findPid(0, socket_address("192.0.2.10"), socket_address("192.0.2.9"), pid), 5u);
 }
 
 TEST(Services, SurviveRandomAnswers) {
     std::mt19937 random(2024);
     const auto below = [&](unsigned limit) { return random() % limit; };
-    const auto fill = [&](auto&... rows) {
-        const auto fill_one = [&](auto& of) {
-            of.resize(below(4));
-            auto* bytes = reinterpret_cast<std::uint8_t*>(of.data());
-            std::generate_n(bytes, of.size() * sizeof of[0], [&] { return below(256); });
-        };
-        (fill_one(rows), ...);
+    const auto fill = [&](auto& rows) {
+        rows.resize(below(4));
+        std::generate_n(reinterpret_cast<std::uint8_t*>(rows.data()), rows.size() * sizeof rows[0],
+                        [&] { return below(256); });
     };
+    const scripted::dns_record kinds[] = {
+        {DNS_TYPE_A, "1.2.3.4"}, {DNS_TYPE_AAAA, "::1"}, {DNS_TYPE_PTR, "n"}, {DNS_TYPE_OPT}};
     std::vector<ip::addr> addresses;
     std::vector<std::wstring> names;
     std::vector<hlpapi::_SIpNetRow> neighbours;
@@ -408,15 +399,12 @@ TEST(Services, SurviveRandomAnswers) {
         EXPECT_EQ(dns.init(), 0u);
         for (const char* question : {"1 n", "28 n", "12 1.0.0.127.IN-ADDR.ARPA"}) {
             for (unsigned left = below(4); left != 0; --left) {
-                const std::pair<WORD, const char*> kinds[] = {{DNS_TYPE_A, "1.2.3.4"},
-                                                              {DNS_TYPE_AAAA, "::1"},
-                                                              {DNS_TYPE_PTR, "n"},
-                                                              {DNS_TYPE_OPT, nullptr}};
-                const auto& [type, data] = kinds[below(4)];
-                system.dns[question].push_back({type, data, below(4)});
+                system.dns[question].push_back(kinds[below(4)]);
+                system.dns[question].back().section = below(4);
             }
         }
-        fill(system.older_neighbours, system.neighbours, system.tcp4, system.tcp6, system.udp4, system.udp6);
+        fill(system.older_neighbours), fill(system.neighbours);
+        fill(system.tcp4), fill(system.tcp6), fill(system.udp4), fill(system.udp6);
         system.more_rows = below(2) * random();
         system.wanted.assign(below(4), below(5000));
         system.echo_reply = std::string(16, static_cast<char>(below(256))) + std::string(8 + below(50), '\0');

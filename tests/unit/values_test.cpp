@@ -8,22 +8,10 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
 namespace {
 
 using namespace ip::detail;
-using scripted::address;
 using scripted::socket_address;
-
-TEST(Values, SocketAddressOfAnAddressHasNoPortNoFlowAndNoScope) {
-    const ip::saddr v4 = to_saddr(address("192.0.2.1")), v6 = to_saddr(address("fe80::1"));
-    EXPECT_EQ(std::memcmp(&v4, "\2\0\0\0\xC0\0\2\1\0\0\0\0\0\0\0", 16), 0);
-    EXPECT_EQ(std::memcmp(&v6, "\x17\0\0\0\0\0\0\0\xFE\x80\0\0\0\0\0\0\0\0\0\0\0\0\0\1\0\0\0", 28), 0);
-    const ip::saddr other = to_saddr({17, {1}});
-    EXPECT_EQ(length_of(v4) + length_of(v6) * 100 + length_of(other), 2816);
-    EXPECT_EQ(other.family, ip::family_none);
-}
 
 TEST(Values, AddressOfASocketAddressTakesOnlyTheBytesOfItsFamily) {
     const std::tuple<ip::saddr, std::uint16_t, std::size_t> rows[] = {
@@ -48,26 +36,6 @@ TEST(Values, SystemFilledBufferStartsEmptyAndGivesItsFirst28Bytes) {
     std::memset(buffer.data(), 0x11, static_cast<std::size_t>(buffer.size()));
     EXPECT_EQ(buffer.image().scope_id, 0x11111111u);
     EXPECT_EQ(buffer.size(), 128);
-}
-
-TEST(Values, Ipv4ViewOfAnOptionalAddress) {
-    const ip::addr v4 = address("1.2.3.4"), mapped = address("::ffff:5.6.7.8"), none;
-    const std::pair<const ip::addr*, const char*> rows[] = {
-        {nullptr, "\0\0\0"}, {&v4, "\1\2\3\4"}, {&mapped, "\5\6\7\x8"}, {&none, "\xFF\xFF\xFF\xFF"}};
-    for (const auto& [from, bytes] : rows) {
-        EXPECT_EQ(std::memcmp(ipv4_view(from).bytes, bytes, 4), 0) << static_cast<int>(*bytes);
-    }
-}
-
-TEST(Values, TwoThreadsThatTakeASocketsHandleNeverBothGetIt) {
-    for (int round = 0; round < 1000; ++round) {
-        ip::socket socket{42};
-        std::uintptr_t other = 0;
-        std::thread thread([&] { other = socket.exchange(); });
-        const std::uintptr_t mine = socket.exchange();
-        thread.join();
-        ASSERT_EQ(std::minmax(mine, other), std::minmax(std::uintptr_t{42}, +ip::socket::none));
-    }
 }
 
 TEST(Encoding, ConvertsByTheSystemsRules) {
