@@ -392,16 +392,18 @@ TEST_F(Adapters, CurrentProfileKnowsADialUpConnectionByItsAddress) {
         std::string expected;
         const char* destination = "192.0.2.9";
         std::deque<DWORD> wanted = {};
-    } rows[] = {
-        {{L"1.1.1.1", L"192.0.2.10", L"192.0.2.10"}, {}, first},
-        {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", {4000, 9000}},
-        {{L"1.1.1.1", L"192.0.2.10", L""}, {{"RasGetProjectionInfoW", {731}}}, first},
-        {{L"", L"1.1.1.1", L"1.1.1.1"}, {}, lan},
-        {{L"192.0.2.10", L"", L""}, {{"RasGetProjectionInfoW", {731}}}, lan},
-        {{L"192.0.2.10", L"", L""}, {{grows, {632}}}, lan},
-        {{L"", L"", L""}, {{"GetBestRoute", {5}}}, "{A}|192.0.2.10|255.255.255.0|-|0||||"},
-        {{L"", L"", L""}, {}, "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|0||||", "9::"},
-        {{L"1.1.1.1", L"192.0.2.10", L""}, {}, "{A}|192.0.2.10|255.255.255.0|-|1|1|vpn|a port|", "9::"}};
+    } rows[] = {{{L"1.1.1.1", L"192.0.2.10", L"192.0.2.10"}, {}, first},
+                {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", {4000, 9000}},
+                {{L"1.1.1.1", L"192.0.2.10", L""}, {{"RasGetProjectionInfoW", {731}}}, first},
+                {{L"", L"1.1.1.1", L"1.1.1.1"}, {}, lan},
+                {{L"192.0.2.10", L"", L""}, {{"RasGetProjectionInfoW", {731}}}, lan},
+                {{L"192.0.2.10", L"", L""}, {{grows, {632}}}, lan},
+                {{L"", L"", L""}, {{"GetBestRoute", {5}}}, "{A}|192.0.2.10|255.255.255.0|-|0||||"},
+                {{L"", L"", L""}, {}, "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|0||||", "9::"},
+                {{L"1.1.1.1", L"192.0.2.10", L""},
+                 {},
+                 "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|1|1|vpn|a port|",
+                 "9::"}};
     for (const auto& row : rows) {
         ip::_SCurrentProfile p;
         p.gateway = socket_address("::8");
