@@ -6,7 +6,6 @@
 COMMAND runs kvtip; each ADAPTER must be among those that it finds. Wine tells IPv4 gateways only, no
 address that has a label of its own ("eth0:1"), and all name servers with every adapter."""
 
-import contextlib
 import json
 import os
 import socket
@@ -19,39 +18,23 @@ split = sys.argv.index("--")
 required, kvtip = sys.argv[1:split], sys.argv[split + 1 :]
 os.environ["LC_ALL"] = "C.UTF-8"  # Wine reads arguments in the locale's encoding
 
-# arguments, what is wrong with them, where to look for help
+# arguments, and what is wrong with them
 bad_usage = [
-    ([], "A subcommand is required", "kvtip"),
-    (["nothing"], "The following argument was not expected: nothing", "kvtip"),
-    (["adapters", "grüße €😀"], "The following argument was not expected: grüße €😀", "kvtip adapters"),
-    (["adapters", "*"], "The following argument was not expected: *", "kvtip adapters"),
-    (["addresses", "--family", "5"], "--family: 5 not in {4,6}", "kvtip addresses"),
-    (["resolve", ""], "NAME: must not be empty", "kvtip resolve"),
-    (["name", "grüße"], "ADDRESS: grüße is not an address", "kvtip name"),
-    (["name", "1" * 300], f"ADDRESS: {'1' * 300} is not an address", "kvtip name"),
+    ([], "A subcommand is required"),
+    (["adapters", "grüße €😀"], "The following argument was not expected: grüße €😀"),
+    (["adapters", "*"], "The following argument was not expected: *"),
+    (["addresses", "--family", "5"], "--family: 5 not in {4,6}"),
+    (["resolve", ""], "NAME: must not be empty"),
+    (["name", "1" * 300], f"ADDRESS: {'1' * 300} is not an address"),
+    (["owner", "::1", "grüße"], "REMOTE: grüße is not an address"),
+    (["connect", "::1", "65536"], "PORT: Value 65536 not in range 1 to 65535"),
+    (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not above 0 and up to 86400"),
+    (["ping", "::1", "--size", "65501"], "--size: Value 65501 not in range 0 to 65500"),
+    (["trace", "::1", "--max-hops", "0"], "--max-hops: Value 0 not in range 1 to 255"),
+    (["lookup", "a", "--type", "mx"], "--type: mx not in {a,aaaa,both}"),
+    (["connections", "--udp", "--state", "listen"], "--udp excludes --state"),
+    (["connections", "--pid", "-1"], "Could not convert: --pid = -1"),
 ]
-bad_usage += [(["connect", "::1", port], f"PORT: Value {port} not in range 1 to 65535", "kvtip connect")
-              for port in ("0", "65536", "-1", "abc")]
-bad_usage += [(["ping", "::1", option, str(value)],
-               f"{option}: Value {value} not in range {least} to {most}", "kvtip ping")
-              for option, least, most in (("--count", 1, 65535), ("--size", 0, 65500), ("--ttl", 1, 255),
-                                          ("--timeout", 1, 60000))
-              for value in (least - 1, most + 1)]
-bad_usage += [
-    (["trace", "::1", "--max-hops", "0"], "--max-hops: Value 0 not in range 1 to 255", "kvtip trace"),
-    (["lookup", "a", "--type", "mx"], "--type: mx not in {a,aaaa,both}", "kvtip lookup"),
-    (["reverse", "a"], "ADDRESS: a is not an address", "kvtip reverse"),
-    (["mac", "a"], "ADDRESS: a is not an address", "kvtip mac"),
-    (["owner", "a", "::1"], "LOCAL: a is not an address", "kvtip owner"),
-    (["owner", "::1", "a"], "REMOTE: a is not an address", "kvtip owner"),
-    (["profile", ""], "DESTINATION: must not be empty", "kvtip profile"),
-    (["connections", "--tcp", "--udp"], "--tcp excludes --udp", "kvtip connections"),
-    (["connections", "--udp", "--state", "listen"], "--udp excludes --state", "kvtip connections"),
-    (["connections", "--pid", "-1"], "Could not convert: --pid = -1", "kvtip connections"),
-]
-bad_usage += [(["connect", "::1", "9", "--timeout", seconds],
-               f"--timeout: {seconds} is not above 0 and up to 86400", "kvtip connect")
-              for seconds in ("0", "-1", "nan", "abc", "86401")]
 
 
 def run(*command, stdout=subprocess.PIPE, **options):
@@ -81,12 +64,6 @@ def host_adapters():
         }
 
 
-def accepted_port(server):
-    caller, (_, port, *_) = server.accept()
-    caller.close()
-    return port
-
-
 def addresses_of(adapter):
     return sorted(f"{a['address']}/{a['prefix_length']}" for a in adapter["addresses"])
 
@@ -99,9 +76,16 @@ class Kvtip(unittest.TestCase):
         self.assertEqual((status, err), (0, ""), arguments)
         return out
 
+    def found(self, *arguments):
+        return json.loads(self.output(*arguments, "--json"))
+
+    def assert_fails(self, code, *arguments):
+        status, out, err = run(*kvtip, *arguments)
+        self.assertRegex(f"{status} {out}{err}", rf"^1 kvtip: {arguments[0]}: {code}: .*\S\n$")
+
     def test_bad_usage(self):
-        for arguments, reason, helper in bad_usage:
-            answer = (2, "", f"kvtip: {reason}\ntry '{helper} --help'\n")
+        for arguments, reason in bad_usage:
+            answer = (2, "", f"kvtip: {reason}\ntry '{' '.join(['kvtip', *arguments[:1]])} --help'\n")
             self.assertEqual(run(*kvtip, *arguments), answer)
 
     def test_help_and_version(self):
@@ -109,7 +93,7 @@ class Kvtip(unittest.TestCase):
         self.assertIn("--family", self.output("addresses", "--help"))
 
     @unittest.skipUnless(sys.platform == "linux", "needs a host that can be asked")
-    def test_adapters_are_the_hosts(self):
+    def test_adapters_and_hostname_are_the_hosts(self):
         host = dict(host_adapters())
         self.assertLessEqual(set(required), set(host))
         self.assertEqual(host, {adapter["friendly_name"]: {
@@ -120,102 +104,49 @@ class Kvtip(unittest.TestCase):
             "addresses": addresses_of(adapter),
             "gateways": adapter["gateways"],
             "name servers": [address(server) for server in adapter["dns_servers"]],
-        } for adapter in json.loads(self.output("adapters", "--json"))})
-        expected = sorted(text.split("/")[0] for adapter in host.values() for text in adapter["addresses"])
-        self.assertEqual(sorted(json.loads(self.output("addresses", "--json"))), expected)
-
-    def test_families_share_out_the_addresses(self):
-        every, ipv4, ipv6 = (json.loads(self.output("addresses", "--json", *family))
-                             for family in ([], ["--family", "4"], ["--family", "6"]))
-        self.assertIn("127.0.0.1", ipv4)
-        self.assertEqual(ipv4, [text for text in every if ":" not in text])
-        self.assertEqual(ipv6, [text for text in every if ":" in text])
-        self.assertEqual(self.output("addresses"), "".join(text + "\n" for text in every))
+        } for adapter in self.found("adapters")})
+        self.assertEqual(self.output("hostname"), socket.gethostname() + "\n")
 
     def test_text_shows_what_json_has(self):
-        blocks = self.output("adapters").split("\n\n")
-        adapters = json.loads(self.output("adapters", "--json"))
-        self.assertEqual(len(blocks), len(adapters))
-        for block, adapter in zip(blocks, adapters):
+        adapters = self.found("adapters")
+        for block, adapter in zip(self.output("adapters").split("\n\n"), adapters, strict=True):
             shown = [adapter[key] for key in ("friendly_name", "name", "hw_address", "dns_suffix")]
             shown += adapter["gateways"] + adapter["dns_servers"] + addresses_of(adapter)
             for value in filter(None, shown):
                 self.assertIn(value, block)
+        every = [text.split("/")[0] for adapter in adapters for text in addresses_of(adapter)]
+        for family in ("4", "6"):
+            self.assertEqual(sorted(self.output("addresses", "--family", family).split()),
+                             sorted(text for text in every if (":" in text) == (family == "6")))
 
-    def assert_fails(self, code, *arguments):
-        status, out, err = run(*kvtip, *arguments)
-        self.assertRegex(f"{status} {out}{err}", rf"^1 kvtip: {arguments[0]}: {code}: .*\S\n$")
-
-    def test_names_have_the_hosts_addresses(self):
-        for family, *option in ((0,), (socket.AF_INET, "--family", "4"), (socket.AF_INET6, "--family", "6")):
-            try:
-                found = socket.getaddrinfo("localhost", None, family, socket.SOCK_STREAM)
-            except socket.gaierror:
-                self.assert_fails(r"1100\d", "resolve", "localhost", *option)
-                continue
-            expected = list(dict.fromkeys(address for *_, (address, *_) in found))
-            self.assertEqual(json.loads(self.output("resolve", "localhost", "--json", *option)), expected)
-            self.assertEqual(self.output("resolve", "localhost", *option).split(), expected)
+    def test_names_and_addresses_are_the_hosts(self):
+        found = self.found("resolve", "localhost", "--family", "4")
+        self.assertEqual(found, ["127.0.0.1"])
+        self.assertEqual(self.output("name", *found), socket.getnameinfo(("127.0.0.1", 0), 0)[0] + "\n")
 
     def test_unknown_names_are_a_failure(self):
-        for name in ("a" * 64, "a" * 300, "grüße €😀"):  # which no name server is asked for
+        for name in ("a" * 300, "grüße €😀"):  # which no name server is asked for
             self.assert_fails(11001, "resolve", name)
-            self.assert_fails(11001, "connect", name, "9")
-        self.assert_fails(r"\d+", "resolve", "ü" * 300)
-
-    def test_addresses_have_the_hosts_names(self):
-        for address in ("127.0.0.1", "::1"):
-            try:
-                name = socket.getnameinfo((address, 0), socket.NI_NAMEREQD)[0]
-            except socket.gaierror:
-                self.assert_fails(r"1100\d", "name", address)
-                continue
-            self.assertEqual(self.output("name", address), name + "\n")
-            self.assertEqual(json.loads(self.output("name", address, "--json")),
-                             {"address": address, "name": name})
-
-    @unittest.skipUnless(sys.platform == "linux", "needs a host that can be asked")
-    def test_hostname_is_the_hosts(self):
-        self.assertEqual(self.output("hostname"), socket.gethostname() + "\n")
-        self.assertEqual(json.loads(self.output("hostname", "--json")), {"hostname": socket.gethostname()})
+        self.assert_fails(11001, "connect", "a" * 64, "9")
+        self.assert_fails(r"\d+", "lookup", "a..b")
+        self.assert_fails(r"\d+", "reverse", "0.0.0.0")
+        self.assert_fails(r"\d+", "mac", "0.0.0.0")
 
     def test_connection_is_as_the_listener_sees_it(self):
-        for host in {"127.0.0.1", "::1"}.intersection(json.loads(self.output("addresses", "--json"))):
+        for host in {"127.0.0.1", "::1"}.intersection(self.found("addresses")):
             family, form = (socket.AF_INET6, "[{}]:{}") if ":" in host else (socket.AF_INET, "{}:{}")
             with socket.create_server((host, 0), family=family) as server:
                 port = server.getsockname()[1]
-                found = json.loads(self.output("connect", host, str(port), "--json"))
-                self.assertGreater(found.pop("milliseconds"), 0)
-                self.assertEqual(found, {"local": {"address": host, "port": accepted_port(server)},
-                                         "remote": {"address": host, "port": port}})
                 shown = self.output("connect", host, str(port), "--timeout", "59.5").split()
-                self.assertEqual(shown[:5], ["local", form.format(host, accepted_port(server)),
-                                             "remote", form.format(host, port), "time"])
-
-    def test_connection_that_is_refused_or_not_answered_is_a_failure(self):
-        with socket.socket() as server, contextlib.ExitStack() as callers:
-            server.bind(("127.0.0.1", 0))
-            port = str(server.getsockname()[1])
-            self.assert_fails(10061, "connect", "127.0.0.1", port)
-            server.listen(0)
-            for _ in range(3):  # more than wait for a listener at a time
-                caller = callers.enter_context(socket.socket())
-                caller.setblocking(False)
-                caller.connect_ex(server.getsockname())
-            self.assert_fails(1460, "connect", "127.0.0.1", port, "--timeout", "0.3")
+                with server.accept()[0] as caller:
+                    ends = form.format(*caller.getpeername()), form.format(host, port)
+                self.assertEqual(shown[:5], ["local", ends[0], "remote", ends[1], "time"])
+            self.assert_fails(10061, "connect", host, str(port))
 
     def test_ping_shows_each_answer_and_sums_up(self):
-        lines = self.output("ping", "127.0.0.1", "--count", "2", "--ttl", "1").splitlines()
-        self.assertEqual((lines[0], lines[3], len(lines)),
-                         ("pinging 127.0.0.1 with 32 bytes", "2 sent, 2 answered, 0% lost", 5))
-        for line in lines[1:3]:
-            self.assertRegex(line, r"^reply from 127\.0\.0\.1: <?\d+ ms, ttl \d+$")
-        for size in ("0", "65500"):
-            found = json.loads(self.output("ping", "127.0.0.1", "--count", "1", "--size", size, "--json"))
-            self.assertEqual([found[key] for key in ("size", "sent", "received", "lost")],
-                             [int(size), 1, 1, 0])
-            self.assertEqual([(reply["address"], reply["code"]) for reply in found["replies"]],
-                             [("127.0.0.1", 0)])
+        self.assertRegex(self.output("ping", "127.0.0.1", "--count", "2", "--ttl", "1", "--size", "65500"),
+                         r"^pinging 127\.0\.0\.1 with 65500 bytes\n(reply from 127\.0\.0\.1: <?\d+ ms, "
+                         r"ttl \d+\n){2}2 sent, 2 answered, 0% lost\n.+\n$")
 
     def test_ping_shows_an_answer_before_it_sends_the_next_echo(self):
         with subprocess.Popen([*kvtip, "ping", "127.0.0.1", "--count", "60"], stdout=subprocess.PIPE) as ping:
@@ -224,18 +155,11 @@ class Kvtip(unittest.TestCase):
             ping.terminate()  # long before its end
 
     def test_ping_without_an_answer_is_a_failure(self):
-        ping = "ping", "255.255.255.255", "--count", "1"  # which no echo may be sent to
-        status, out, err = run(*kvtip, *ping)
-        self.assertRegex(f"{status} {out}",
-                         r"^1 pinging .*\nno answer: .* \(\d+\)\n1 sent, 0 answered, 100% lost\n$")
-        self.assertRegex(err, r"^kvtip: ping: \d+: .*\S\n$")
-        status, out, same = run(*kvtip, *ping, "--json")
-        self.assertEqual((status, same, json.loads(out)["average"]), (1, err, None))
+        status, out, err = run(*kvtip, "ping", "255.255.255.255", "--count", "1")  # where no echo may go
+        self.assertRegex(f"{status} {out}{err}", r"^1 pinging .*\nno answer: .* \(\d+\)\n"
+                         r"1 sent, 0 answered, 100% lost\nkvtip: ping: \d+: .*\S\n$")
 
     def test_connections_are_those_of_the_host(self):
-        def found(*options):
-            return {(row["protocol"], row["local"]["port"], row["remote"] and row["remote"]["port"],
-                     row["state_name"]) for row in json.loads(self.output("connections", "--json", *options))}
         with socket.create_server(("127.0.0.1", 0)) as server, socket.socket(type=socket.SOCK_DGRAM) as udp:
             with socket.create_connection(server.getsockname()) as caller:
                 udp.bind(("127.0.0.1", 0))
@@ -243,54 +167,35 @@ class Kvtip(unittest.TestCase):
                 listener, endpoint = ("TCP", port, None, "listen"), ("UDP", udp.getsockname()[1], None, None)
                 ends = {("TCP", port, other, "established"), ("TCP", other, port, "established")}
                 every = {listener, endpoint} | ends
-                for options, expected in (("", every), ("--tcp", every - {endpoint}), ("--udp", {endpoint}),
-                                          ("--family 6", set()), ("--state established", ends),
-                                          ("--pid 4294967295", set())):
-                    self.assertEqual(found(*options.split()) & every, expected, options)
+                for options, expected in (("--family 4", every), ("--udp", {endpoint}),
+                                          ("--state established", ends), ("--pid 4294967295", set())):
+                    found = {(row["protocol"], row["local"]["port"], row["remote"] and row["remote"]["port"],
+                              row["state_name"]) for row in self.found("connections", *options.split())}
+                    self.assertEqual(found & every, expected, options)
                 line = rf"(?m)^TCP +127\.0\.0\.1:{port} +127\.0\.0\.1:{other} +established "
                 self.assertRegex(self.output("connections"), line)
-                owner = json.loads(self.output("owner", "127.0.0.1", "127.0.0.1", "--json"))
-                self.assertEqual((owner["local"], owner["remote"]), ("127.0.0.1", "127.0.0.1"))
+                self.output("owner", "127.0.0.1", "127.0.0.1")
         self.assert_fails(2, "owner", "203.0.113.77", "127.0.0.1")
-
-    def test_addresses_without_neighbour_or_name_are_a_failure(self):
-        self.assert_fails(r"\d+", "mac", "0.0.0.0")
-        self.assert_fails(r"\d+", "reverse", "0.0.0.0")
-        self.assert_fails(r"\d+", "lookup", "a" * 64)
-        self.assert_fails(r"\d+", "lookup", "a..b")
 
     @unittest.skipUnless("lab0" in required, "needs the lab")
     def test_lab_is_as_it_was_made(self):
-        if run("getent", "hosts", "far.lab.test")[0] != 0:
-            self.skipTest("needs the lab with a far host")
-        both = ["198.51.100.10", "2001:db8:1::10"]
-        for name, records, expected in (("www", "both", both), ("www", "a", both[:1]),
-                                        ("www", "aaaa", both[1:]), ("alias", "both", both),
-                                        ("v6", "both", ["2001:db8:1::12"])):
-            self.assertEqual(self.output("lookup", name + ".lab.test", "--type", records).split(), expected)
-        for records in ("a", "aaaa", "both"):
-            self.assert_fails(9003, "lookup", "missing.lab.test", "--type", records)
-        for address in both:
-            self.assertEqual(self.output("reverse", address), "www.lab.test\n")
-        self.assert_fails(9003, "reverse", "198.51.100.99")
+        self.assertEqual(self.output("lookup", "v6.lab.test", "--type", "aaaa"), "2001:db8:1::12\n")
+        self.assert_fails(9003, "lookup", "nobody.lab.test")
+        self.assertEqual(self.output("reverse", "2001:db8:1::10"), "www.lab.test\n")
 
         hops = r"\n  1  198\.51\.100\.1  .* ms\n  2  203\.0\.113\.2  .* ms\n203\.0\.113\.2 reached\n$"
-        self.assertRegex(self.output("trace", "far.lab.test", "--family", "4"), hops)
-        for host, ttl, code in (("198.51.100.66", "9", 11010), ("203.0.113.2", "1", 11013)):
-            status, _, err = run(*kvtip, "ping", host, "--count", "1", "--timeout", "900", "--ttl", ttl)
-            self.assertRegex(f"{status} {err}", rf"^1 kvtip: ping: {code}: ")
+        self.assertRegex(self.output("trace", "far.lab.test"), hops)
+        self.assert_fails(1460, "connect", "198.51.100.1", "81", "--timeout", "0.3")
         self.assertRegex(self.output("neighbours", "--family", "4"),
                          r"\n198\.51\.100\.50 +02-00-5E-10-00-50 ")
-
         for host, gateway in (("203.0.113.2", "198.51.100.1"), ("198.51.100.10", None)):
-            self.assertEqual(json.loads(self.output("route", host, "--json")), {
+            self.assertEqual(self.found("route", host), {
                 "destination": host, "interface_index": socket.if_nametoindex("lab0"), "adapter": "lab0",
                 "gateway": gateway})
-        profile = json.loads(self.output("profile", "--json"))
+        profile = self.found("profile")
         self.assertEqual([profile[key] for key in ("adapter", "address", "mask", "gateway", "dial_up")],
                          ["lab0", "198.51.100.2", "255.255.255.0", "198.51.100.1", False])
-        self.assertEqual([row["server"] for row in json.loads(self.output("dns", "--json"))],
-                         ["198.51.100.1", "2001:db8:1::1"])
+        self.assertEqual([row["server"] for row in self.found("dns")], ["198.51.100.1", "2001:db8:1::1"])
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "needs a device that is always full")
     def test_output_that_cannot_be_written_is_a_failure(self):
@@ -304,24 +209,20 @@ class Kvtip(unittest.TestCase):
         status, out, err = run(*kvtip, "adapters", **without)
         self.assertRegex(f"{status} {out}{err}", r"^1 kvtip: adapters: 126: .*\S\n$")
         status, out, err = run(*kvtip, "doctor", **without)
-        self.assertRegex(out, r"kvtIP +does not start: 126: .*\n +Ws2_32.dll +missing: the library does not start\n")
+        self.assertRegex(out, r"Ws2_32.dll +missing: the library does not start\n")
         self.assertEqual((status, err), (1, "kvtip: doctor: the library does not start\n"))
 
     def test_doctor_knows_all_entries(self):
-        found = {library["module"]: library["entries"] for library in
-                 json.loads(self.output("doctor", "--json"))["libraries"]}
+        found = {library["module"]: library["entries"] for library in self.found("doctor")["libraries"]}
         self.assertEqual({module: len(entries) for module, entries in found.items()},
                          {"Ws2_32.dll": 42, "Iphlpapi.dll": 17, "Dnsapi.dll": 3, "rasapi32.dll": 2})
         self.assertEqual({entry["state"] for entry in found["Ws2_32.dll"]}, {"bound"})
-        self.assertIn("Ws2_32.dll    42 of 42 entries\n", self.output("doctor"))
 
     def test_report_holds_what_the_subcommands_show(self):
         page = self.output("report")
         for part in ("hostname", "doctor", "addresses"):
             for line in self.output(part).splitlines():
                 self.assertIn(line.strip(), page)
-        self.assertEqual(json.loads(self.output("report", "--json"))["host"]["result"],
-                         json.loads(self.output("hostname", "--json")))
 
 
 unittest.main(argv=sys.argv[:1])

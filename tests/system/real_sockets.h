@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstring>
 #include <string>
+#include <vector>
 
 using namespace std::chrono_literals;
 using ip::winsock2;
@@ -40,6 +41,11 @@ protected:
 #define FOR_EACH_FAMILY(suite)                                                           \
     INSTANTIATE_TEST_SUITE_P(, suite, testing::Values(ip::family_ipv4, ip::family_ipv6), \
                              testing::PrintToStringParamName())
+
+/// Once for each width of text.
+template <class Char>
+class each_width : public real_sockets {};
+using widths = testing::Types<char, wchar_t>;
 
 /// A socket that is closed when the test ends.
 struct test_socket : ip::socket {
@@ -70,16 +76,19 @@ inline ip::saddr endpoint(const char* address, std::uint16_t port = 0) {
     return endpoint(parsed, port);
 }
 
-/// The address in numbers, empty without one; with `port` the port behind it.
-inline std::string numbers(const ip::saddr& address, bool port = true) {
+constexpr int numeric = NI_NUMERICHOST | NI_NUMERICSERV;
+
+/// The address in numbers, empty without one, and the port behind it.
+inline std::string numbers(const ip::saddr& address) {
     std::string host;
-    std::string service;
-    winsock2::getnameinfo(address, &host, port ? &service : nullptr, NI_NUMERICHOST | NI_NUMERICSERV);
-    return port ? host + " " + service : host;
+    std::string port;
+    winsock2::getnameinfo(address, &host, &port, numeric);
+    return host + " " + port;
 }
 
 inline std::string numbers(const ip::addr& address) {
-    return numbers(endpoint(address), false);
+    const std::string with_port = numbers(endpoint(address));
+    return with_port.substr(0, with_port.find(' '));
 }
 
 inline timeval to_timeval(milliseconds time) {
