@@ -25,11 +25,10 @@ class real_sockets : public testing::Test {
 protected:
     void SetUp() override {
         WSADATA data{};
-        ASSERT_EQ(library_.start(data), 0u);
+        ASSERT_EQ(library.start(data), 0u);
     }
 
-private:
-    winsock2 library_;
+    winsock2 library;
 };
 
 /// Once for each family.
