@@ -122,6 +122,24 @@ TEST_F(Binding, ReportsTheSocketLibrarysErrorOfAStopFirst) {
     }
 }
 
+TEST_F(Binding, LooksEntriesUpInItsOrder) {
+    system.calls.clear();
+    EXPECT_EQ(lib.init(), 0u);
+    const char in_order[] =
+        "(IcmpCreateFile) (IcmpCloseHandle) (IcmpSendEcho) (SendARP) (GetIpNetTable) "
+        "(GetAdaptersAddresses) (GetBestInterfaceEx) (Icmp6CreateFile) (Icmp6SendEcho2) "
+        "(ResolveIpNetEntry2) (GetIpNetTable2) (FreeMibTable) (GetExtendedTcpTable) (GetExtendedUdpTable) "
+        "(GetPerTcpConnectionEStats) (GetPerTcp6ConnectionEStats) (WSAStartup) (WSACleanup) "
+        "(WSAGetLastError) (WSAEnumProtocolsW) (WSASocketW) (getsockopt) (setsockopt) (shutdown) "
+        "(closesocket) (bind) (listen) (select) (WSAAccept) (send) (sendto) (recv) (recvfrom) (connect) "
+        "(htons) (ntohs) (htonl) (gethostbyname) (gethostbyaddr) (getservbyname) (getservbyport) "
+        "(getpeername) (getsockname) (gethostname) (ioctlsocket) (WSAAddressToStringA) "
+        "(WSAAddressToStringW) (WSAStringToAddressA) (WSAStringToAddressW) (getaddrinfo) (freeaddrinfo) "
+        "(getnameinfo) (GetNameInfoW) (GetAddrInfoW) (FreeAddrInfoW) (WSAConnectByNameA) "
+        "(WSAConnectByNameW) (WSAPoll)";
+    EXPECT_EQ(system.called("GetProcAddress"), in_order);
+}
+
 TEST_F(Binding, EveryWinsockStartCallsWsaStartup) {
     ip::winsock2 older(0x0101), refused(0x0000);
     EXPECT_EQ(winsock.start(data), 0u);
