@@ -1,6 +1,7 @@
 // Name services: those of the system, and the substitutes for what an old system lacks.
 
 #include "guard_page.h"
+#include "heap.h"
 #include "ip/detail/helper.h"
 #include "scripted_system.h"
 #include "text.h"
@@ -412,6 +413,20 @@ TEST_P(Substitutes, ListAddresses) {
     system.answers["gethostbyname"] = {11001, 11002, 11003, 11004, 10050};
     for (const char* expected : {"11001", "11002", "11003", "11001", "11001"}) {
         EXPECT_EQ(list("both", nullptr), expected);
+    }
+}
+
+TEST_P(Substitutes, FreeWhatTheyMade) {
+    const auto& bound = ip::detail::the_helper().winsock;
+    addrinfo hints{};
+    hints.ai_flags = AI_CANONNAME;
+    for (const char* node : {"both", "192.0.2.1"}) {
+        const heap::watch watch;
+        addrinfo* first = nullptr;
+        EXPECT_EQ(bound.getaddrinfo(node, "both", &hints, &first), 0);
+        EXPECT_NE(first->ai_canonname, nullptr);
+        bound.freeaddrinfo(first);
+        EXPECT_EQ(watch.live(), 0u);
     }
 }
 

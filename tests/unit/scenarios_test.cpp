@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <new>
 #include <regex>
 #include <string_view>
@@ -26,10 +27,45 @@ unsigned long in_turn(Steps... steps) {
     return code;
 }
 
+/// Takes the steps with a handle: its start, what is done with it, and its stop.
+template <class Handle, class... Steps>
+unsigned long use(Steps... steps) {
+    Handle handle;
+    unsigned long code = 0;
+    static_cast<void>((((code = std::invoke(steps, handle)) == 0) && ...));
+    return code;
+}
+
 template <unsigned long (&Operation)(ip::lib&)>
 unsigned long with_lib() {
     ip::lib lib;
     return in_turn([&] { return lib.init(); }, [&] { return Operation(lib); }, [&] { return lib.free(); });
+}
+
+unsigned long start_winsock(ip::winsock2& winsock) {
+    WSADATA data;
+    return winsock.start(data);
+}
+
+unsigned long convert_text(ip::lib&) {
+    ip::_raw_addr4_no raw4;
+    ip::_raw_addr6_no raw6;
+    wchar_t wide[64];
+    char narrow[64];
+    using namespace ip::detail;
+    return from_string("", raw4) && from_string(L"", raw4) && from_string("", raw6) &&
+                   from_string(L"", raw6) && to_string(raw4, narrow, 64) && to_string(raw6, wide, 64)
+               ? 0
+               : unexplained;
+}
+
+unsigned long walk_adapters(ip::lib&) {
+    ip::adapter_enumerator adapters;
+    ip::_SFindAdapter adapter;
+    for (bool found = adapters.find_first(adapter, 0); found; found = adapters.find_next(adapter)) {
+    }
+    const DWORD code = GetLastError();
+    return code == ERROR_NO_MORE_ITEMS ? 0 : code;
 }
 
 unsigned long list_addresses(ip::lib&) {
@@ -58,6 +94,28 @@ unsigned long with_socket(ip::lib&) {
     return code == 0 ? closed : code;
 }
 
+unsigned long exchange(const ip::socket& s) {
+    ip::socket accepted;
+    ip::addr peer;
+    ip::saddr end;
+    char buffer[4];
+    const auto transfer = [](int count) { return count == 4 ? 0 : winsock2::getlasterror(); };
+    const unsigned long code =
+        in_turn([&] { return winsock2::bind(s, scripted::socket_address("192.0.2.10")); },
+                [&] { return winsock2::listen(s, 1); }, [&] { return winsock2::accept(s, accepted, peer); },
+                [&] { return winsock2::getpeername(accepted, end); },
+                [&] { return winsock2::getsockname(accepted, end); },
+                [&] { return transfer(winsock2::recv(accepted, buffer, 4)); },
+                [&] { return transfer(winsock2::send(accepted, buffer, 4)); },
+                [&] { return winsock2::shutdown(accepted, 2); });
+    const unsigned long closed = winsock2::closesocket(accepted);
+    return code == 0 ? closed : code;
+}
+
+unsigned long connect_in_time(const ip::socket& s) {
+    return winsock2::connect(s, scripted::socket_address("192.0.2.9"), &limit);
+}
+
 template <class Char>
 unsigned long connect_by_name(const ip::socket& s) {
     const auto& bound = ip::detail::the_helper().winsock;
@@ -83,8 +141,9 @@ unsigned long name_address(ip::lib&) {
     return winsock2::getnameinfo(scripted::socket_address("192.0.2.8"), &host, &service, 0);
 }
 
+template <class Char>
 unsigned long name_host(ip::lib&) {
-    wchar_t name[256];
+    Char name[256];
     return winsock2::gethostname(name, 256);
 }
 
@@ -183,17 +242,26 @@ void PrintTo(const scenario& row, std::ostream* out) {
 constexpr std::string_view description = " MultiByteToWideChar() ";
 
 const scenario scenarios[] = {
+    {"load", [] { return 0UL; }},
+    {"lib", [] { return use<ip::lib>(&ip::lib::init, &ip::lib::free); }},
+    {"hlpapi", [] { return use<ip::hlpapi>(&ip::hlpapi::load, &ip::hlpapi::free); }},
+    {"winsock2", [] { return use<ip::winsock2>(start_winsock, &ip::winsock2::cleanup); }},
+    {"address text", with_lib<convert_text>, " WSAStringToAddress() WSAAddressToString() "},
+    {"adapters", with_lib<walk_adapters>, "", description},
     {"addresses", with_lib<list_addresses>, "", description},
     {"family", with_lib<ask_for_family>, " GetAdaptersAddresses GetAdaptersAddresses() GetAdaptersInfo() ",
      description},
     {"both stacks", with_lib<with_socket<[](const ip::socket&) { return 0UL; }, AF_INET6>>},
+    {"exchange", with_lib<with_socket<exchange>>},
+    {"connect in time", with_lib<with_socket<connect_in_time>>},
     {"connect by name", with_lib<with_socket<connect_by_name<char>>>},
     {"connect by wide name", with_lib<with_socket<connect_by_name<wchar_t>>>},
     {"host", with_lib<list_host<char>>},
     {"wide host", with_lib<list_host<wchar_t>>},
     {"names", with_lib<name_address<char>>},
     {"wide names", with_lib<name_address<wchar_t>>},
-    {"wide own name", with_lib<name_host>},
+    {"own name", with_lib<name_host<char>>},
+    {"wide own name", with_lib<name_host<wchar_t>>},
     {"address written", with_lib<write_address<char>>, " getnameinfo() gethostbyaddr() "},
     {"address written wide", with_lib<write_address<wchar_t>>,
      " GetNameInfoW() getnameinfo() gethostbyaddr() "},
@@ -257,6 +325,7 @@ struct Scenarios : testing::TestWithParam<std::tuple<scenario, DWORD>> {
         system.hosts = {{"peer", {{"192.0.2.9"}}}, {"a host with a long name.lab.test", {{"192.0.2.8"}}}};
         system.services = {{"http/tcp", 80}, {"http/udp", 80}};
         system.peers = {{"192.0.2.9", 0}};
+        system.incoming = "data";
         system.dns = {
             {"1 n", {{DNS_TYPE_A, "1.2.3.4"}}},
             {"28 n", {{DNS_TYPE_AAAA, "::1"}}},

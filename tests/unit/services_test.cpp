@@ -22,11 +22,12 @@ using scripted::texts;
 
 TEST(DnsBinding, CountsLoadsEvenThoseThatFail) {
     // a, b: initialise one handle or the other; A, B: free it; ?: look up. Before one of these, -: an entry
-    // is missing; !: the library, for no reason; *: it cannot be freed. The last number is the count.
+    // is missing; /: the library; !: for no reason; *: it cannot be freed. The last number is the count.
     const std::pair<std::string_view, std::string> rows[] = {{"?a?aA?A", "120 0 0 0 0 0 0 1"},
                                                              {"ab?A?B?", "0 0 0 0 0 0 120 0"},
                                                              {"-a?Ab?B?", "127 120 0 0 120 0 120 1"},
                                                              {"!ab?", "127 0 120 2"},
+                                                             {"/ab?", "126 0 120 2"},
                                                              {"a*A?a?", "0 5 120 0 0 1"}};
     for (const auto& [steps, expected] : rows) {
         scripted::system system;
@@ -35,8 +36,8 @@ TEST(DnsBinding, CountsLoadsEvenThoseThatFail) {
         std::vector<ip::addr> found;
         std::string seen;
         for (const char step : steps) {
-            if (step == '-') {
-                system.missing = {"DnsQuery_W"};
+            if (step == '-' || step == '/') {
+                system.missing = {step == '-' ? "DnsQuery_W" : "Dnsapi.dll"};
             } else if (step == '!' || step == '*') {
                 system.answers[step == '!' ? "LoadLibraryW(Dnsapi.dll)" : "FreeLibrary(Dnsapi.dll)"] = {
                     step == '!' ? system.no_reason : 5};
