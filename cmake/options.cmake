@@ -1,6 +1,8 @@
-# What every target of the project is compiled and linked with: target kvtip_options.
+# What every target of the project is compiled and linked with: target kvtip_options. The library's own
+# sources are compiled with kvtip_checks besides.
 
 add_library(kvtip_options INTERFACE)
+add_library(kvtip_checks INTERFACE)
 target_include_directories(kvtip_options INTERFACE ${PROJECT_SOURCE_DIR}/include)
 
 if(WIN32)
@@ -36,7 +38,7 @@ endif()
 
 if(KVTIP_CHECKS)
   target_compile_definitions(kvtip_options INTERFACE _GLIBCXX_ASSERTIONS)
-  target_compile_options(kvtip_options INTERFACE
+  target_compile_options(kvtip_checks INTERFACE
     -O1 -fsanitize=undefined -fsanitize-undefined-trap-on-error -fstack-protector-strong)
   target_link_options(kvtip_options INTERFACE -fstack-protector-strong)
 endif()

@@ -31,7 +31,7 @@ bad_usage = [
     (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not above 0 and up to 86400"),
     (["ping", "::1", "--size", "65501"], "--size: Value 65501 not in range 0 to 65500"),
     (["connections", "--udp", "--state", "listen"], "--udp excludes --state"),
-    (["connections", "--pid", "-1"], "Could not convert: --pid = -1"),
+    (["connections", "--pid", "-1"], "--pid: Value -1 not in range 0 to 4294967295"),
 ]
 
 
