@@ -32,8 +32,8 @@ int main() {
     ip::adapter_enumerator adapters;
     ip::_SFindAdapter adapter;
     for (bool found = adapters.find_first(adapter, 0); found; found = adapters.find_next(adapter)) {
-        if (adapter.oper_status != 1) {
-            continue; // not up
+        if (adapter.oper_status != ip::oper_status_up) {
+            continue;
         }
         std::printf("%ls\n", adapter.friendly_name.c_str());
         ip::_SFindAddress found_address;

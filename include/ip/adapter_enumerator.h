@@ -17,6 +17,18 @@ struct _IP_ADDR_STRING;
 
 namespace ip {
 
+/// \name Operational states of an adapter
+/// The values of `_SFindAdapter::oper_status`.
+/// @{
+inline constexpr std::uint32_t oper_status_up = 1;
+inline constexpr std::uint32_t oper_status_down = 2;
+inline constexpr std::uint32_t oper_status_testing = 3;
+inline constexpr std::uint32_t oper_status_unknown = 4;
+inline constexpr std::uint32_t oper_status_dormant = 5;
+inline constexpr std::uint32_t oper_status_not_present = 6;
+inline constexpr std::uint32_t oper_status_lower_layer_down = 7;
+/// @}
+
 /// One network adapter. "Older source" marks what differs when `GetAdaptersInfo` gave the list (see
 /// `adapter_enumerator`); what is "not written" then stays as it was in a record that is used again.
 struct _SFindAdapter {

@@ -18,6 +18,19 @@ inline constexpr std::uint16_t family_none = 0;
 inline constexpr std::uint16_t family_ipv4 = 2;
 inline constexpr std::uint16_t family_ipv6 = 23;
 
+/// \name Types of an interface
+/// The common IANA interface types, as in `_SFindAdapter::type` and `hlpapi::_SIpNetRow::interface_type`.
+/// @{
+inline constexpr std::uint32_t interface_type_other = 1;
+inline constexpr std::uint32_t interface_type_ethernet = 6;
+inline constexpr std::uint32_t interface_type_ppp = 23;
+inline constexpr std::uint32_t interface_type_loopback = 24;
+inline constexpr std::uint32_t interface_type_wlan = 71; ///< IEEE 802.11
+inline constexpr std::uint32_t interface_type_tunnel = 131;
+inline constexpr std::uint32_t interface_type_ieee1394 = 144;
+inline constexpr std::uint32_t interface_type_mobile_broadband = 243;
+/// @}
+
 /// An IP address without port and without scope id.
 struct addr {
     /// `family_none`, `family_ipv4` or `family_ipv6`.

@@ -9,6 +9,45 @@
 
 namespace ip {
 
+/// \name States of a TCP connection
+/// The values of `hlpapi::_SIpConnection::state`, which is 0 for UDP.
+/// @{
+inline constexpr std::uint32_t tcp_state_closed = 1;
+inline constexpr std::uint32_t tcp_state_listen = 2;
+inline constexpr std::uint32_t tcp_state_syn_sent = 3;
+inline constexpr std::uint32_t tcp_state_syn_received = 4;
+inline constexpr std::uint32_t tcp_state_established = 5;
+inline constexpr std::uint32_t tcp_state_fin_wait_1 = 6;
+inline constexpr std::uint32_t tcp_state_fin_wait_2 = 7;
+inline constexpr std::uint32_t tcp_state_close_wait = 8;
+inline constexpr std::uint32_t tcp_state_closing = 9;
+inline constexpr std::uint32_t tcp_state_last_ack = 10;
+inline constexpr std::uint32_t tcp_state_time_wait = 11;
+inline constexpr std::uint32_t tcp_state_delete_tcb = 12;
+/// @}
+
+/// \name Directions of a TCP connection
+/// The values of `hlpapi::_SIpConnection::direction`: which end opened the connection.
+/// @{
+inline constexpr std::uint32_t direction_unknown = 0;
+inline constexpr std::uint32_t direction_accepted = 1;
+inline constexpr std::uint32_t direction_opened = 2;
+/// @}
+
+/// \name States of a neighbour
+/// The values of `hlpapi::_SIpNetRow::state`. `neighbour_unknown` stands for a row of the older system call,
+/// which reports no state.
+/// @{
+inline constexpr std::uint32_t neighbour_unreachable = 0;
+inline constexpr std::uint32_t neighbour_incomplete = 1;
+inline constexpr std::uint32_t neighbour_probe = 2;
+inline constexpr std::uint32_t neighbour_delay = 3;
+inline constexpr std::uint32_t neighbour_stale = 4;
+inline constexpr std::uint32_t neighbour_reachable = 5;
+inline constexpr std::uint32_t neighbour_permanent = 6;
+inline constexpr std::uint32_t neighbour_unknown = 7;
+/// @}
+
 /// The IP Helper library. An object is an `ip::lib` handle that holds one more load of that library. Use
 /// `load` and `free` only: on a handle that `lib::init` has initialised, `load` takes nothing and `free`
 /// takes back a load that is not its own.
