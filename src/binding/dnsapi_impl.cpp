@@ -8,14 +8,22 @@ namespace ip::detail {
 
 namespace {
 
+constexpr const char* no_queries = "There are no DNS queries.";
+
 // In the order of the look-ups.
-constexpr entry<dnsapi_impl> entries[] = {
-    KVTIP_ENTRY(dnsapi_impl, DnsQuery_A),
-    KVTIP_ENTRY(dnsapi_impl, DnsQuery_W),
-    KVTIP_ENTRY(dnsapi_impl, DnsRecordListFree),
+constexpr entry entries[] = {
+    KVTIP_ENTRY(dnsapi_impl, DnsQuery_A, no_queries),
+    KVTIP_ENTRY(dnsapi_impl, DnsQuery_W, no_queries),
+    KVTIP_ENTRY(dnsapi_impl, DnsRecordListFree, no_queries),
 };
 
+constexpr entry_table tables[] = {{L"Dnsapi.dll", false, entries}};
+
 } // namespace
+
+std::span<const entry_table> dnsapi_tables() {
+    return tables;
+}
 
 unsigned long dnsapi_impl::load() {
     const std::lock_guard guard(lock);
@@ -29,7 +37,7 @@ unsigned long dnsapi_impl::load() {
         // Without a reason the missing entries decide, and give theirs.
     }
     for (const auto& row : entries) {
-        if (!row.bind(*this)) {
+        if (!row.bind(module, this)) {
             const unsigned long code = GetLastError();
             drop_module();
             return code;

@@ -1,35 +1,57 @@
 #pragma once
 
 #include <bit>
+#include <span>
 #include <type_traits>
 
 #include "ip/detail/owners.h"
 
 namespace ip::detail {
 
-/// One row of a binding's table: the name an entry is looked up by, and the member that holds it.
-template <class Binding>
+/// One entry of a system library: a row of a binding's table.
 struct entry {
     const char* name;
-    void (*store)(Binding&, FARPROC);
+    void (*store)(void* binding, FARPROC found);
+    const char* effect; ///< one sentence: what does not work without the entry, or works in another way
+    bool has_substitute = false; ///< whether the library does the work itself then
 
     /// Looks the entry up and stores what was found; false when that is null.
-    bool bind(Binding& binding) const {
-        const FARPROC found = binding.module.find(name);
+    bool bind(const module_handle& module, void* binding) const {
+        const FARPROC found = module.find(name);
         store(binding, found);
         return found != nullptr;
     }
 };
 
+/// The rows of one module that are looked up in one go.
+struct entry_table {
+    const wchar_t* module;
+    bool is_required; ///< whether the library does not start unless all of them are there
+    std::span<const entry> rows;
+};
+
 template <class Binding, auto Member>
-void store_entry(Binding& binding, FARPROC found) {
-    binding.*Member = std::bit_cast<std::remove_reference_t<decltype(binding.*Member)>>(found);
+void store_entry(void* binding, FARPROC found) {
+    auto& member = static_cast<Binding*>(binding)->*Member;
+    member = std::bit_cast<std::remove_reference_t<decltype(member)>>(found);
 }
+
+constexpr entry with_substitute(entry row) {
+    row.has_substitute = true;
+    return row;
+}
+
+inline constexpr const char* no_start = "The library does not start.";
+
+// The tables of the bindings.
+std::span<const entry_table> winsock_tables();
+std::span<const entry_table> iphlpapi_tables();
+std::span<const entry_table> dnsapi_tables();
 
 } // namespace ip::detail
 
 /// A row whose name and member cannot differ, since both come from one token.
 // clang-format off
-#define KVTIP_ENTRY(binding, name) \
-    ip::detail::entry<binding>{#name, &ip::detail::store_entry<binding, &binding::name>}
+#define KVTIP_ENTRY(binding, name, effect) \
+    ip::detail::entry{#name, &ip::detail::store_entry<binding, &binding::name>, effect}
 // clang-format on

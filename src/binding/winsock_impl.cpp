@@ -11,51 +11,69 @@ namespace {
 
 // Each table in the order of the look-ups.
 
-constexpr entry<winsock_impl> required_entries[] = {
-    KVTIP_ENTRY(winsock_impl, WSAStartup),
-    KVTIP_ENTRY(winsock_impl, WSACleanup),
-    KVTIP_ENTRY(winsock_impl, WSAGetLastError),
-    KVTIP_ENTRY(winsock_impl, WSAEnumProtocolsW),
-    KVTIP_ENTRY(winsock_impl, WSASocketW),
-    KVTIP_ENTRY(winsock_impl, getsockopt),
-    KVTIP_ENTRY(winsock_impl, setsockopt),
-    KVTIP_ENTRY(winsock_impl, shutdown),
-    KVTIP_ENTRY(winsock_impl, closesocket),
-    KVTIP_ENTRY(winsock_impl, bind),
-    KVTIP_ENTRY(winsock_impl, listen),
-    KVTIP_ENTRY(winsock_impl, select),
-    KVTIP_ENTRY(winsock_impl, WSAAccept),
-    KVTIP_ENTRY(winsock_impl, send),
-    KVTIP_ENTRY(winsock_impl, sendto),
-    KVTIP_ENTRY(winsock_impl, recv),
-    KVTIP_ENTRY(winsock_impl, recvfrom),
-    KVTIP_ENTRY(winsock_impl, connect),
-    KVTIP_ENTRY(winsock_impl, htons),
-    KVTIP_ENTRY(winsock_impl, ntohs),
-    KVTIP_ENTRY(winsock_impl, htonl),
-    KVTIP_ENTRY(winsock_impl, gethostbyname),
-    KVTIP_ENTRY(winsock_impl, gethostbyaddr),
-    KVTIP_ENTRY(winsock_impl, getservbyname),
-    KVTIP_ENTRY(winsock_impl, getservbyport),
-    KVTIP_ENTRY(winsock_impl, getpeername),
-    KVTIP_ENTRY(winsock_impl, getsockname),
-    KVTIP_ENTRY(winsock_impl, gethostname),
-    KVTIP_ENTRY(winsock_impl, ioctlsocket),
-    KVTIP_ENTRY(winsock_impl, WSAAddressToStringA),
-    KVTIP_ENTRY(winsock_impl, WSAAddressToStringW),
-    KVTIP_ENTRY(winsock_impl, WSAStringToAddressA),
-    KVTIP_ENTRY(winsock_impl, WSAStringToAddressW),
+constexpr entry required_entries[] = {
+    KVTIP_ENTRY(winsock_impl, WSAStartup, no_start),
+    KVTIP_ENTRY(winsock_impl, WSACleanup, no_start),
+    KVTIP_ENTRY(winsock_impl, WSAGetLastError, no_start),
+    KVTIP_ENTRY(winsock_impl, WSAEnumProtocolsW, no_start),
+    KVTIP_ENTRY(winsock_impl, WSASocketW, no_start),
+    KVTIP_ENTRY(winsock_impl, getsockopt, no_start),
+    KVTIP_ENTRY(winsock_impl, setsockopt, no_start),
+    KVTIP_ENTRY(winsock_impl, shutdown, no_start),
+    KVTIP_ENTRY(winsock_impl, closesocket, no_start),
+    KVTIP_ENTRY(winsock_impl, bind, no_start),
+    KVTIP_ENTRY(winsock_impl, listen, no_start),
+    KVTIP_ENTRY(winsock_impl, select, no_start),
+    KVTIP_ENTRY(winsock_impl, WSAAccept, no_start),
+    KVTIP_ENTRY(winsock_impl, send, no_start),
+    KVTIP_ENTRY(winsock_impl, sendto, no_start),
+    KVTIP_ENTRY(winsock_impl, recv, no_start),
+    KVTIP_ENTRY(winsock_impl, recvfrom, no_start),
+    KVTIP_ENTRY(winsock_impl, connect, no_start),
+    KVTIP_ENTRY(winsock_impl, htons, no_start),
+    KVTIP_ENTRY(winsock_impl, ntohs, no_start),
+    KVTIP_ENTRY(winsock_impl, htonl, no_start),
+    KVTIP_ENTRY(winsock_impl, gethostbyname, no_start),
+    KVTIP_ENTRY(winsock_impl, gethostbyaddr, no_start),
+    KVTIP_ENTRY(winsock_impl, getservbyname, no_start),
+    KVTIP_ENTRY(winsock_impl, getservbyport, no_start),
+    KVTIP_ENTRY(winsock_impl, getpeername, no_start),
+    KVTIP_ENTRY(winsock_impl, getsockname, no_start),
+    KVTIP_ENTRY(winsock_impl, gethostname, no_start),
+    KVTIP_ENTRY(winsock_impl, ioctlsocket, no_start),
+    KVTIP_ENTRY(winsock_impl, WSAAddressToStringA, no_start),
+    KVTIP_ENTRY(winsock_impl, WSAAddressToStringW, no_start),
+    KVTIP_ENTRY(winsock_impl, WSAStringToAddressA, no_start),
+    KVTIP_ENTRY(winsock_impl, WSAStringToAddressW, no_start),
 };
 
-constexpr entry<winsock_impl> optional_entries[] = {
-    KVTIP_ENTRY(winsock_impl, getaddrinfo),       KVTIP_ENTRY(winsock_impl, freeaddrinfo),
-    KVTIP_ENTRY(winsock_impl, getnameinfo),       KVTIP_ENTRY(winsock_impl, GetNameInfoW),
-    KVTIP_ENTRY(winsock_impl, GetAddrInfoW),      KVTIP_ENTRY(winsock_impl, FreeAddrInfoW),
-    KVTIP_ENTRY(winsock_impl, WSAConnectByNameA), KVTIP_ENTRY(winsock_impl, WSAConnectByNameW),
-    KVTIP_ENTRY(winsock_impl, WSAPoll),
+constexpr const char* own_lookup = "Names are looked up by gethostbyname, IPv4 only.";
+constexpr const char* own_connect = "Connecting by name looks the name up and connects itself.";
+constexpr const char* narrow_lookup = "Wide names are looked up as narrow ones.";
+
+constexpr entry optional_entries[] = {
+    with_substitute(KVTIP_ENTRY(winsock_impl, getaddrinfo, own_lookup)),
+    with_substitute(KVTIP_ENTRY(winsock_impl, freeaddrinfo, own_lookup)),
+    with_substitute(
+        KVTIP_ENTRY(winsock_impl, getnameinfo, "Addresses are looked up by gethostbyaddr, IPv4 only.")),
+    KVTIP_ENTRY(winsock_impl, GetNameInfoW, "Wide names of addresses are converted narrow ones."),
+    KVTIP_ENTRY(winsock_impl, GetAddrInfoW, narrow_lookup),
+    KVTIP_ENTRY(winsock_impl, FreeAddrInfoW, narrow_lookup),
+    KVTIP_ENTRY(winsock_impl, WSAConnectByNameA, own_connect),
+    KVTIP_ENTRY(winsock_impl, WSAConnectByNameW, own_connect),
+    KVTIP_ENTRY(winsock_impl, WSAPoll, "ip::winsock2::poll must not be called."),
+};
+
+constexpr entry_table tables[] = {
+    {L"Ws2_32.dll", true, required_entries},
+    {L"Ws2_32.dll", false, optional_entries},
 };
 
 } // namespace
+
+std::span<const entry_table> winsock_tables() {
+    return tables;
+}
 
 winsock_impl::~winsock_impl() {
     if (WSACleanup != nullptr) {
@@ -72,13 +90,13 @@ bool winsock_impl::bind_entries(unsigned long& code) {
         // Without a reason the missing entries decide, and give theirs.
     }
     for (const auto& row : required_entries) {
-        if (!row.bind(*this)) {
+        if (!row.bind(module, this)) {
             code = GetLastError();
             return false;
         }
     }
     for (const auto& row : optional_entries) {
-        row.bind(*this);
+        row.bind(module, this);
     }
     if (getaddrinfo == nullptr || freeaddrinfo == nullptr) { // what one makes only its own other frees
         getaddrinfo = substitute_getaddrinfo;
