@@ -36,10 +36,9 @@ int main() try {
     for (const ip::hlpapi::_SIpConnection& connection : connections) {
         const bool is_tcp = connection.protocol == IPPROTO_TCP;
         const bool has_remote = is_tcp && connection.state != ip::tcp_state_listen;
-        std::printf("%s  %-12s  process %lu  %s%s%s\n", is_tcp ? "TCP" : "UDP",
-                    state_name(connection), static_cast<unsigned long>(connection.pid),
-                    with_port(connection.local).c_str(), has_remote ? " to " : "",
-                    has_remote ? with_port(connection.remote).c_str() : "");
+        std::printf("%s  %-12s  process %lu  %s%s%s\n", is_tcp ? "TCP" : "UDP", state_name(connection),
+                    static_cast<unsigned long>(connection.pid), with_port(connection.local).c_str(),
+                    has_remote ? " to " : "", has_remote ? with_port(connection.remote).c_str() : "");
     }
     std::printf("%zu connections and endpoints\n", connections.size());
     return 0;

@@ -28,7 +28,7 @@ saddr copy_of(const SOCKET_ADDRESS& address) {
     saddr result;
     if (address.lpSockaddr != nullptr) {
         result.family = address.lpSockaddr->sa_family;
-        result = image_of(address.lpSockaddr, static_cast<std::size_t>(length_of(result)));
+        result = from_sockaddr(address.lpSockaddr, static_cast<std::size_t>(length_of(result)));
     }
     return result;
 }
@@ -40,7 +40,7 @@ void append(std::vector<saddr>& addresses, const Node* first) {
     for (const Node* node = first; node != nullptr; node = node->Next) {
         if (node->Address.lpSockaddr != nullptr) {
             const int length = std::max(node->Address.iSockaddrLength, 0);
-            addresses.push_back(image_of(node->Address.lpSockaddr, static_cast<std::size_t>(length)));
+            addresses.push_back(from_sockaddr(node->Address.lpSockaddr, static_cast<std::size_t>(length)));
         }
     }
 }

@@ -39,7 +39,7 @@ bool adapter_enumerator::find_first(_SFindAdapter& adapter, std::uint32_t family
     if (helper.iphlpapi.GetAdaptersAddresses != nullptr) {
         if (get_adapters_addresses(family, detail::adapter_list_flags()) == 0) {
             addresses_cursor = static_cast<const IP_ADAPTER_ADDRESSES*>(addresses_buffer.get(0));
-            if (helper.is_version_6()) {
+            if (helper.is_version_6_or_later()) {
                 return fill_adapter(adapter);
             }
         }
@@ -63,7 +63,7 @@ bool adapter_enumerator::fill_adapter(_SFindAdapter& adapter) {
         adapter.gateways.clear();
         adapter.dns_servers.clear();
         adapter.dhcpv6_duid.clear();
-        if (addresses_cursor != nullptr && detail::the_helper().is_version_6()) {
+        if (addresses_cursor != nullptr && detail::the_helper().is_version_6_or_later()) {
             detail::fill(adapter, *addresses_cursor, device_ids);
             unicast_cursor = addresses_cursor->FirstUnicastAddress;
             addresses_cursor = addresses_cursor->Next;

@@ -16,7 +16,7 @@ inline unsigned long get_adapters(membuffer& buffer, std::uint32_t family, std::
 
 /// The flags that the system takes for that list: gateways are listed from version 6 on.
 inline std::uint32_t adapter_list_flags() {
-    return the_helper().is_version_6() ? GAA_FLAG_INCLUDE_GATEWAYS : 0;
+    return the_helper().is_version_6_or_later() ? GAA_FLAG_INCLUDE_GATEWAYS : 0;
 }
 
 } // namespace ip::detail

@@ -17,7 +17,7 @@ using namespace detail;
 
 namespace {
 
-SOCKADDR_INET system_image(const saddr& address) {
+SOCKADDR_INET to_sockaddr_inet(const saddr& address) {
     SOCKADDR_INET result;
     static_assert(sizeof result == sizeof address);
     std::memcpy(&result, &address, sizeof result);
@@ -46,14 +46,14 @@ unsigned long find_ipv6_gateway(std::uint32_t index, const saddr& destination, s
     if (found == nullptr) {
         return WSAEINVAL;
     }
-    const SOCKADDR_INET target = system_image(destination);
+    const SOCKADDR_INET target = to_sockaddr_inet(destination);
     MIB_IPFORWARD_ROW2 route;
     SOCKADDR_INET source;
     if (const unsigned long code = std::bit_cast<decltype(&::GetBestRoute2)>(found)(
             nullptr, index, nullptr, &target, 0, &route, &source)) {
         return code;
     }
-    gateway = image_of(&route.NextHop, sizeof route.NextHop);
+    gateway = from_sockaddr(&route.NextHop, sizeof route.NextHop);
     return gateway.family == family_ipv6 ? 0 : WSAEPFNOSUPPORT;
 }
 
@@ -64,7 +64,7 @@ unsigned long getbestinterface(const saddr& destination, std::uint32_t& index) {
     const auto best_interface = the_helper().iphlpapi.GetBestInterfaceEx;
     unsigned long code = ERROR_INVALID_PARAMETER;
     if (best_interface != nullptr) {
-        SOCKADDR_INET target = system_image(destination);
+        SOCKADDR_INET target = to_sockaddr_inet(destination);
         code = best_interface(reinterpret_cast<SOCKADDR*>(&target), &found);
     } else if (destination.family == family_ipv4) {
         code = GetBestInterface(ipv4_number(destination.address4), &found);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Between the address values and the system's socket address records.
+// Conversions between the address values and the system's socket address records.
 
 #include <algorithm>
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace ip::detail {
 inline constexpr std::size_t ipv4_size = 4;
 inline constexpr std::size_t ipv6_size = 16;
 
-/// The address bytes of a socket address of that family.
+/// The address bytes of a socket address: the IPv4 ones for that family, otherwise the IPv6 ones.
 inline std::uint8_t* address_of(saddr& socket_address) {
     return socket_address.family == family_ipv4 ? socket_address.address4 : socket_address.address6;
 }
@@ -23,19 +23,19 @@ inline const std::uint8_t* address_of(const saddr& socket_address) {
     return socket_address.family == family_ipv4 ? socket_address.address4 : socket_address.address6;
 }
 
-/// How many address bytes a family has: 4, 16, or 0 for a family without addresses.
+/// The number of address bytes of a family: 4, 16, or 0 for any other family.
 constexpr std::size_t address_size(std::uint16_t family) {
     return family == family_ipv4 ? ipv4_size : family == family_ipv6 ? ipv6_size : 0;
 }
 
-/// The length to hand to the system with a socket address. 0 for an unknown family makes the system
-/// call fail with its own error.
+/// The length that a system call takes with a socket address. It is 0 for any other family, so that the call
+/// fails with an error code of the system.
 constexpr int length_of(const saddr& socket_address) {
     return socket_address.family == family_ipv4 ? 16 : socket_address.family == family_ipv6 ? 28 : 0;
 }
 
-/// The socket address of `address` with port 0, and for IPv6 flow information 0 and scope 0; empty for
-/// an address without family.
+/// The socket address of `address`, with port, flow information and scope 0. It is empty for an address
+/// without family.
 inline saddr to_saddr(const addr& address) {
     saddr result;
     if (const std::size_t size = address_size(address.family)) {
@@ -52,34 +52,34 @@ inline std::uint32_t ipv4_number(const std::uint8_t* address4) {
     return number;
 }
 
-/// The first bytes of a system's record of `length` bytes, the rest zero: an IPv4 record has 16 bytes
-/// and nothing of ours behind it.
-inline saddr image_of(const void* record, std::size_t length) {
+/// Copies a system's socket address of `length` bytes, of which it reads no more than 28. The rest of the
+/// result is zero: an IPv4 record is only 16 bytes long.
+inline saddr from_sockaddr(const void* record, std::size_t length) {
     saddr result;
     std::memcpy(&result, record, std::min(length, sizeof result));
     return result;
 }
 
-/// The address of a socket address. Only the bytes of its family are written: all others stay as they
-/// were, and for a family that is neither IPv4 nor IPv6 `address` only gets family 0.
+/// Copies the address of a socket address. Only the bytes of its family are written, and any other family
+/// only sets family 0.
 inline void to_addr(saddr socket_address, addr& address) {
     const std::size_t size = address_size(socket_address.family);
     address.family = size == 0 ? family_none : socket_address.family;
     std::memcpy(address.address, address_of(socket_address), size);
 }
 
-/// What the system's address queries fill: room for any socket address, with the family zeroed.
+/// Room for any socket address that a system call fills. The family is 0 before.
 class socket_address_buffer {
 public:
     void* data() { return bytes_; }
     int size() const { return static_cast<int>(sizeof bytes_); }
-    saddr image() const { return image_of(bytes_, sizeof bytes_); }
+    saddr to_saddr() const { return from_sockaddr(bytes_, sizeof bytes_); }
 
 private:
     alignas(8) std::uint8_t bytes_[128] = {};
 };
 
-/// The IPv4 part of an optional address: 0.0.0.0 for none, the last 4 bytes of an IPv6 address, and
+/// An address as the system's IPv4 calls take it: 0.0.0.0 for null, the last 4 bytes of an IPv6 address, and
 /// 255.255.255.255 for an address without family.
 inline _raw_addr4_no ipv4_view(const addr* address) {
     if (address == nullptr) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* no_queries = "There are no DNS queries.";
 
-// In the order of the look-ups.
+// In the order of the lookups.
 constexpr entry entries[] = {
     KVTIP_ENTRY(dnsapi_impl, DnsQuery_A, no_queries),
     KVTIP_ENTRY(dnsapi_impl, DnsQuery_W, no_queries),
@@ -34,7 +34,7 @@ unsigned long dnsapi_impl::load() {
         if (const unsigned long code = GetLastError()) {
             return code;
         }
-        // Without a reason the missing entries decide, and give theirs.
+        // Without a reason, the first missing entry below sets the code.
     }
     for (const auto& row : entries) {
         if (!row.bind(module, this)) {

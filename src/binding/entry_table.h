@@ -12,10 +12,10 @@ namespace ip::detail {
 struct entry {
     const char* name;
     void (*store)(void* binding, FARPROC found);
-    const char* effect; ///< one sentence: what does not work without the entry, or works in another way
-    bool has_substitute = false; ///< whether the library does the work itself then
+    const char* effect;          ///< one sentence: what does not work without the entry, or works otherwise
+    bool has_substitute = false; ///< whether the library then does the work itself
 
-    /// Looks the entry up and stores what was found; false when that is null.
+    /// Looks the entry up and stores the result. Returns false when it is null.
     bool bind(const module_handle& module, void* binding) const {
         const FARPROC found = module.find(name);
         store(binding, found);
@@ -23,10 +23,10 @@ struct entry {
     }
 };
 
-/// The rows of one module that are looked up in one go.
+/// Rows of one module that are looked up together.
 struct entry_table {
     const wchar_t* module;
-    bool is_required; ///< whether the library does not start unless all of them are there
+    bool is_required; ///< whether the library starts only if all of them exist
     std::span<const entry> rows;
 };
 

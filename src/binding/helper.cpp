@@ -15,7 +15,7 @@ namespace ip::detail {
 
 namespace {
 
-/// `format` with its one `%s` filled; empty when that cannot be done.
+/// `format` with its one `%s` replaced by `name`; empty when that fails.
 std::string formatted(const char* format, const char* name) {
     std::string message;
     const int length = std::snprintf(nullptr, 0, format, name);
@@ -30,8 +30,8 @@ HMODULE module_in_process(const wchar_t* name) {
     const HMODULE module = GetModuleHandleW(name);
     if (module == nullptr) {
         const DWORD code = GetLastError();
-        // The wide name is read as narrow text, which ends at its first zero byte: the message that
-        // clients know shows the module's first letter only.
+        // The wide name is read as narrow text, which ends at its first zero byte: clients know the message
+        // with the module's first letter only.
         throw kvt::exceptions::error(code,
                                      formatted("GetModuleHandleW (%s)", reinterpret_cast<const char*>(name)));
     }
@@ -56,7 +56,7 @@ system_version::system_version() {
     static_assert(sizeof version == 284);
     entry_in_process<rtl_get_version>(L"ntdll", "RtlGetVersion")(&version);
     probe_state = 2;
-    if (is_version_6()) {
+    if (is_version_6_or_later()) {
         DWORD type = 0;
         entry_in_process<decltype(&::GetProductInfo)>(L"kernel32", "GetProductInfo")(
             version.dwMajorVersion, version.dwMinorVersion, 0, 0, &type);
@@ -87,14 +87,14 @@ namespace {
 helper* helper_instance = nullptr;
 std::shared_ptr<helper> helper_owner;
 
-/// What made a step fail. Outside the function that uses it: there it would need a guard, for which the
-/// compiler's runtime takes two handles at every load of the DLL and never gives them back.
+/// The error of a failed step. Inside the function that uses it, it would need a guard, for which the
+/// compiler's runtime opens two handles at every load of the DLL and never closes them.
 constinit std::optional<kvt::exceptions::error> failure;
 
-/// Runs a step of the set-up for the loader, which turns an exception into a load that fails. On its way
-/// there the exception must not meet a frame that has something to clean up: the compiler's runtime would
-/// go on unwinding from that frame past the loader, to the end of the process. So what the step throws is
-/// thrown anew, from here.
+/// Runs a step of the set-up while the loader waits: an exception makes the load of the DLL fail. On its way
+/// to the loader, the exception must not pass a frame that has something to clean up, because the compiler's
+/// runtime would then unwind past the loader and end the process. So the step's exception is caught here and
+/// thrown again.
 bool run_at_load(void (*step)()) {
     try {
         step();
@@ -110,7 +110,7 @@ bool run_at_load(void (*step)()) {
     throw std::bad_alloc();
 }
 
-// In this order, while the module loads.
+// These run in this order while the module loads.
 [[maybe_unused]] const bool created = run_at_load(create_helper);
 [[maybe_unused]] const bool owned = run_at_load(own_helper);
 

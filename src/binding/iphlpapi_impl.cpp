@@ -12,9 +12,9 @@ constexpr const char* no_ping = "There is no ping over IPv4 (120).";
 constexpr const char* no_ping6 = "There is no ping over IPv6 (120).";
 constexpr const char* ipv4_neighbours = "Only IPv4 neighbours are listed, without their states.";
 
-// The three tables in the order of the look-ups.
+// The three tables are in the order of the lookups.
 
-constexpr entry echo_entries[] = {
+constexpr entry ping_entries[] = {
     KVTIP_ENTRY(iphlpapi_impl, IcmpCreateFile, no_ping),
     KVTIP_ENTRY(iphlpapi_impl, IcmpCloseHandle, "There is no ping (120)."),
     KVTIP_ENTRY(iphlpapi_impl, IcmpSendEcho, no_ping),
@@ -44,7 +44,7 @@ constexpr entry optional_entries[] = {
 };
 
 constexpr entry_table tables[] = {
-    {L"Iphlpapi.dll", false, echo_entries},
+    {L"Iphlpapi.dll", false, ping_entries},
     {L"Iphlpapi.dll", true, required_entries},
     {L"Iphlpapi.dll", false, optional_entries},
 };
@@ -66,21 +66,21 @@ unsigned long iphlpapi_impl::load() {
             unload();
             return code;
         }
-        // Without a reason the required entries decide.
+        // Without a reason, the required entries below set the code.
     }
-    for (const auto& row : echo_entries) {
+    for (const auto& row : ping_entries) {
         row.bind(module, this);
     }
     bool complete = true;
     unsigned long code = 0;
     for (const auto& row : required_entries) {
         if (!row.bind(module, this)) {
-            code = GetLastError(); // at once: the next look-up may change it
+            code = GetLastError(); // at once, since the next lookup may change it
             complete = false;
         }
     }
     if (!complete) {
-        // A system that gives no reason leaves the load counted, and counts as success.
+        // Without a reason the load stays counted, and 0 is returned.
         if (code != 0) {
             unload();
         }

@@ -8,8 +8,8 @@ namespace ip {
 
 namespace {
 
-/// The first start of the process. The socket library is started even when the other failed to load:
-/// its error is the one that counts.
+/// The first start of the process. The socket library is started even when the IP Helper library failed to
+/// load, and its error takes precedence.
 unsigned long start_bindings(detail::helper& helper) {
     constexpr unsigned short winsock_1_1 = 0x0101;
     const unsigned long loaded = helper.iphlpapi.load();
@@ -50,7 +50,7 @@ unsigned long lib::free() {
 }
 
 bool lib::is_ipv6_supported() {
-    return detail::the_helper().is_version_6();
+    return detail::the_helper().is_version_6_or_later();
 }
 
 } // namespace ip

@@ -19,33 +19,29 @@ namespace ip::detail {
 
 namespace {
 
-const winsock_impl& bound() {
-    return the_helper().winsock;
-}
-
-/// The code of a failure, which callers read from the last error too.
+/// Returns `code`, which callers also read from the last error.
 int fail(int code) {
     SetLastError(static_cast<DWORD>(code));
     return code;
 }
 
-/// Why a look-up of a host or an address has just failed.
+/// The reason why the lookup of a host or an address has just failed.
 int host_error() {
-    const int code = bound().WSAGetLastError();
+    const int code = bound_winsock().WSAGetLastError();
     return code == WSATRY_AGAIN || code == WSANO_RECOVERY ? code : WSAHOST_NOT_FOUND;
 }
 
-/// What a look-up asks for.
-struct look_up_request {
+/// What a caller asks for.
+struct lookup_request {
     int flags = 0;
     int socket_type = 0;
     int protocol = 0;
-    std::uint16_t port = 0; ///< in network order, as the next one
+    std::uint16_t port = 0; ///< in network order, as is `datagram_port`
     std::uint16_t datagram_port = 0;
     bool wants_datagram_copies = false;
 };
 
-int read_hints(const char* node, const addrinfo* hints, look_up_request& request) {
+int read_hints(const char* node, const addrinfo* hints, lookup_request& request) {
     if (hints == nullptr) {
         return 0;
     }
@@ -68,19 +64,19 @@ int read_hints(const char* node, const addrinfo* hints, look_up_request& request
     return 0;
 }
 
-int look_service_up(const char* service, look_up_request& request) {
+int find_service_port(const char* service, lookup_request& request) {
     const bool is_any = request.socket_type == 0;
     bool has_datagram = false;
     bool has_stream = false;
-    // The system has one record for both answers: the port is taken before the next question.
+    // Both calls return the same record of the system, so the first port is copied before the second call.
     if (is_any || request.socket_type == SOCK_DGRAM) {
-        if (const servent* found = bound().getservbyname(service, "udp")) {
+        if (const servent* found = bound_winsock().getservbyname(service, "udp")) {
             request.port = request.datagram_port = static_cast<std::uint16_t>(found->s_port);
             has_datagram = true;
         }
     }
     if (is_any || request.socket_type == SOCK_STREAM) {
-        if (const servent* found = bound().getservbyname(service, "tcp")) {
+        if (const servent* found = bound_winsock().getservbyname(service, "tcp")) {
             request.port = static_cast<std::uint16_t>(found->s_port);
             has_stream = true;
         }
@@ -95,16 +91,16 @@ int look_service_up(const char* service, look_up_request& request) {
     return 0;
 }
 
-int read_service(const char* service, look_up_request& request) {
+int resolve_service(const char* service, lookup_request& request) {
     if (service == nullptr) {
         return 0;
     }
     char* end = nullptr;
     const unsigned long number = std::strtoul(service, &end, 10);
     if (*end != 0) {
-        return look_service_up(service, request);
+        return find_service_port(service, request);
     }
-    request.port = request.datagram_port = bound().htons(static_cast<u_short>(number));
+    request.port = request.datagram_port = bound_winsock().htons(static_cast<u_short>(number));
     if (request.socket_type == 0) {
         request.socket_type = SOCK_STREAM;
         request.wants_datagram_copies = true;
@@ -112,7 +108,7 @@ int read_service(const char* service, look_up_request& request) {
     return 0;
 }
 
-/// Puts a node where `link` points, before the one that is there. Null when memory is exhausted.
+/// Inserts a node at `link`, before the node that is there. Returns null when memory is exhausted.
 addrinfo* insert(addrinfo*& link, int socket_type, int protocol, std::uint16_t port, const in_addr& address) {
     std::unique_ptr<addrinfo> node(new (std::nothrow) addrinfo{});
     std::unique_ptr<SOCKADDR_IN> record(new (std::nothrow) SOCKADDR_IN{});
@@ -131,7 +127,7 @@ addrinfo* insert(addrinfo*& link, int socket_type, int protocol, std::uint16_t p
     return link = node.release();
 }
 
-/// False when memory is exhausted.
+/// Returns false when memory is exhausted.
 bool set_canonical_name(addrinfo& node, std::string_view name) {
     node.ai_canonname = new (std::nothrow) char[name.size() + 1];
     if (node.ai_canonname == nullptr) {
@@ -141,7 +137,7 @@ bool set_canonical_name(addrinfo& node, std::string_view name) {
     return true;
 }
 
-/// A dotted address with all its four numbers. 255.255.255.255 counts as a name, as old libraries have it.
+/// A dotted address with all its four numbers. 255.255.255.255 counts as a name, as in old socket libraries.
 std::optional<in_addr> numeric_address(const char* node) {
     in_addr address;
     auto* bytes = reinterpret_cast<std::uint8_t*>(&address);
@@ -153,7 +149,7 @@ std::optional<in_addr> numeric_address(const char* node) {
     return address;
 }
 
-int add_numeric(const in_addr& address, const look_up_request& request, addrinfo*& list) {
+int add_numeric(const in_addr& address, const lookup_request& request, addrinfo*& list) {
     addrinfo* node = insert(list, request.socket_type, request.protocol, request.port, address);
     if (node == nullptr) {
         return ERROR_NOT_ENOUGH_MEMORY;
@@ -167,8 +163,8 @@ int add_numeric(const in_addr& address, const look_up_request& request, addrinfo
     return 0;
 }
 
-/// One node for each address of the answer, in its order.
-int add_answer(const hostent& answer, const look_up_request& request, addrinfo*& list) {
+/// Adds a node for each address of the answer, in its order.
+int add_answer(const hostent& answer, const lookup_request& request, addrinfo*& list) {
     addrinfo** last = &list;
     for (char** each = answer.h_addr_list; *each != nullptr; ++each) {
         in_addr address;
@@ -186,12 +182,12 @@ int add_answer(const hostent& answer, const look_up_request& request, addrinfo*&
     return 0;
 }
 
-/// Asks for the host's addresses. An answer of another kind than IPv4 leads on to its official name.
-int resolve(const char* node, const look_up_request& request, addrinfo*& list) {
-    constexpr int most_rounds = 16;
-    char name[NI_MAXHOST]; // a copy: the system's record is gone with the next question
-    for (int round = 0; round < most_rounds; ++round) {
-        const hostent* answer = bound().gethostbyname(node);
+/// Looks a host's addresses up. An answer that is not IPv4 starts a lookup of the official name in it.
+int resolve_host(const char* node, const lookup_request& request, addrinfo*& list) {
+    constexpr int max_rounds = 16;
+    char name[NI_MAXHOST]; // a copy, since the next call overwrites the system's record
+    for (int round = 0; round < max_rounds; ++round) {
+        const hostent* answer = bound_winsock().gethostbyname(node);
         if (answer == nullptr) {
             return host_error();
         }
@@ -208,21 +204,22 @@ int resolve(const char* node, const look_up_request& request, addrinfo*& list) {
     return WSANO_RECOVERY;
 }
 
-int list_addresses(const char* node, const look_up_request& request, addrinfo*& list) {
+int list_host_addresses(const char* node, const lookup_request& request, addrinfo*& list) {
     if (node == nullptr) {
-        in_addr own;
-        own.s_addr = bound().htonl((request.flags & AI_PASSIVE) != 0 ? INADDR_ANY : INADDR_LOOPBACK);
-        return insert(list, request.socket_type, request.protocol, request.port, own) == nullptr
+        in_addr local;
+        local.s_addr =
+            bound_winsock().htonl((request.flags & AI_PASSIVE) != 0 ? INADDR_ANY : INADDR_LOOPBACK);
+        return insert(list, request.socket_type, request.protocol, request.port, local) == nullptr
                    ? ERROR_NOT_ENOUGH_MEMORY
                    : 0;
     }
     if (const std::optional<in_addr> address = numeric_address(node)) {
         return add_numeric(*address, request, list);
     }
-    return (request.flags & AI_NUMERICHOST) != 0 ? WSAHOST_NOT_FOUND : resolve(node, request, list);
+    return (request.flags & AI_NUMERICHOST) != 0 ? WSAHOST_NOT_FOUND : resolve_host(node, request, list);
 }
 
-int add_datagram_copies(const look_up_request& request, addrinfo* list) {
+int add_datagram_copies(const lookup_request& request, addrinfo* list) {
     for (addrinfo* node = list; node != nullptr; node = node->ai_next) {
         const in_addr address = reinterpret_cast<const SOCKADDR_IN*>(node->ai_addr)->sin_addr;
         node = insert(node->ai_next, SOCK_DGRAM, request.protocol, request.datagram_port, address);
@@ -233,8 +230,8 @@ int add_datagram_copies(const look_up_request& request, addrinfo* list) {
     return 0;
 }
 
-/// Copies the text and a terminator into a caller's buffer; 11003, and nothing written, when it does not fit.
-int write(std::string_view text, char* buffer, DWORD room) {
+/// Copies the text and a terminator into a caller's buffer. Writes nothing when they do not fit.
+int copy_text(std::string_view text, char* buffer, DWORD room) {
     if (text.size() >= room) {
         return WSANO_RECOVERY;
     }
@@ -244,23 +241,23 @@ int write(std::string_view text, char* buffer, DWORD room) {
 
 int write_service(std::uint16_t port, int flags, char* service, DWORD room) {
     if ((flags & NI_NUMERICSERV) == 0) {
-        const servent* found = bound().getservbyport(port, (flags & NI_DGRAM) != 0 ? "udp" : nullptr);
+        const servent* found = bound_winsock().getservbyport(port, (flags & NI_DGRAM) != 0 ? "udp" : nullptr);
         if (found != nullptr && found->s_name != nullptr) {
-            return write(found->s_name, service, room);
+            return copy_text(found->s_name, service, room);
         }
     }
     char number[6];
-    const char* end = std::to_chars(number, std::end(number), bound().ntohs(port)).ptr;
-    return write({number, end}, service, room);
+    const char* end = std::to_chars(number, std::end(number), bound_winsock().ntohs(port)).ptr;
+    return copy_text({number, end}, service, room);
 }
 
 int write_host(const in_addr& address, int flags, char* host, DWORD room) {
     if ((flags & NI_NUMERICHOST) == 0) {
         const hostent* found =
-            bound().gethostbyaddr(reinterpret_cast<const char*>(&address), sizeof address, AF_INET);
+            bound_winsock().gethostbyaddr(reinterpret_cast<const char*>(&address), sizeof address, AF_INET);
         if (found != nullptr && found->h_name != nullptr) {
             const std::string_view name = found->h_name;
-            return write((flags & NI_NOFQDN) != 0 ? name.substr(0, name.find('.')) : name, host, room);
+            return copy_text((flags & NI_NOFQDN) != 0 ? name.substr(0, name.find('.')) : name, host, room);
         }
         if ((flags & NI_NAMEREQD) != 0) {
             return host_error();
@@ -268,7 +265,7 @@ int write_host(const in_addr& address, int flags, char* host, DWORD room) {
     }
     char text[16];
     const std::size_t length = format_ipv4(reinterpret_cast<const std::uint8_t*>(&address), text);
-    return write({text, length}, host, room);
+    return copy_text({text, length}, host, room);
 }
 
 } // namespace
@@ -279,13 +276,13 @@ int WSAAPI substitute_getaddrinfo(const char* node, const char* service, const a
     if (node == nullptr && service == nullptr) {
         return fail(WSAHOST_NOT_FOUND);
     }
-    look_up_request request;
+    lookup_request request;
     int code = read_hints(node, hints, request);
     if (code == 0) {
-        code = read_service(service, request);
+        code = resolve_service(service, request);
     }
     if (code == 0) {
-        code = list_addresses(node, request, *result);
+        code = list_host_addresses(node, request, *result);
     }
     if (code == 0 && request.wants_datagram_copies) {
         code = add_datagram_copies(request, *result);

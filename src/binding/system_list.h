@@ -1,6 +1,6 @@
 #pragma once
 
-// The system's protocol for lists that a caller's buffer takes.
+// Lists that a system call writes into a caller's buffer.
 
 #include <windows.h>
 
@@ -8,9 +8,10 @@
 
 namespace ip::detail {
 
-/// Fetches a list: a buffer of `first_size`, and one more try when the call answers `too_small`. `call` gets
-/// the buffer and the in/out size and returns the system's code; after 0 the list is what `buffer.get(0)`
-/// gives. Returns the last call's code, or 8 when memory is exhausted.
+/// Fetches a list with a first buffer of `first_size` bytes. When the call returns `too_small`, calls once
+/// more with the size that it asked for. `call` takes the buffer and the size, which it updates, and returns
+/// the system's code. After 0 the list is at `buffer.get(0)`. Returns the last call's code, or
+/// `ERROR_NOT_ENOUGH_MEMORY (8)`.
 template <class List, class Call>
 unsigned long get_list(membuffer& buffer, ULONG first_size, unsigned long too_small, Call call) {
     ULONG size = first_size;

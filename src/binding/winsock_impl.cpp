@@ -9,7 +9,7 @@ namespace ip::detail {
 
 namespace {
 
-// Each table in the order of the look-ups.
+// Each table is in the order of the lookups.
 
 constexpr entry required_entries[] = {
     KVTIP_ENTRY(winsock_impl, WSAStartup, no_start),
@@ -87,7 +87,7 @@ bool winsock_impl::bind_entries(unsigned long& code) {
         if (code != 0) {
             return false;
         }
-        // Without a reason the missing entries decide, and give theirs.
+        // Without a reason, the first missing entry below sets the code.
     }
     for (const auto& row : required_entries) {
         if (!row.bind(module, this)) {
@@ -98,7 +98,7 @@ bool winsock_impl::bind_entries(unsigned long& code) {
     for (const auto& row : optional_entries) {
         row.bind(module, this);
     }
-    if (getaddrinfo == nullptr || freeaddrinfo == nullptr) { // what one makes only its own other frees
+    if (getaddrinfo == nullptr || freeaddrinfo == nullptr) { // each needs the other from the same library
         getaddrinfo = substitute_getaddrinfo;
         freeaddrinfo = substitute_freeaddrinfo;
     }

@@ -1,28 +1,16 @@
 #include "ip/dnsapi.h"
 
+#include "binding/handle_load.h"
 #include "ip/detail/helper.h"
 
 namespace ip {
 
 unsigned long dnsapi::init() {
-    unsigned long code = lib::init();
-    if (code != 0) {
-        return code;
-    }
-    code = detail::the_helper().dnsapi.load();
-    if (code != 0) {
-        lib::free();
-    }
-    return code;
+    return detail::init_and_load(*this, detail::the_helper().dnsapi);
 }
 
 unsigned long dnsapi::free() {
-    if (!inited()) {
-        return 0;
-    }
-    const unsigned long unloaded = detail::the_helper().dnsapi.unload();
-    const unsigned long freed = lib::free();
-    return unloaded != 0 ? unloaded : freed;
+    return inited() ? detail::unload_and_free(*this, detail::the_helper().dnsapi) : 0;
 }
 
 } // namespace ip

@@ -1,7 +1,7 @@
 #include <cstring>
-#include <new>
 
 #include "address/convert.h"
+#include "binding/exhaustion.h"
 #include "dns/record_list.h"
 #include "ip/dnsapi.h"
 
@@ -20,10 +20,10 @@ void append(std::vector<addr>& addresses, std::uint16_t family, const void* byte
 }
 
 template <class Query, class Char>
-unsigned long ask_for(WORD type, Query query, const Char* name, unsigned long options,
-                      std::vector<addr>& addresses) try {
+unsigned long append_answers(WORD type, Query query, const Char* name, unsigned long options,
+                             std::vector<addr>& addresses) {
     record_list records;
-    if (const unsigned long status = records.ask(query, name, type, options)) {
+    if (const unsigned long status = records.query(query, name, type, options)) {
         return status == DNS_INFO_NO_RECORDS ? 0 : status;
     }
     for (const DNS_RECORD* record = records.first(); record != nullptr; record = record->pNext) {
@@ -37,18 +37,17 @@ unsigned long ask_for(WORD type, Query query, const Char* name, unsigned long op
         }
     }
     return 0;
-} catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 template <class Query, class Char>
-unsigned long look_up(Query query, const Char* name, std::vector<addr>& addresses, unsigned short family,
-                      unsigned long options) {
+unsigned long find_addresses(Query query, const Char* name, std::vector<addr>& addresses,
+                             unsigned short family, unsigned long options) {
+    const auto find = [&](WORD type) {
+        return report_exhaustion([&] { return append_answers(type, query, name, options, addresses); });
+    };
     addresses.clear();
-    const unsigned long ipv4_status =
-        family == family_ipv6 ? 0 : ask_for(DNS_TYPE_A, query, name, options, addresses);
-    const unsigned long ipv6_status =
-        family == family_ipv4 ? 0 : ask_for(DNS_TYPE_AAAA, query, name, options, addresses);
+    const unsigned long ipv4_status = family == family_ipv6 ? 0 : find(DNS_TYPE_A);
+    const unsigned long ipv6_status = family == family_ipv4 ? 0 : find(DNS_TYPE_AAAA);
     return ipv6_status != 0 ? ipv6_status : ipv4_status;
 }
 
@@ -56,12 +55,12 @@ unsigned long look_up(Query query, const Char* name, std::vector<addr>& addresse
 
 unsigned long dnsapi::addresses_from_name(const char* name, std::vector<addr>& addresses,
                                           unsigned short family, unsigned long options) {
-    return look_up(the_helper().dnsapi.DnsQuery_A, name, addresses, family, options);
+    return find_addresses(bound_dnsapi().DnsQuery_A, name, addresses, family, options);
 }
 
 unsigned long dnsapi::addresses_from_name(const wchar_t* name, std::vector<addr>& addresses,
                                           unsigned short family, unsigned long options) {
-    return look_up(the_helper().dnsapi.DnsQuery_W, name, addresses, family, options);
+    return find_addresses(bound_dnsapi().DnsQuery_W, name, addresses, family, options);
 }
 
 } // namespace ip

@@ -4,13 +4,13 @@
 
 namespace ip::detail {
 
-/// The answer to a query.
+/// The records of an answer.
 class record_list {
 public:
     record_list() = default;
     ~record_list() {
         if (first_ != nullptr) {
-            the_helper().dnsapi.DnsRecordListFree(first_, DnsFreeRecordList);
+            bound_dnsapi().DnsRecordListFree(first_, DnsFreeRecordList);
         }
     }
     record_list(const record_list&) = delete;
@@ -18,14 +18,14 @@ public:
 
     const DNS_RECORD* first() const { return first_; }
 
-    /// Asks by `DnsQuery_A` or `DnsQuery_W`; to be called once. Returns the status, or 120 while the DNS
-    /// library is not bound.
+    /// Sends a query by `DnsQuery_A` or `DnsQuery_W`. To be called once. Returns the status, or
+    /// `ERROR_CALL_NOT_IMPLEMENTED (120)` while the DNS library is not bound.
     template <class Query, class Char>
-    unsigned long ask(Query query, const Char* name, WORD type, unsigned long options) {
-        if (query == nullptr) {
+    unsigned long query(Query call, const Char* name, WORD type, unsigned long options) {
+        if (call == nullptr) {
             return ERROR_CALL_NOT_IMPLEMENTED;
         }
-        return static_cast<unsigned long>(query(name, type, options, nullptr, &first_, nullptr));
+        return static_cast<unsigned long>(call(name, type, options, nullptr, &first_, nullptr));
     }
 
 private:

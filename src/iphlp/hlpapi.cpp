@@ -1,31 +1,16 @@
 #include "ip/hlpapi.h"
 
+#include "binding/handle_load.h"
 #include "ip/detail/helper.h"
 
 namespace ip {
 
 unsigned long hlpapi::load() {
-    if (inited()) {
-        return 0;
-    }
-    unsigned long code = init();
-    if (code != 0) {
-        return code;
-    }
-    code = detail::the_helper().iphlpapi.load();
-    if (code != 0) {
-        lib::free();
-    }
-    return code;
+    return inited() ? 0 : detail::init_and_load(*this, detail::the_helper().iphlpapi);
 }
 
 unsigned long hlpapi::free() {
-    if (!inited()) {
-        return 0;
-    }
-    const unsigned long unloaded = detail::the_helper().iphlpapi.unload();
-    const unsigned long freed = lib::free();
-    return unloaded != 0 ? unloaded : freed;
+    return inited() ? detail::unload_and_free(*this, detail::the_helper().iphlpapi) : 0;
 }
 
 } // namespace ip

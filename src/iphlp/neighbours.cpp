@@ -39,7 +39,7 @@ unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned s
         row.interface_index = entry.InterfaceIndex;
         std::memcpy(&row.state, &entry.State, sizeof row.state); // a newer system may know more of them
         row.interface_type = static_cast<std::uint32_t>(entry.InterfaceLuid.Info.IfType);
-        row.address = image_of(&entry.Address, sizeof entry.Address);
+        row.address = from_sockaddr(&entry.Address, sizeof entry.Address);
         assign(row.mac, entry.PhysicalAddress, sizeof entry.PhysicalAddress, entry.PhysicalAddressLength);
     }
     return 0;

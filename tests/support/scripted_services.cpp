@@ -23,7 +23,7 @@ ip::saddr ipv4(DWORD bytes) {
 /// A socket address of the length that its family has.
 ip::saddr image(const void* from) {
     const bool is_ipv4 = from != nullptr && *static_cast<const short*>(from) == AF_INET;
-    return from == nullptr ? ip::saddr{} : ip::detail::image_of(from, is_ipv4 ? 16 : 28);
+    return from == nullptr ? ip::saddr{} : ip::detail::from_sockaddr(from, is_ipv4 ? 16 : 28);
 }
 
 /// Writes what a call gives, or nonsense if it fails, and returns its status.

@@ -20,7 +20,7 @@ std::string narrow(const Char* name) {
 }
 
 ip::saddr image_at(const void* address, int length) {
-    return ip::detail::image_of(address, static_cast<std::size_t>(length));
+    return ip::detail::from_sockaddr(address, static_cast<std::size_t>(length));
 }
 
 /// What a call gets that writes an address.

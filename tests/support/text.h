@@ -32,7 +32,7 @@ struct text : std::string {
             assign(ipv6 + part('@', from.port) + part('/', from.flow_info) + part('%', from.scope_id));
         }
     }
-    text(const ip::saddr4& from) : text(ip::detail::image_of(&from, sizeof from)) {}
+    text(const ip::saddr4& from) : text(ip::detail::from_sockaddr(&from, sizeof from)) {}
     text(const ip::addr& from) : text(ip::detail::to_saddr(from)) {}
     template <class Element>
     text(const std::vector<Element>& from) {

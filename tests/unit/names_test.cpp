@@ -341,7 +341,7 @@ std::string list(const char* node, const char* service, const addrinfo* hints = 
         EXPECT_EQ(each->ai_family, AF_INET);
         EXPECT_EQ(each->ai_addrlen, 16u);
         result += (result.empty() ? "" : " ") + text(each->ai_socktype) + "/" + text(each->ai_protocol) +
-                  "/" + text(each->ai_flags) + " " + text(ip::detail::image_of(each->ai_addr, 16)) +
+                  "/" + text(each->ai_flags) + " " + text(ip::detail::from_sockaddr(each->ai_addr, 16)) +
                   (each->ai_canonname == nullptr ? "" : "(" + text(each->ai_canonname) + ")");
     }
     winsock.freeaddrinfo(first);

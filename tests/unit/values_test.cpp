@@ -32,9 +32,9 @@ TEST(Values, AddressOfASocketAddressTakesOnlyTheBytesOfItsFamily) {
 
 TEST(Values, SystemFilledBufferStartsEmptyAndGivesItsFirst28Bytes) {
     socket_address_buffer buffer;
-    EXPECT_EQ(buffer.image().family, ip::family_none);
+    EXPECT_EQ(buffer.to_saddr().family, ip::family_none);
     std::memset(buffer.data(), 0x11, static_cast<std::size_t>(buffer.size()));
-    EXPECT_EQ(buffer.image().scope_id, 0x11111111u);
+    EXPECT_EQ(buffer.to_saddr().scope_id, 0x11111111u);
     EXPECT_EQ(buffer.size(), 128);
 }
 

@@ -24,7 +24,7 @@ struct system_version {
     system_version();
 
     /// Whether this is a system of major version 6 or later.
-    bool is_version_6() const noexcept { return version.dwMajorVersion >= 6; }
+    bool is_version_6_or_later() const noexcept { return version.dwMajorVersion >= 6; }
 };
 
 /// The process-wide binding state: one object, made when the library is loaded and dropped when it is
@@ -64,6 +64,18 @@ void own_helper();
 
 /// The one helper. Valid as long as the library is loaded.
 helper& the_helper() noexcept;
+
+inline const winsock_impl& bound_winsock() noexcept {
+    return the_helper().winsock;
+}
+
+inline const iphlpapi_impl& bound_iphlpapi() noexcept {
+    return the_helper().iphlpapi;
+}
+
+inline const dnsapi_impl& bound_dnsapi() noexcept {
+    return the_helper().dnsapi;
+}
 
 /// A share in the one helper, for a client handle.
 std::shared_ptr<helper> share_helper() noexcept;

@@ -1,3 +1,5 @@
+// The name of an address and the address of a name. Numbers are converted without a lookup.
+
 #include "address/convert.h"
 #include "address/format.h"
 #include "address/parse.h"
@@ -11,9 +13,9 @@ using namespace detail;
 namespace {
 
 template <class Char>
-void write(const addr& address, std::basic_string<Char>& out) {
+void assign_name_or_numbers(const addr& address, std::basic_string<Char>& out) {
     out.clear();
-    // A system that fails without a reason leaves nothing behind.
+    // A failure without a reason leaves the name empty.
     if (winsock2::getnameinfo(to_saddr(address), &out, nullptr, 0) == 0 && !out.empty()) {
         return;
     }
@@ -26,9 +28,9 @@ void write(const addr& address, std::basic_string<Char>& out) {
     }
 }
 
-/// Reads `text` as an address, failing that takes the first one that the system finds for it as a name.
+/// Takes the address that `text` denotes, or the first one that the system finds for it as a name.
 template <class Char, class Hints>
-unsigned long read(const Char* text, addr& out, Hints* hints) {
+unsigned long parse_or_look_up(const Char* text, addr& out, Hints* hints) {
     if (parse_address(text, out)) {
         return 0;
     }
@@ -47,22 +49,22 @@ unsigned long read(const Char* text, addr& out, Hints* hints) {
 } // namespace
 
 void winsock2::address_to_string(std::string& out, const addr& address) {
-    write(address, out);
+    assign_name_or_numbers(address, out);
 }
 
 void winsock2::address_to_string(std::wstring& out, const addr& address) {
-    write(address, out);
+    assign_name_or_numbers(address, out);
 }
 
 unsigned long winsock2::address_from_string(addr& out, const char* text, unsigned short family) {
-    // Hints that ask for nothing keep the look-up from preferring IPv4. The family asked for is not
-    // used: a caller who names one gets the system's first answer, whatever its family.
+    // Without hints the lookup prefers IPv4. A caller who names a family gets the system's first address, of
+    // whatever family.
     ::addrinfo any_family{};
-    return read(text, out, family == family_none ? nullptr : &any_family);
+    return parse_or_look_up(text, out, family == family_none ? nullptr : &any_family);
 }
 
 unsigned long winsock2::address_from_string(addr& out, const wchar_t* text) {
-    return read(text, out, static_cast<::addrinfoW*>(nullptr));
+    return parse_or_look_up(text, out, static_cast<::addrinfoW*>(nullptr));
 }
 
 } // namespace ip

@@ -1,29 +1,16 @@
+// Conversions between addresses and text by the system, whose text has other forms than the library's.
+
 #include "ip/address_text.h"
 
 #include <cstring>
 
 #include "address/convert.h"
-#include "ip/detail/helper.h"
+#include "winsock/calls.h"
+#include "winsock/entries.h"
 
 namespace ip::detail {
 
 namespace {
-
-/// The two entries that differ between narrow and wide text.
-template <class Char>
-struct entries;
-
-template <>
-struct entries<char> {
-    static constexpr auto to_address = &winsock_impl::WSAStringToAddressA;
-    static constexpr auto to_text = &winsock_impl::WSAAddressToStringA;
-};
-
-template <>
-struct entries<wchar_t> {
-    static constexpr auto to_address = &winsock_impl::WSAStringToAddressW;
-    static constexpr auto to_text = &winsock_impl::WSAAddressToStringW;
-};
 
 template <class Raw>
 saddr empty_record() {
@@ -33,8 +20,8 @@ saddr empty_record() {
 }
 
 template <class Char, class Raw>
-bool read(const Char* text, Raw& address) {
-    const winsock_impl& winsock = the_helper().winsock;
+bool parse_by_system(const Char* text, Raw& address) {
+    const winsock_impl& winsock = bound_winsock();
     if (winsock.start_count == 0) {
         return false;
     }
@@ -42,8 +29,8 @@ bool read(const Char* text, Raw& address) {
     const std::uint16_t family = record.family;
     INT length = length_of(record);
     // The system's declaration lacks the const that it honours.
-    if ((winsock.*entries<Char>::to_address)(const_cast<Char*>(text), family, nullptr,
-                                             reinterpret_cast<SOCKADDR*>(&record), &length) != 0) {
+    if ((winsock.*entries_of<Char>::text_to_address)(const_cast<Char*>(text), family, nullptr,
+                                                     as_sockaddr(record), &length) != 0) {
         return false;
     }
     std::memcpy(address.bytes, sizeof address == ipv4_size ? record.address4 : record.address6,
@@ -52,51 +39,50 @@ bool read(const Char* text, Raw& address) {
 }
 
 template <class Char, class Raw>
-bool write(const Raw& address, Char* buffer, std::size_t size) {
-    const winsock_impl& winsock = the_helper().winsock;
+bool format_by_system(const Raw& address, Char* buffer, std::size_t size) {
+    const winsock_impl& winsock = bound_winsock();
     if (winsock.start_count == 0) {
         return false;
     }
     saddr record = empty_record<Raw>();
     std::memcpy(address_of(record), address.bytes, sizeof address.bytes);
     auto room = static_cast<DWORD>(size);
-    return (winsock.*entries<Char>::to_text)(reinterpret_cast<SOCKADDR*>(&record),
-                                             static_cast<DWORD>(length_of(record)), nullptr, buffer,
-                                             &room) == 0;
+    return (winsock.*entries_of<Char>::address_to_text)(
+               as_sockaddr(record), static_cast<DWORD>(length_of(record)), nullptr, buffer, &room) == 0;
 }
 
 } // namespace
 
 bool from_string(const char* text, _raw_addr4_no& address) {
-    return read(text, address);
+    return parse_by_system(text, address);
 }
 
 bool from_string(const wchar_t* text, _raw_addr4_no& address) {
-    return read(text, address);
+    return parse_by_system(text, address);
 }
 
 bool from_string(const char* text, _raw_addr6_no& address) {
-    return read(text, address);
+    return parse_by_system(text, address);
 }
 
 bool from_string(const wchar_t* text, _raw_addr6_no& address) {
-    return read(text, address);
+    return parse_by_system(text, address);
 }
 
 bool to_string(const _raw_addr4_no& address, char* buffer, std::size_t size) {
-    return write(address, buffer, size);
+    return format_by_system(address, buffer, size);
 }
 
 bool to_string(const _raw_addr4_no& address, wchar_t* buffer, std::size_t size) {
-    return write(address, buffer, size);
+    return format_by_system(address, buffer, size);
 }
 
 bool to_string(const _raw_addr6_no& address, char* buffer, std::size_t size) {
-    return write(address, buffer, size);
+    return format_by_system(address, buffer, size);
 }
 
 bool to_string(const _raw_addr6_no& address, wchar_t* buffer, std::size_t size) {
-    return write(address, buffer, size);
+    return format_by_system(address, buffer, size);
 }
 
 } // namespace ip::detail
