@@ -42,7 +42,7 @@ void enter_in_ledger(const std::string& what, int by) {
 
 // Modules. A handle is the address of the module's name.
 
-constexpr const char* modules[] = {"ntdll",      "kernel32",   "Iphlpapi.dll",
+constexpr const char* modules[] = {"ntdll",      "kernel32",   "kernel32.dll", "Iphlpapi.dll",
                                    "Ws2_32.dll", "Dnsapi.dll", "rasapi32.dll"};
 
 template <bool Loads>

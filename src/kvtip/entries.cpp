@@ -1,0 +1,70 @@
+// What the system offers the library: every row of every binding, held against the system's modules.
+
+#include <vector>
+
+#include "kvtip/block.h"
+#include "kvtip/boundary.h"
+#include "kvtip/kvtip.h"
+#include "kvtip/system_entries.h"
+
+using namespace kvtip::library;
+using ip::detail::entry;
+using ip::detail::entry_table;
+
+namespace {
+
+/// An entry, the table it stands in, and what the system has in its place.
+struct found_entry {
+    const entry* row;
+    const entry_table* table;
+    kvtip_entry_state state;
+};
+
+void append(std::vector<found_entry>& found, const entry_table& table) {
+    module_handle module;
+    const bool loaded = module.load(table.module);
+    for (const entry& row : table.rows) {
+        const bool bound = loaded && module.find(row.name) != nullptr;
+        found.push_back({&row, &table,
+                         bound                ? KVTIP_ENTRY_BOUND
+                         : row.has_substitute ? KVTIP_ENTRY_SUBSTITUTED
+                                              : KVTIP_ENTRY_MISSING});
+    }
+}
+
+std::vector<found_entry> find_entries() {
+    std::vector<found_entry> found;
+    for (const auto& tables : {ip::detail::winsock_tables(), ip::detail::iphlpapi_tables(),
+                               ip::detail::dnsapi_tables(), system_tables()}) {
+        for (const entry_table& table : tables) {
+            append(found, table);
+        }
+    }
+    return found;
+}
+
+void lay_out(block& out, kvtip_entry_list& list, const std::vector<found_entry>& found) {
+    auto next = found.begin();
+    out.fill_list(list, found.size(), [&](kvtip_entry& row) {
+        row.module = out.text(next->table->module);
+        row.name = next->row->name;
+        row.effect = next->row->effect;
+        row.required = next->table->is_required;
+        row.state = next->state;
+        ++next;
+    });
+}
+
+} // namespace
+
+uint32_t kvtip_entries(const kvtip_entry_list** entries) noexcept {
+    if (!clear(entries)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    return guarded([&] {
+        const std::vector<found_entry> found = find_entries();
+        *entries = block::make<kvtip_entry_list>(
+            [&](block& out, kvtip_entry_list& list) { lay_out(out, list, found); });
+        return ERROR_SUCCESS;
+    });
+}

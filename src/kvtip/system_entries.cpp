@@ -1,0 +1,80 @@
+#include "kvtip/system_entries.h"
+
+#include <iterator>
+#include <mutex>
+#include <type_traits>
+
+namespace kvtip::library {
+
+using ip::detail::entry;
+using ip::detail::entry_table;
+
+namespace {
+
+constexpr const char* no_process_names = "The names of processes are not known.";
+
+constexpr entry kernel_entries[] = {
+    KVTIP_ENTRY(system_entries, CreateToolhelp32Snapshot, no_process_names),
+    KVTIP_ENTRY(system_entries, Process32FirstW, no_process_names),
+    KVTIP_ENTRY(system_entries, Process32NextW, no_process_names),
+    KVTIP_ENTRY(system_entries, CloseHandle, no_process_names),
+    KVTIP_ENTRY(system_entries, FormatMessageW, "Only the codes that the library knows have a sentence."),
+};
+
+constexpr entry iphlpapi_entries[] = {
+    KVTIP_ENTRY(system_entries, GetBestRoute2,
+                "Routes to IPv6 hosts are not known (120; 10022 from the classes)."),
+};
+
+constexpr entry winsock_entries[] = {
+    KVTIP_ENTRY(system_entries, GetHostNameW, "The host's name is converted from the system's code page."),
+};
+
+constexpr entry_table tables[] = {
+    {L"kernel32.dll", false, kernel_entries},
+    {L"Iphlpapi.dll", false, iphlpapi_entries},
+    {L"Ws2_32.dll", false, winsock_entries},
+};
+
+// At namespace scope: a local static would need a guard, which costs two handles at every load of the DLL.
+system_entries the_entries;
+ip::detail::dnsapi_impl the_dns_entries;
+
+} // namespace
+
+void system_entries::load() {
+    static_assert(std::size(tables) == std::extent_v<decltype(modules_)>);
+    const std::lock_guard guard(lock_);
+    if (load_count_++ != 0) {
+        return;
+    }
+    for (std::size_t i = 0; i < std::size(tables); ++i) {
+        const bool loaded = modules_[i].load(tables[i].module);
+        for (const entry& row : tables[i].rows) {
+            loaded ? void(row.bind(modules_[i], this)) : row.store(this, nullptr);
+        }
+    }
+}
+
+void system_entries::unload() {
+    const std::lock_guard guard(lock_);
+    if (--load_count_ == 0) {
+        for (module_handle& module : modules_) {
+            module.unload();
+        }
+    }
+}
+
+std::span<const entry_table> system_tables() {
+    return tables;
+}
+
+system_entries& entries() noexcept {
+    return the_entries;
+}
+
+ip::detail::dnsapi_impl& dns_entries() noexcept {
+    return the_dns_entries;
+}
+
+} // namespace kvtip::library

@@ -1,0 +1,56 @@
+#pragma once
+
+// The entries of the system's libraries that only the C interface uses. Each is optional: its user tests it.
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <iphlpapi.h>
+
+#include <cstdint>
+
+#include <tlhelp32.h>
+
+#include "binding/entry_table.h"
+#include "ip/detail/dnsapi_impl.h"
+#include "ip/detail/owners.h"
+
+namespace kvtip::library {
+
+using critical_section = ip::detail::critical_section;
+using module_handle = ip::detail::module_handle;
+
+/// The optional entries. Loads are counted; the last unload frees the modules. Entries keep their last values
+/// after that, and are read by whoever holds a load.
+struct system_entries {
+    // kernel32
+    decltype(&::CreateToolhelp32Snapshot) CreateToolhelp32Snapshot = nullptr;
+    decltype(&::Process32FirstW) Process32FirstW = nullptr;
+    decltype(&::Process32NextW) Process32NextW = nullptr;
+    decltype(&::CloseHandle) CloseHandle = nullptr;
+    decltype(&::FormatMessageW) FormatMessageW = nullptr;
+
+    // Iphlpapi
+    decltype(&::GetBestRoute2) GetBestRoute2 = nullptr;
+
+    // Ws2_32
+    decltype(&::GetHostNameW) GetHostNameW = nullptr;
+
+    void load();
+    void unload();
+
+private:
+    critical_section lock_;
+    std::uint32_t load_count_ = 0;
+    module_handle modules_[3];
+};
+
+std::span<const ip::detail::entry_table> system_tables();
+
+/// The one object of these entries.
+system_entries& entries() noexcept;
+
+/// The C interface's binding of the DNS library: a failed start of the classes cannot spoil it.
+ip::detail::dnsapi_impl& dns_entries() noexcept;
+
+} // namespace kvtip::library

@@ -1,0 +1,99 @@
+#pragma once
+
+// Between the values of the C interface and the system's socket addresses.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+
+#include "ip/address.h"
+#include "kvtip/kvtip.h"
+
+namespace kvtip::library {
+
+constexpr std::uint16_t to_host_order(std::uint16_t port) {
+    return static_cast<std::uint16_t>(port << 8 | port >> 8);
+}
+constexpr std::uint16_t to_network_order(std::uint16_t port) {
+    return to_host_order(port);
+}
+
+constexpr std::size_t size_of_family(std::uint8_t family) {
+    return family == 4 ? 4 : family == 6 ? 16 : 0;
+}
+
+/// The system's number of a family: 0, 2 or 23.
+constexpr std::uint16_t to_system_family(std::uint32_t family) {
+    return family == 4 ? ip::family_ipv4 : family == 6 ? ip::family_ipv6 : ip::family_none;
+}
+
+/// Whether IPv6 addresses that begin so need a scope to be complete: fe80::/10, fec0::/10, multicast of scope
+/// 1 or 2.
+constexpr bool may_have_scope(const std::uint8_t* bytes) {
+    return bytes[0] == 0xFE ? bytes[1] >= 0x80
+                            : bytes[0] == 0xFF && ((bytes[1] & 0x0F) == 1 || (bytes[1] & 0x0F) == 2);
+}
+
+inline kvtip_address ipv4_address(const void* bytes) {
+    kvtip_address result{};
+    result.family = 4;
+    std::memcpy(result.bytes, bytes, 4);
+    return result;
+}
+
+/// A scope where there can be none is left out.
+inline kvtip_address ipv6_address(const void* bytes, std::uint32_t scope = 0) {
+    kvtip_address result{};
+    result.family = 6;
+    std::memcpy(result.bytes, bytes, 16);
+    result.scope = may_have_scope(result.bytes) ? scope : 0;
+    return result;
+}
+
+/// No address for a family that is neither IPv4 nor IPv6.
+inline kvtip_address to_address(const ip::saddr& address) {
+    return address.family == ip::family_ipv4   ? ipv4_address(address.address4)
+           : address.family == ip::family_ipv6 ? ipv6_address(address.address6, address.scope_id)
+                                               : kvtip_address{};
+}
+
+inline kvtip_endpoint to_endpoint(const ip::saddr& address) {
+    kvtip_endpoint result{};
+    result.address = to_address(address);
+    result.port = result.address.family == 0 ? std::uint16_t{0} : to_host_order(address.port);
+    return result;
+}
+
+inline ip::saddr to_saddr(const kvtip_address& address, std::uint16_t port = 0) {
+    ip::saddr result;
+    result.family = to_system_family(address.family);
+    result.port = to_network_order(port);
+    if (address.family == 4) {
+        std::memcpy(result.address4, address.bytes, 4);
+    } else {
+        std::memcpy(result.address6, address.bytes, 16);
+        result.scope_id = address.scope;
+    }
+    return result;
+}
+
+inline ip::saddr to_saddr(const kvtip_endpoint& endpoint) {
+    return to_saddr(endpoint.address, endpoint.port);
+}
+
+/// Whether the caller's address is one, or none, with everything zero that must be.
+inline bool is_valid(const kvtip_address& address) {
+    const auto is_zero = [](std::uint8_t byte) { return byte == 0; };
+    return (address.family == 0 || address.family == 4 || address.family == 6) &&
+           std::all_of(std::begin(address.reserved), std::end(address.reserved), is_zero) &&
+           (address.scope == 0 || (address.family == 6 && may_have_scope(address.bytes))) &&
+           std::all_of(address.bytes + size_of_family(address.family), std::end(address.bytes), is_zero);
+}
+
+inline bool is_valid(const kvtip_endpoint& endpoint) {
+    return is_valid(endpoint.address) && endpoint.reserved == 0;
+}
+
+} // namespace kvtip::library
