@@ -1,7 +1,7 @@
 #pragma once
 
-// What differs between compilers, in one place: the export mark, the address a call returns to,
-// and the mark that keeps a function from being inlined.
+// What differs between compilers: the mark of exported functions, the return address of a call, and the mark
+// that prevents inlining.
 
 #if !defined(_WIN32) || defined(KVTIP_STATIC)
 #define KVTIP_API

@@ -1,9 +1,9 @@
 #pragma once
 
 /// \mainpage
-/// The whole interface: a program includes `ip/ip.h` and links the library. All is in namespace `ip`, the
-/// conversions between addresses and text in `ip::detail`. Failures that are thrown are
-/// `kvt::exceptions::error`; `kvt::exceptions::fatal` tells misuse.
+/// This header includes the whole interface. All of it is in namespace `ip`, except for the conversions
+/// between addresses and text in `ip::detail`. Failures that are thrown are of class
+/// `kvt::exceptions::error`; `kvt::exceptions::fatal` reports misuse.
 
 #include "ip/adapter_enumerator.h"
 #include "ip/address.h"

@@ -10,7 +10,7 @@ constexpr std::size_t step = 128;
 
 } // namespace
 
-void* membuffer::get(std::size_t size) {
+void* membuffer::get(std::size_t size) noexcept {
     // The sum wraps for the 127 largest sizes, which makes them 0: callers see the block at hand.
     const std::size_t rounded = size == 0 ? step : (size + (step - 1)) & ~(step - 1);
     if (capacity_ >= rounded) {
@@ -24,7 +24,7 @@ void* membuffer::get(std::size_t size) {
     return data_;
 }
 
-void membuffer::free() {
+void membuffer::free() noexcept {
     std::free(data_);
     data_ = nullptr;
     capacity_ = 0;

@@ -20,7 +20,7 @@ unsigned long start_bindings(detail::helper& helper) {
 
 } // namespace
 
-unsigned long lib::init() {
+unsigned long lib::init() noexcept {
     if (inited_) {
         return 0;
     }
@@ -39,7 +39,7 @@ unsigned long lib::init() {
     return 0;
 }
 
-unsigned long lib::free() {
+unsigned long lib::free() noexcept {
     if (!inited_) {
         return 0;
     }
@@ -49,7 +49,7 @@ unsigned long lib::free() {
     return code;
 }
 
-bool lib::is_ipv6_supported() {
+bool lib::is_ipv6_supported() noexcept {
     return detail::the_helper().is_version_6_or_later();
 }
 

@@ -54,12 +54,12 @@ unsigned long find_addresses(Query query, const Char* name, std::vector<addr>& a
 } // namespace
 
 unsigned long dnsapi::addresses_from_name(const char* name, std::vector<addr>& addresses,
-                                          unsigned short family, unsigned long options) {
+                                          unsigned short family, unsigned long options) noexcept {
     return find_addresses(bound_dnsapi().DnsQuery_A, name, addresses, family, options);
 }
 
 unsigned long dnsapi::addresses_from_name(const wchar_t* name, std::vector<addr>& addresses,
-                                          unsigned short family, unsigned long options) {
+                                          unsigned short family, unsigned long options) noexcept {
     return find_addresses(bound_dnsapi().DnsQuery_W, name, addresses, family, options);
 }
 

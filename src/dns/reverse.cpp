@@ -73,13 +73,13 @@ unsigned long append_names(Query query, const addr& address, std::vector<std::ba
 } // namespace
 
 unsigned long dnsapi::names_from_address(const addr& address, std::vector<std::string>& names,
-                                         unsigned long options) {
+                                         unsigned long options) noexcept {
     return report_exhaustion(
         [&] { return append_names(bound_dnsapi().DnsQuery_A, address, names, options); });
 }
 
 unsigned long dnsapi::names_from_address(const addr& address, std::vector<std::wstring>& names,
-                                         unsigned long options) {
+                                         unsigned long options) noexcept {
     return report_exhaustion(
         [&] { return append_names(bound_dnsapi().DnsQuery_W, address, names, options); });
 }

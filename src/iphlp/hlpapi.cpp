@@ -5,11 +5,11 @@
 
 namespace ip {
 
-unsigned long hlpapi::load() {
+unsigned long hlpapi::load() noexcept {
     return inited() ? 0 : detail::init_and_load(*this, detail::the_helper().iphlpapi);
 }
 
-unsigned long hlpapi::free() {
+unsigned long hlpapi::free() noexcept {
     return inited() ? detail::unload_and_free(*this, detail::the_helper().iphlpapi) : 0;
 }
 

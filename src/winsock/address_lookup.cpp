@@ -56,7 +56,7 @@ void winsock2::address_to_string(std::wstring& out, const addr& address) {
     assign_name_or_numbers(address, out);
 }
 
-unsigned long winsock2::address_from_string(addr& out, const char* text, unsigned short family) {
+unsigned long winsock2::address_from_string(addr& out, const char* text, unsigned short family) noexcept {
     // Without hints the lookup prefers IPv4. A caller who names a family gets the system's first address, of
     // whatever family.
     ::addrinfo any_family{};

@@ -56,7 +56,8 @@ unsigned long wait_for_connect(const ip::socket& s, const timeval* timeout) {
 
 } // namespace
 
-unsigned long winsock2::connect(const ip::socket& s, const saddr& address, const ::timeval* timeout) {
+unsigned long winsock2::connect(const ip::socket& s, const saddr& address,
+                                const ::timeval* timeout) noexcept {
     const bool was_switched = set_non_blocking(s, true) == 0;
     unsigned long code = connect(s, address);
     if (code == WSAEWOULDBLOCK) {
@@ -159,12 +160,12 @@ unsigned long connect_by_name(const ip::socket& s, const Char* node, const Char*
 } // namespace
 
 unsigned long winsock2::connectbyname(const ip::socket& s, const char* node, const char* service, addr* local,
-                                      addr* remote, const ::timeval* timeout) {
+                                      addr* remote, const ::timeval* timeout) noexcept {
     return report_exhaustion([&] { return connect_by_name(s, node, service, local, remote, timeout); });
 }
 
 unsigned long winsock2::connectbyname(const ip::socket& s, const wchar_t* node, const wchar_t* service,
-                                      addr* local, addr* remote, const ::timeval* timeout) {
+                                      addr* local, addr* remote, const ::timeval* timeout) noexcept {
     return report_exhaustion([&] { return connect_by_name(s, node, service, local, remote, timeout); });
 }
 

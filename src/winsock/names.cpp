@@ -96,7 +96,7 @@ unsigned long convert_narrow_names(const saddr& address, std::wstring* host, std
 } // namespace
 
 unsigned long winsock2::getaddrinfo(const char* node, std::vector<addr>& out, const char* service,
-                                    ::addrinfo* hints) {
+                                    ::addrinfo* hints) noexcept {
     return report_exhaustion([&] { return find_addresses(node, out, service, hints); });
 }
 
@@ -106,7 +106,7 @@ unsigned long winsock2::getaddrinfo(const wchar_t* node, std::vector<addr>& out,
 }
 
 unsigned long winsock2::getnameinfo(const saddr& address, std::string* host, std::string* service,
-                                    int flags) {
+                                    int flags) noexcept {
     return report_exhaustion([&] { return find_names(address, host, service, flags); });
 }
 
@@ -118,12 +118,12 @@ unsigned long winsock2::getnameinfo(const saddr& address, std::wstring* host, st
     });
 }
 
-unsigned long winsock2::gethostname(char* name, int length) {
+unsigned long winsock2::gethostname(char* name, int length) noexcept {
     name[0] = 0;
     return code_of(bound_winsock().gethostname(name, length));
 }
 
-unsigned long winsock2::gethostname(wchar_t* name, int length) {
+unsigned long winsock2::gethostname(wchar_t* name, int length) noexcept {
     membuffer buffer;
     auto* narrow = static_cast<char*>(buffer.get(static_cast<std::size_t>(length)));
     if (narrow == nullptr) {

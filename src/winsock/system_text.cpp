@@ -53,35 +53,35 @@ bool format_by_system(const Raw& address, Char* buffer, std::size_t size) {
 
 } // namespace
 
-bool from_string(const char* text, _raw_addr4_no& address) {
+bool from_string(const char* text, _raw_addr4_no& address) noexcept {
     return parse_by_system(text, address);
 }
 
-bool from_string(const wchar_t* text, _raw_addr4_no& address) {
+bool from_string(const wchar_t* text, _raw_addr4_no& address) noexcept {
     return parse_by_system(text, address);
 }
 
-bool from_string(const char* text, _raw_addr6_no& address) {
+bool from_string(const char* text, _raw_addr6_no& address) noexcept {
     return parse_by_system(text, address);
 }
 
-bool from_string(const wchar_t* text, _raw_addr6_no& address) {
+bool from_string(const wchar_t* text, _raw_addr6_no& address) noexcept {
     return parse_by_system(text, address);
 }
 
-bool to_string(const _raw_addr4_no& address, char* buffer, std::size_t size) {
+bool to_string(const _raw_addr4_no& address, char* buffer, std::size_t size) noexcept {
     return format_by_system(address, buffer, size);
 }
 
-bool to_string(const _raw_addr4_no& address, wchar_t* buffer, std::size_t size) {
+bool to_string(const _raw_addr4_no& address, wchar_t* buffer, std::size_t size) noexcept {
     return format_by_system(address, buffer, size);
 }
 
-bool to_string(const _raw_addr6_no& address, char* buffer, std::size_t size) {
+bool to_string(const _raw_addr6_no& address, char* buffer, std::size_t size) noexcept {
     return format_by_system(address, buffer, size);
 }
 
-bool to_string(const _raw_addr6_no& address, wchar_t* buffer, std::size_t size) {
+bool to_string(const _raw_addr6_no& address, wchar_t* buffer, std::size_t size) noexcept {
     return format_by_system(address, buffer, size);
 }
 

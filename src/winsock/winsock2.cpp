@@ -4,7 +4,7 @@
 
 namespace ip {
 
-unsigned long winsock2::start(::WSAData& data) {
+unsigned long winsock2::start(::WSAData& data) noexcept {
     if (started_) {
         return 0;
     }
@@ -21,14 +21,14 @@ unsigned long winsock2::start(::WSAData& data) {
     return 0;
 }
 
-unsigned long winsock2::cleanup() {
+unsigned long winsock2::cleanup() noexcept {
     const unsigned long cleaned = detail::the_helper().winsock.cleanup();
     const unsigned long freed = free();
     started_ = false;
     return cleaned != 0 ? cleaned : freed;
 }
 
-unsigned long winsock2::getlasterror() {
+unsigned long winsock2::getlasterror() noexcept {
     return detail::last_error();
 }
 

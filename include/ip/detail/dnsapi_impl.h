@@ -13,8 +13,9 @@
 
 namespace ip::detail {
 
-/// The run-time binding of `Dnsapi.dll`, unloaded until a client asks for it. Loads are counted, those that
-/// fail too; the first one binds, and the last unload frees the library. The entries are null while unbound.
+/// The run-time binding of `Dnsapi.dll`, which is loaded for `ip::dnsapi` handles only. Loads are counted,
+/// those that fail too. The first one binds, and the last unload frees the library. The entries are null
+/// while unbound.
 struct dnsapi_impl {
     module_handle module;
 
@@ -25,8 +26,8 @@ struct dnsapi_impl {
     critical_section lock;
     std::uint32_t load_count = 0;
 
-    /// Returns 0 or the Win32 code of the library or entry that is missing. The count is raised even then, so
-    /// that the next load finds it above 0 and binds nothing.
+    /// Returns 0 or the Win32 code of the missing library or entry. Even then the count is raised, so that
+    /// the next load binds nothing.
     unsigned long load();
 
     /// Returns 0 or `FreeLibrary`'s error.

@@ -13,10 +13,10 @@
 
 namespace ip::detail {
 
-/// The run-time binding of `Iphlpapi.dll`. Loads are counted; the first one binds, the last unload
-/// frees the library. Only `SendARP` and `GetIpNetTable` must be there: the users of any other entry
-/// test it and go another way, or give a code of their own, mostly 120, when it is null. Entries keep their
-/// last values after the unload.
+/// The run-time binding of `Iphlpapi.dll`. Loads are counted: the first one binds, the last unload frees the
+/// library. Only `SendARP` and `GetIpNetTable` are required. Whoever uses another entry tests it, and if it
+/// is null falls back or returns a code, mostly `ERROR_CALL_NOT_IMPLEMENTED (120)`. The entries are null
+/// before the first load, and keep their last values after the unload.
 struct iphlpapi_impl {
     module_handle module;
 
@@ -41,11 +41,11 @@ struct iphlpapi_impl {
     decltype(&::GetPerTcpConnectionEStats) GetPerTcpConnectionEStats = nullptr;
     decltype(&::GetPerTcp6ConnectionEStats) GetPerTcp6ConnectionEStats = nullptr;
 
-    /// Returns 0 or the Win32 code of the library or required entry that is missing.
+    /// Returns 0 or the Win32 code of the missing library or required entry.
     unsigned long load();
 
-    /// Returns 0 or `FreeLibrary`'s error. The count is unsigned and goes below zero when there was no
-    /// load to take back: the next load then finds a count that is not 0 and binds nothing.
+    /// Returns 0 or `FreeLibrary`'s error. An unload without a load wraps the unsigned count below zero, so
+    /// that the next load binds nothing.
     unsigned long unload();
 };
 

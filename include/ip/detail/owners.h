@@ -1,12 +1,12 @@
 #pragma once
 
-// Owners of what the system hands out to a binding.
+// Owners of the resources of a binding.
 
 #include <windows.h>
 
 namespace ip::detail {
 
-/// A critical section: recursive, as all of them are. A lockable type for `std::lock_guard`.
+/// A critical section, for `std::lock_guard`. A thread may lock it again while it holds it.
 class critical_section {
 public:
     critical_section() noexcept { InitializeCriticalSection(&section_); }
@@ -21,7 +21,7 @@ private:
     CRITICAL_SECTION section_;
 };
 
-/// A system library loaded at run time; freed with this object at the latest.
+/// A system library loaded at run time. It is freed with this object at the latest.
 class module_handle {
 public:
     module_handle() = default;
@@ -29,16 +29,17 @@ public:
     module_handle(const module_handle&) = delete;
     module_handle& operator=(const module_handle&) = delete;
 
-    /// Loads the library by its bare file name. False leaves the reason in the last error.
+    /// Loads a library by its file name. False leaves the reason in the last error.
     bool load(const wchar_t* file_name) noexcept {
         handle_ = LoadLibraryW(file_name);
         return handle_ != nullptr;
     }
 
-    /// The entry of that name, or null with the reason in the last error.
+    /// Returns the entry of that name, or null with the reason in the last error.
     FARPROC find(const char* name) const noexcept { return GetProcAddress(handle_, name); }
 
-    /// Frees the library, if it is loaded, and forgets it even when that fails. Returns 0 or the error.
+    /// Frees the library, if it is loaded. Even when that fails, this object holds it no longer. Returns 0 or
+    /// the error.
     unsigned long unload() noexcept {
         if (handle_ == nullptr) {
             return 0;

@@ -10,15 +10,16 @@
 
 namespace ip::detail {
 
-/// The run-time binding of `Ws2_32.dll`: its entries under the system's own names, null while unbound.
-/// Starts are counted; the first one loads and binds, the last release unloads. Entries are written
-/// only while the count goes from 0 to 1 and are read without the lock by whoever holds a start.
+/// The run-time binding of `Ws2_32.dll`, with its entries under the system's names. Starts are counted: the
+/// first one loads and binds, the last release unloads. All entries are null before the first start. After
+/// the last release only `WSACleanup` is null: the others keep values that must not be called. Entries are
+/// written only while the count goes from 0 to 1, and read without the lock by whoever holds a start.
 struct winsock_impl {
     module_handle module;
 
-    // Older systems lack some of these. The narrow name services are then the library's own (where one of
-    // the first two is missing, both are); the others stay null, and their users go another way, but for
-    // `WSAPoll`, which must be there to be used.
+    // Older systems lack some of these. The library's substitutes then replace the narrow name services, the
+    // first two always together. The others are null, and whoever uses one falls back, except for `WSAPoll`,
+    // which is called untested.
     decltype(&::getaddrinfo) getaddrinfo = nullptr;
     decltype(&::freeaddrinfo) freeaddrinfo = nullptr;
     decltype(&::GetAddrInfoW) GetAddrInfoW = nullptr;
@@ -34,8 +35,7 @@ struct winsock_impl {
 
     // A start fails when one of these is missing.
     decltype(&::WSAStartup) WSAStartup = nullptr;
-    /// Doubles as the mark of a started binding: null again after the last release, while the other
-    /// entries keep their last values.
+    /// Also marks a started binding.
     decltype(&::WSACleanup) WSACleanup = nullptr;
     decltype(&::WSAGetLastError) WSAGetLastError = nullptr;
     decltype(&::WSAEnumProtocolsW) WSAEnumProtocolsW = nullptr;
@@ -69,23 +69,23 @@ struct winsock_impl {
     decltype(&::WSAStringToAddressA) WSAStringToAddressA = nullptr;
     decltype(&::WSAStringToAddressW) WSAStringToAddressW = nullptr;
 
-    /// If the start mark is still set, makes one `cleanup`; its error is discarded.
+    /// Calls `cleanup` if `WSACleanup` is bound, and discards its error.
     ~winsock_impl();
 
-    /// Binds on the first use, then calls `WSAStartup` outside the lock, every time. Returns 0, the
-    /// Win32 code of a library or entry that is missing, or `WSAStartup`'s own code; a failed start
-    /// leaves the count as it was.
+    /// Binds on the first use, and then always calls `WSAStartup`, outside the lock. Returns 0, the Win32
+    /// code of the missing library or entry, or the code that `WSAStartup` returns. A failed start leaves the
+    /// count as it was.
     unsigned long start(WSAData& data, unsigned short version);
 
-    /// Calls `WSACleanup`, untested, and releases. Returns its error, failing that `release`'s, or 0.
+    /// Calls `WSACleanup` untested, and releases. Returns the first error of the two, or 0.
     unsigned long cleanup();
 
-    /// Takes one start back and unloads at zero. Returns 0 or `FreeLibrary`'s error.
+    /// Takes one start back, and unloads after the last. Returns 0 or `FreeLibrary`'s error.
     unsigned long release();
 
 private:
-    /// Loads the library and fills the entries. False means stop with `code`, which is 0 in one case
-    /// only: an entry is missing and the system gave no reason.
+    /// Loads the library and fills the entries. On failure returns false and the reason in `code`, which is 0
+    /// only when an entry is missing and the system gives no reason.
     bool bind_entries(unsigned long& code);
 };
 
