@@ -1,6 +1,6 @@
 #pragma once
 
-// What the examples share. The platform's socket header comes before its others.
+// Shared by the examples. The platform's socket header comes before its other headers.
 
 #include <winsock2.h>
 #include <ws2tcpip.h>
@@ -10,14 +10,14 @@
 
 #include "ip/ip.h"
 
-/// Most operations return 0 or an error code: here a code ends the example.
+/// Most operations return 0 or an error code. Here a code ends the example.
 inline void check(unsigned long code, const std::string& what) {
     if (code != 0) {
         throw kvt::exceptions::error(code, what + ": error " + std::to_string(code));
     }
 }
 
-/// An address as the operations take it that want a socket address. The port is in network byte order.
+/// A socket address, for the operations that take one. The port is in network byte order.
 inline ip::saddr endpoint(const ip::addr& address, std::uint16_t port = 0) {
     ip::saddr result;
     result.family = address.family;
@@ -30,7 +30,7 @@ inline ip::saddr endpoint(const ip::addr& address, std::uint16_t port = 0) {
     return result;
 }
 
-/// The numbers of an address, without its port.
+/// The numeric text of an address, without its port.
 inline std::string text(const ip::saddr& address) {
     std::string numbers;
     const unsigned long code = ip::winsock2::getnameinfo(address, &numbers, nullptr, NI_NUMERICHOST);

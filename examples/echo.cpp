@@ -1,12 +1,11 @@
-// A TCP server and its client, in one program on the loopback: the client says a word, the server says it
-// back.
+// A TCP echo server and its client in one program, on the loopback: the server returns what the client sends.
 
 #include <cstdio>
 #include <exception>
 
 #include "common.h"
 
-// Copies of a socket are the same socket, and none of them closes it: this one does.
+// An `ip::socket` does not close its handle. This one does.
 struct open_socket : ip::socket {
     open_socket() = default;
     ~open_socket() { ip::winsock2::closesocket(*this); }
@@ -25,7 +24,7 @@ static void send(const ip::socket& s, const std::string& bytes) {
     }
 }
 
-// One piece of what the other end sends; a longer message comes in several.
+// Receives one piece of what the other end sends. A longer message comes in several pieces.
 static std::string receive(const ip::socket& s) {
     char buffer[100];
     const int length = ip::winsock2::recv(s, buffer, sizeof buffer);
@@ -60,7 +59,7 @@ int main() try {
     send(server, receive(server));
 
     const std::string answer = receive(client);
-    std::printf("%s called, and was told: %s\n", text(peer).c_str(), answer.c_str());
+    std::printf("%s sent and received: %s\n", text(peer).c_str(), answer.c_str());
     return 0;
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());

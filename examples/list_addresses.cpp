@@ -7,7 +7,7 @@
 
 #include "ip/ip.h"
 
-// Prints an address whose raw form is `Raw`: the first 4 or all 16 of its bytes.
+// Prints an address by its raw form `Raw`: the first 4 or all 16 of its bytes.
 template <class Raw>
 static void print(const ip::addr& address) {
     Raw raw;
@@ -21,14 +21,14 @@ static void print(const ip::addr& address) {
 int main() {
     std::setlocale(LC_ALL, ""); // names are printed in the user's code page
 
-    // The library works while a handle is initialised; the end of main gives this one back.
+    // The library works while a handle is initialised. The end of main frees this one.
     ip::lib library;
     if (const unsigned long code = library.init()) {
         std::fprintf(stderr, "cannot start: error %lu\n", code);
         return 1;
     }
 
-    // Adapters come one by one, and the addresses of each one by one.
+    // The enumerator walks the adapters, and the addresses of each adapter.
     ip::adapter_enumerator adapters;
     ip::_SFindAdapter adapter;
     for (bool found = adapters.find_first(adapter, 0); found; found = adapters.find_next(adapter)) {

@@ -1,4 +1,4 @@
-// Asks the DNS for the addresses of a name, or for the names of an address.
+// Looks up the addresses of a name, or the names of an address, in the DNS.
 //
 //     lookup [NAME | ADDRESS]
 
@@ -7,7 +7,7 @@
 
 #include "common.h"
 
-// Whether the text is an address. Asking `getaddrinfo` for no more than that keeps the DNS out of it.
+// Whether the text is an address. With AI_NUMERICHOST, `getaddrinfo` does not use the DNS.
 static bool parse(const char* text, ip::addr& address) {
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST;
@@ -22,7 +22,7 @@ static bool parse(const char* text, ip::addr& address) {
 int main(int argc, char** argv) try {
     const char* question = argc > 1 ? argv[1] : "localhost";
 
-    // A handle of the DNS library starts all that an `ip::lib` does, too.
+    // DNS lookups need this handle. It starts everything that an `ip::lib` handle does.
     ip::dnsapi dns;
     check(dns.init(), "start");
 

@@ -1,4 +1,4 @@
-// Pings a host, three times at most, and asks for its hardware address.
+// Pings a host, at most three times, and finds its hardware address.
 //
 //     ping_host [NAME]
 
@@ -14,7 +14,7 @@ int main(int argc, char** argv) try {
     ip::addr host;
     check(ip::winsock2::address_from_string(host, name), name);
 
-    // An answer need not be the host's own: a router may say that there is no way to it.
+    // An answer may come from a router, which reports that it cannot reach the host.
     ip::hlpapi::_SPingReply reply;
     check(ip::hlpapi::ping(endpoint(host), 3, reply), "no answer");
     std::printf("answer from %s after %lu ms: ", text(reply.address).c_str(),
@@ -25,7 +25,7 @@ int main(int argc, char** argv) try {
         std::printf("status %lu\n", static_cast<unsigned long>(reply.status));
     }
 
-    // Only a neighbour, on the same link, has a hardware address to tell.
+    // Only a neighbour, on the same link, has a hardware address.
     ip::macaddr mac;
     if (mac.from_addr(host, nullptr) == 0) {
         std::printf("hardware address:");

@@ -1,4 +1,4 @@
-// Tells how this host reaches another: through which adapter, from which own address, by which gateway.
+// Shows how this host reaches another: the adapter, the local address and the gateway.
 //
 //     route [NAME]
 
@@ -21,17 +21,17 @@ int main(int argc, char** argv) try {
     if (!adapters.find_current_profile(profile, endpoint(host))) {
         check(GetLastError(), "no way there"); // operations that return bool leave the code here
     }
-    std::printf("to           %s\n", text(host).c_str());
-    std::printf("adapter      %ls\n", profile.adapter.friendly_name.c_str());
-    std::printf("own address  %s\n", text(profile.address).c_str());
-    std::printf("gateway      %s\n", text(profile.gateway).c_str());
+    std::printf("to             %s\n", text(host).c_str());
+    std::printf("adapter        %ls\n", profile.adapter.friendly_name.c_str());
+    std::printf("local address  %s\n", text(profile.address).c_str());
+    std::printf("gateway        %s\n", text(profile.gateway).c_str());
     if (profile.dial_up) {
-        std::printf("dial-up      %ls\n", profile.entry_name.c_str());
+        std::printf("dial-up        %ls\n", profile.entry_name.c_str());
     }
 
     std::string servers;
     if (ip::adapter_enumerator::retrievednsservers(servers)) {
-        std::printf("DNS servers  %s\n", servers.c_str());
+        std::printf("DNS servers    %s\n", servers.c_str());
     }
     return 0;
 } catch (const std::exception& failure) {
