@@ -1,6 +1,7 @@
 #include "heap.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace heap {
 

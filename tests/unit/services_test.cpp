@@ -110,7 +110,7 @@ TYPED_TEST(Dns, AppendTheNamesOfAnAddress) {
          "9501|kept,a,b,c|Query(0.1.2.3.4.5.6.7." + zeros.substr(8) + "8.9.a.b." + end + ",12,7)|"}};
     std::vector<std::basic_string<TypeParam>> names{this->name("kept")};
     for (const auto& [of, codes, expected] : rows) {
-        const auto look_up = [&, of = of] { return ip::dnsapi::names_from_address(of, names, 7); };
+        const auto look_up = [&, asked = of] { return ip::dnsapi::names_from_address(asked, names, 7); };
         EXPECT_EQ(this->ask(codes, names, look_up), expected);
     }
 }
