@@ -28,6 +28,7 @@ LONG CALLBACK report_crash(EXCEPTION_POINTERS* exception) {
 int main(int argc, char** argv) {
     AddVectoredExceptionHandler(1, report_crash);
     testing::InitGoogleTest(&argc, argv);
+    { SCOPED_TRACE("makes what the test framework keeps for traces"); }
     try {
         const heap::watch one_denied(0); // what the compiler's runtime keeps for such a case, it makes now
         throw 0;

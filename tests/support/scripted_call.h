@@ -6,7 +6,10 @@
 #include "scripted_system.h"
 #include "text.h"
 
+#include <bit>
+#include <concepts>
 #include <string_view>
+#include <utility>
 
 namespace scripted {
 
@@ -35,9 +38,10 @@ public:
         fails_if(current->calls.size() == current->failing_call, system::failing_code);
         std::string of;
         static_cast<void>(((of += (of.empty() ? "" : ",") + text(arguments)), ...));
-        const std::string name = function, full = of.empty() ? name : name + "(" + of + ")";
-        current->calls.push_back(full);
-        for (const std::string& key : std::set{name, full}) {
+        const std::string name = function;
+        full_ = of.empty() ? name : name + "(" + of + ")";
+        current->calls.push_back(full_);
+        for (const std::string& key : std::set{name, full_}) {
             if (std::deque<DWORD>& answers = current->answers[key]; !answers.empty()) {
                 code_ = answers.front();
                 answers.pop_front();
@@ -64,10 +68,164 @@ public:
     /// The result of a call that gives -1 for failure.
     int result(int on_success = 0) const { return failed() ? SOCKET_ERROR : on_success; }
 
+    /// What the call writes.
+    const std::vector<std::string>& outputs(const char* function) const {
+        const auto found = current->outputs.find(full_);
+        return found == current->outputs.end() ? current->outputs[function] : found->second;
+    }
+
 private:
     heap::pause pause_;
+    std::string full_;
     DWORD code_ = 0;
     bool returned_ = false;
 };
+
+/// Text that goes in. A parameter of the platform's function that is plain text has this type here.
+template <class Char>
+struct string_in {
+    const Char* text;
+};
+
+/// The arguments of a call, told apart by their types. What goes in becomes text: socket addresses and other
+/// data together with the length after them, and "+" or "-" for a pointer of another kind, or null. What
+/// comes out, not constant, shows the room that is given for it.
+class arguments {
+public:
+    template <class... All>
+    explicit arguments(const All&... all) {
+        static_cast<void>((add(all), ...));
+    }
+
+    const std::string& as_text() const { return shown_; }
+
+    /// Writes the values to the outputs in turn, an empty one not at all, or
+    /// nonsense instead if the call fails. One
+    /// that is too long makes the call fail; data are cut then. Returns how many bytes of data there are.
+    int write(call& now, const std::vector<std::string>& values, bool cuts = false) const {
+        const bool failed = now.failed();
+        std::size_t count = data_size_;
+        for (std::size_t i = 0; i < outputs_.size(); ++i) {
+            const output& out = outputs_[i];
+            const std::string value = i >= values.size() ? ""
+                                      : failed           ? std::string(out.room, '\xCC')
+                                                         : values[i];
+            const bool fits = value.size() <= out.room;
+            const std::size_t size = fits || cuts ? value.copy(out.data, out.room) : 0;
+            now.fails_if(!fits, cuts ? WSAEMSGSIZE : WSAEFAULT);
+            count = i == 0 ? size : count;
+            if (out.length != nullptr && size != 0) {
+                *out.length = static_cast<DWORD>(size / out.unit);
+            }
+        }
+        return static_cast<int>(count);
+    }
+
+private:
+    struct output {
+        char* data;
+        std::size_t unit;
+        DWORD* length;
+        std::size_t room;
+    };
+
+    void show(const text& value) { shown_ += (shown_.empty() ? "" : ",") + value; }
+
+    template <class Value>
+    void add(const Value& value) {
+        using target = std::remove_pointer_t<Value>;
+        constexpr bool is_length = std::same_as<target, int> || std::same_as<target, DWORD>;
+        if constexpr (std::integral<Value>) {
+            add_number(value);
+        } else if constexpr (requires { value.text; }) {
+            show(value.text);
+        } else if (value == nullptr) {
+            show("-");
+        } else if constexpr (std::same_as<target, const timeval>) {
+            show(value->tv_sec);
+        } else if constexpr (is_length) {
+            show(*value);
+            length_ = reinterpret_cast<DWORD*>(value);
+            if (wants_room_) {
+                give_room(static_cast<std::size_t>(*value));
+            }
+        } else if constexpr (std::same_as<target, const SOCKADDR> || std::same_as<target, const char>) {
+            (std::same_as<target, const char> ? data_ : address_) = value;
+        } else if constexpr (std::same_as<target, SOCKADDR> || std::same_as<target, char> ||
+                             std::same_as<target, wchar_t>) {
+            constexpr std::size_t unit = std::same_as<target, wchar_t> ? sizeof(wchar_t) : 1;
+            outputs_.push_back({reinterpret_cast<char*>(value), unit, nullptr, 0});
+            wants_room_ = true;
+            if (length_ != nullptr) { // stands before it
+                give_room(*length_);
+            }
+        } else {
+            show("+");
+        }
+    }
+
+    template <class Number>
+    void add_number(Number number) {
+        const auto size = static_cast<std::size_t>(number);
+        if (address_ != nullptr) {
+            show(record_at(std::exchange(address_, nullptr), size));
+        } else if (data_ != nullptr) {
+            show(std::string(static_cast<const char*>(std::exchange(data_, nullptr)), data_size_ = size));
+        } else if (wants_room_) {
+            give_room(size);
+        }
+        show(number);
+    }
+
+    void give_room(std::size_t units) {
+        outputs_.back().room = units * outputs_.back().unit;
+        outputs_.back().length = std::exchange(length_, nullptr);
+        wants_room_ = false;
+    }
+
+    heap::pause pause_;
+    std::string shown_;
+    std::vector<output> outputs_;
+    const void* address_ = nullptr; ///< shown with the length that follows, like the next one
+    const void* data_ = nullptr;
+    std::size_t data_size_ = 0;
+    DWORD* length_ = nullptr; ///< of an output that has not come yet
+    bool wants_room_ = false; ///< the last output does
+};
+
+/// How a function says whether it failed.
+enum class outcome {
+    minus_one, ///< by -1, otherwise 0
+    count,     ///< by -1, otherwise how many bytes there were
+    truth,     ///< by 0, otherwise 1
+    code,      ///< by the code, which is in the last error too
+};
+
+template <std::size_t Size>
+struct literal {
+    constexpr literal(const char (&from)[Size]) { std::copy(from, from + Size, text); }
+    char text[Size];
+};
+
+template <literal Name, outcome Outcome, class Function>
+struct recorder;
+
+template <literal Name, outcome Outcome, class Result, class... Arguments>
+struct recorder<Name, Outcome, Result(Arguments...)> {
+    static Result WINAPI fake(Arguments... all) {
+        const arguments given(all...);
+        call now(Name.text, given.as_text());
+        const int count = given.write(now, now.outputs(Name.text), Outcome == outcome::count);
+        return Outcome == outcome::truth  ? !now.failed()
+               : Outcome == outcome::code ? now.code()
+                                          : now.result(Outcome == outcome::count ? count : 0);
+    }
+};
+
+/// The name and the fake of a function of that type that does nothing but write down what goes in, and write
+/// out what the system has in its table of outputs.
+template <literal Name, outcome Outcome, class Function>
+const std::pair<const std::string_view, FARPROC> recorded = {
+    Name.text, std::bit_cast<FARPROC>(&recorder<Name, Outcome, Function>::fake)};
 
 } // namespace scripted

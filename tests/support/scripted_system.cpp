@@ -255,7 +255,7 @@ ip::addr address(const char* text) {
 
 ip::saddr socket_address(const char* text, std::uint16_t port) {
     ip::saddr result = ip::detail::to_saddr(address(text));
-    result.port = port;
+    result.port = __builtin_bswap16(port);
     return result;
 }
 
@@ -295,6 +295,16 @@ system::system(DWORD major_version, bool loaded) : major(major_version) {
         missing.insert(
             {"getaddrinfo", "freeaddrinfo", "getnameinfo", "GetNameInfoW", "GetAddrInfoW", "FreeAddrInfoW"});
     }
+    const std::string own = bytes(socket_address("192.0.2.10", 1)),
+                      peer = bytes(socket_address("192.0.2.9", 2));
+    outputs = {{"gethostname", {bytes<char>("own")}},
+               {"WSAAccept", {peer}},
+               {"getpeername", {peer}},
+               {"getsockname", {own}},
+               {"recv", {"data"}},
+               {"recvfrom", {"data", peer}},
+               {"WSAConnectByNameA", {own, peer}},
+               {"WSAConnectByNameW", {own, peer}}};
     unload_library(); // at first the one of this program, which was set up on the real system
     current = this;
     if (loaded) {

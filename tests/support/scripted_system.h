@@ -32,7 +32,18 @@ namespace scripted {
 using device = std::map<std::wstring, std::pair<DWORD, std::wstring>>;
 
 ip::addr address(const char* text);
-ip::saddr socket_address(const char* text, std::uint16_t port = 0);
+ip::saddr socket_address(const char* text, std::uint16_t port = 0); // in host order
+
+/// What a function writes: a value's bytes.
+inline std::string bytes(const ip::saddr& address) {
+    return {reinterpret_cast<const char*>(&address), address.family == ip::family_ipv4 ? 16u : 28u};
+}
+/// Plain text of that width, with its end.
+template <class Char>
+std::string bytes(const std::string& text) {
+    const std::basic_string<Char> wide(text.begin(), text.end());
+    return {reinterpret_cast<const char*>(wide.c_str()), (wide.size() + 1) * sizeof(Char)};
+}
 
 /// A socket address as a call writes it, with so many bytes; 0: it writes none.
 struct endpoint {
@@ -84,13 +95,11 @@ public:
     ULONG older_list_size = 3520; ///< the room that `GetAdaptersInfo` wants
     std::vector<device> network_devices, modem_devices;
     std::map<std::string, DWORD> peers; ///< what a connect to an address gives in the end; else 10065 at once
-    endpoint own = {"192.0.2.10", 1}, peer = {"192.0.2.9", 2}; ///< of every connection
-    std::string incoming;                                      ///< for the next receive
     std::map<SOCKET, open_socket> sockets;
     SOCKET next_socket = 101;
     std::map<std::string, host> hosts;       ///< by name; "" is this one
     std::map<std::string, u_short> services; ///< ports by "name/protocol", in host order
-    std::string host_name = "own";
+    const void* hints = nullptr; ///< of the last look-up
     std::map<std::string, std::vector<dns_record>> dns; ///< by "type name"
     std::string echo_reply;                             ///< as the system writes it
     std::vector<MIB_IPNETROW> older_neighbours;
@@ -114,8 +123,12 @@ public:
     // argument; or one call by its number.
     std::map<std::string, std::deque<DWORD>> answers;
     static constexpr DWORD no_reason = 0xFFFFFFFF; ///< fails, and leaves 0 in the last error
+    std::deque<int> last_errors; ///< what the socket library reports next, instead of the last error
     std::size_t failing_call = ~std::size_t{0};
     static constexpr DWORD failing_code = 0x5EED;
+
+    /// What a call writes to its outputs, by its name with or without arguments, if it only writes that.
+    std::map<std::string, std::vector<std::string>> outputs;
 
     // What was called, "Name" or "Name(argument)". Off for threads.
     std::vector<std::string> calls;

@@ -5,12 +5,21 @@
 #include "address/convert.h"
 #include "address/format.h"
 
+#include <algorithm>
 #include <concepts>
+#include <cstring>
 #include <initializer_list>
 #include <string>
 #include <vector>
 
 namespace scripted {
+
+/// The socket address that begins there, of which there are `size` bytes.
+inline ip::saddr record_at(const void* record, std::size_t size) {
+    ip::saddr result;
+    std::memcpy(&result, record, std::min(size, sizeof result));
+    return result;
+}
 
 /// A value as text: an address as "address@port/flow%scope" without what is 0, or "-" for none.
 struct text : std::string {
@@ -27,12 +36,13 @@ struct text : std::string {
         ip::detail::format_ipv6(address.address, ipv6);
         const auto part = [](char mark, auto value) { return value == 0 ? "" : mark + text(value); };
         if (from.family == ip::family_ipv4) {
-            assign(ipv4 + part('@', from.port));
+            assign(ipv4 + part('@', __builtin_bswap16(from.port)));
         } else if (from.family == ip::family_ipv6) {
-            assign(ipv6 + part('@', from.port) + part('/', from.flow_info) + part('%', from.scope_id));
+            assign(ipv6 + part('@', __builtin_bswap16(from.port)) + part('/', from.flow_info) +
+                   part('%', from.scope_id));
         }
     }
-    text(const ip::saddr4& from) : text(ip::detail::from_sockaddr(&from, sizeof from)) {}
+    text(const ip::saddr4& from) : text(record_at(&from, sizeof from)) {}
     text(const ip::addr& from) : text(ip::detail::to_saddr(from)) {}
     template <class Element>
     text(const std::vector<Element>& from) {

@@ -3,6 +3,7 @@
 #include "ip/detail/helper.h"
 #include "kvt/exceptions/error.h"
 #include "scripted_system.h"
+#include "text.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,7 @@
 namespace {
 
 using ip::detail::the_helper;
+using scripted::bytes;
 
 std::string counts() {
     return std::to_string(the_helper().init_count) + " " + std::to_string(the_helper().iphlpapi.load_count) +
@@ -221,34 +223,37 @@ TEST_F(Binding, HandlesOnManyThreadsKeepTheCountsAndTheLockOrder) {
     EXPECT_EQ(counts(), "0 0 0");
 }
 
+/// With one of the entries for reading and for writing, which know the address as `record`.
 template <class Char, class Raw>
-void check_system_text(scripted::system& system, ip::lib& lib) {
-    const std::string width = sizeof(Char) == 1 ? "(A)" : "(W)", facts = sizeof(Raw) == 4 ? "16/16" : "28/16";
-    const std::string read = "WSAStringToAddress" + width, written = "WSAAddressToString" + width;
+void check_system_text(scripted::system& system, ip::lib& lib, const char* record) {
+    const std::string width = sizeof(Char) == 1 ? "A" : "W", size = sizeof(Raw) == 4 ? "16" : "28";
+    const std::string reads = "WSAStringToAddress" + width, writes = "WSAAddressToString" + width;
     Raw raw{{9, 9}};
-    Char out[16] = {};
+    Char buffer[16] = {};
     system.calls.clear();
-    EXPECT_FALSE(ip::detail::from_string(out, raw) || ip::detail::to_string(raw, out, 16));
-    EXPECT_EQ(system.called() + std::to_string(out[0]), "0") << "nothing is done before the start";
+    EXPECT_FALSE(ip::detail::from_string(buffer, raw) || ip::detail::to_string(raw, buffer, 16));
+    EXPECT_EQ(system.called() + std::to_string(buffer[0]), "0") << "nothing is done before the start";
     EXPECT_EQ(lib.init(), 0u);
     system.calls.clear();
-    system.answers["WSAStringToAddress"] = {10022};
-    EXPECT_FALSE(ip::detail::from_string(out, raw));
+    system.answers[reads] = {10022};
+    system.outputs = {{reads, {bytes(scripted::socket_address(record))}}, {writes, {bytes<Char>("written")}}};
+    EXPECT_FALSE(ip::detail::from_string(buffer, raw));
     EXPECT_EQ(raw.bytes[0] + raw.bytes[1], 18);
-    EXPECT_TRUE(ip::detail::from_string(out, raw));
-    EXPECT_EQ(std::memcmp(raw.bytes, "\1\2\3\4", 4), 0);
-    EXPECT_TRUE(ip::detail::to_string(raw, out, 0x1'0000'0010)); // the low 32 bits count
-    EXPECT_EQ(std::string(out, out + std::char_traits<Char>::length(out)), facts);
-    EXPECT_FALSE(ip::detail::to_string(raw, out, 4));
-    EXPECT_EQ(system.called(), read + " " + read + " " + written + " " + written);
+    EXPECT_TRUE(ip::detail::from_string(buffer, raw));
+    EXPECT_TRUE(ip::detail::to_string(raw, buffer, 0x1'0000'0010)); // the low 32 bits count
+    EXPECT_EQ(scripted::text(buffer), "written");
+    EXPECT_FALSE(ip::detail::to_string(raw, buffer, 4));
+    const std::string read = reads + "(" + (size == "16" ? "2" : "23") + ",-," + size + ") ",
+                      written = writes + "(" + record + "," + size + ",-,";
+    EXPECT_EQ(system.called(), read + read + written + "16) " + written + "4)");
     EXPECT_EQ(lib.free(), 0u);
 }
 
 TEST_F(Binding, SystemTextGoesToTheEntryOfItsWidth) {
-    check_system_text<char, ip::_raw_addr4_no>(system, lib);
-    check_system_text<wchar_t, ip::_raw_addr4_no>(system, lib);
-    check_system_text<char, ip::_raw_addr6_no>(system, lib);
-    check_system_text<wchar_t, ip::_raw_addr6_no>(system, lib);
+    check_system_text<char, ip::_raw_addr4_no>(system, lib, "192.0.2.1");
+    check_system_text<wchar_t, ip::_raw_addr4_no>(system, lib, "192.0.2.1");
+    check_system_text<char, ip::_raw_addr6_no>(system, lib, "2001:db8::1");
+    check_system_text<wchar_t, ip::_raw_addr6_no>(system, lib, "2001:db8::1");
 }
 
 } // namespace

@@ -16,6 +16,7 @@ namespace {
 
 using ip::winsock2;
 using scripted::address;
+using scripted::bytes;
 using scripted::socket_address;
 using scripted::text;
 using scripted::texts;
@@ -121,27 +122,45 @@ TEST_F(Names, WideLookUpIsNarrowWhereEitherEntryIsMissing) {
 
 template <class Char>
 void check_names(scripted::system& system, const std::string& call) {
-    const std::basic_string<Char> before(1, '?');
     const struct {
         const char* address;
-        bool wants_host, wants_service;
-        int flags;
+        bool wants_host = false, wants_service = false;
+        int flags = 0;
         std::string expected, arguments;
+        DWORD failure = 0;
     } rows[] = {
-        {"192.0.2.1", true, true, 0, "0 both stream", "192.0.2.1@20480,16,1,1025,1,32,0"},
-        {"2001:db8::6", true, false, 2, "0 2001:db8::6 ?", "2001:db8::6@20480,28,1,1025,0,32,2"},
-        {"192.0.2.9", false, true, 8, "0 ? 80", "192.0.2.9@20480,16,0,1025,1,32,8"},
-        {"192.0.2.9", true, true, 4, "11001 ? ?", "192.0.2.9@20480,16,1,1025,1,32,4"},
-        {nullptr, true, true, 0, "10014 ? ?", "-,0,1,1025,1,32,0"},
-        {"192.0.2.1", false, false, 0, "11001 ? ?", "192.0.2.1@20480,16,0,1025,0,32,0"},
+        {.address = "192.0.2.1",
+         .wants_host = true,
+         .wants_service = true,
+         .flags = 4,
+         .expected = "0 first second",
+         .arguments = "192.0.2.1@80,16,1025,32,4"},
+        {.address = "2001:db8::6",
+         .wants_host = true,
+         .flags = 2,
+         .expected = "0 first ?",
+         .arguments = "2001:db8::6@80,28,1025,-,32,2"},
+        {.address = "192.0.2.9",
+         .wants_service = true,
+         .expected = "0 ? first",
+         .arguments = "192.0.2.9@80,16,-,1025,32,0"},
+        {.address = nullptr,
+         .wants_host = true,
+         .wants_service = true,
+         .expected = "11001 ? ?",
+         .arguments = "-,0,1025,32,0",
+         .failure = 11001},
     };
+    system.outputs["getnameinfo"] = {bytes<char>("first"), bytes<char>("second")};
+    system.outputs["GetNameInfoW"] = {bytes<wchar_t>("first"), bytes<wchar_t>("second")};
     for (const auto& row : rows) {
-        std::basic_string<Char> host = before, service = before;
+        std::basic_string<Char> host(1, '?'), service = host;
         system.calls.clear();
-        const ip::saddr from = row.address == nullptr ? ip::saddr{} : socket_address(row.address, 20480);
+        system.answers[call] = {row.failure};
+        const ip::saddr from = row.address == nullptr ? ip::saddr{} : socket_address(row.address, 80);
         const std::string code = text(winsock2::getnameinfo(
             from, row.wants_host ? &host : nullptr, row.wants_service ? &service : nullptr, row.flags));
-        EXPECT_EQ(code + " " + text(host) + " " + text(service), row.expected);
+        EXPECT_EQ(code + " " + text(host) + " " + text(service), row.expected) << row.arguments;
         EXPECT_EQ(system.calls.front(), call + "(" + row.arguments + ")");
     }
 }
@@ -167,35 +186,40 @@ TEST_F(Names, HostNameIsCopiedUnitByUnitAndNeverTooFar) {
     }
     EXPECT_EQ(winsock2::gethostname(wide, -1), 8u);
     EXPECT_EQ(winsock2::gethostname(wide, 0x7FFFFFFF), 0u);
-    system.answers["gethostname"] = {10050, scripted::system::no_reason};
+    system.answers["gethostname"] = {10050};
     EXPECT_EQ(winsock2::gethostname(wide, 4), 10050u);
     EXPECT_STREQ(wide, L"own");
-    EXPECT_EQ(winsock2::gethostname(wide, 4), 0u);
-    EXPECT_STREQ(wide, L"");
-    ip::detail::the_helper().winsock.gethostname = [](char* buffer, int length) { // to its end, as no Windows
-        return std::memset(buffer, '\xE9', static_cast<std::size_t>(length)), 0;
-    };
+    system.outputs["gethostname"] = {"\xE9\xE9\xE9\xE9"}; // to its end, as no Windows
     EXPECT_EQ(winsock2::gethostname(wide, 4), 0u);
     EXPECT_EQ(std::count(wide, wide + 4, wchar_t{0xFFE9}), 4);
+    system.outputs.clear(); // nothing is written, and there is no reason
+    system.answers["gethostname"] = {scripted::system::no_reason};
+    EXPECT_EQ(winsock2::gethostname(wide, 4), 0u);
+    EXPECT_STREQ(wide, L"");
 }
 
 template <class Char>
 void check_to_string(scripted::system& system, const std::string& call) {
     ip::addr none = address("192.0.2.1");
     none.family = 17;
-    const std::tuple<ip::addr, const char*, const char*> rows[] = {
-        {address("192.0.2.1"), "both", "192.0.2.1"},
-        {address("2001:db8::6"), "six", "2001:db8::6"},
-        {address("::ffff:1.2.3.4"), "::ffff:1.2.3.4", "::ffff:1.2.3.4"},
-        {none, "", ""}};
-    for (const auto& [from, name, number] : rows) {
-        std::basic_string<Char> out(1, '?'), in_numbers = out;
-        winsock2::address_to_string(out, from);
+    const struct {
+        ip::addr from;
+        const char* name;
+        std::string number, arguments;
+    } rows[] = {
+        {.from = address("192.0.2.1"), .name = "four", .number = "192.0.2.1", .arguments = "192.0.2.1,16"},
+        {.from = address("::6"), .name = "six", .number = "::6", .arguments = "::6,28"},
+        {.from = none, .name = "", .number = "", .arguments = "-,0"}};
+    for (const auto& row : rows) {
+        std::basic_string<Char> out(1, '?'), in_numbers = out, nameless = out;
+        system.outputs = {{call + "(" + row.arguments + ",1025,-,32,0)", {bytes<Char>(row.name)}}};
+        winsock2::address_to_string(out, row.from);
         system.answers[call] = {11002};
-        winsock2::address_to_string(in_numbers, from);
-        EXPECT_EQ(text(out) + " " + text(in_numbers), std::string(name) + " " + number);
+        winsock2::address_to_string(in_numbers, row.from);
+        system.outputs.clear(); // without a name and without a reason
+        winsock2::address_to_string(nameless, row.from);
+        EXPECT_EQ(texts({out, in_numbers, nameless}), texts({row.name, row.number, row.number}));
     }
-    EXPECT_EQ(system.count(call + "(192.0.2.1,16,1,1025,0,32,0)"), 2);
 }
 
 TEST_F(Names, AddressTextIsANameOrElseNumbers) {
@@ -227,29 +251,34 @@ TEST_F(Names, AddressesAreReadAsNumbersOrElseLookedUp) {
 
 template <class Char>
 void connect_by_system(Names& names, const Char* node, const Char* service, const std::string& call) {
-    const timeval limit{3, 0};
-    for (const unsigned short family : {ip::family_ipv4, ip::family_ipv6}) {
-        ip::socket s;
-        EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0, family), 0u);
-        names.system.own = family == AF_INET ? "192.0.2.10" : "2001:db8::10";
+    const struct {
+        bool wants_local, wants_remote;
+        DWORD failure;
+        std::string expected; ///< the code and both ends, which are untouched at ::8 and ::9
+    } rows[] = {
+        {true, true, 0, "0|192.0.2.10|2001:db8::1|"}, {true, false, 0, "0|192.0.2.10|::9|"},
+        {false, true, 0, "0|::8|2001:db8::1|"},       {false, false, 0, "0|::8|::9|"},
+        {true, true, 10109, "10109|::8|::9|"},        {true, true, scripted::system::no_reason, "0|-|-|"}};
+    ip::socket s;
+    EXPECT_EQ(winsock2::socket(s, SOCK_STREAM, 0), 0u);
+    names.system.outputs[call] = {bytes(socket_address("192.0.2.10")), bytes(socket_address("2001:db8::1"))};
+    for (const timeval limit{3, 0}; const auto& row : rows) {
+        ip::addr local = address("::8"), remote = address("::9");
         names.system.calls.clear();
-        names.system.answers[call] = {0, 0, 10109, scripted::system::no_reason};
-        EXPECT_EQ(winsock2::connectbyname(s, node, service, nullptr, nullptr, &limit), 0u);
-        std::string results;
-        for (int attempt = 0; attempt < 3; ++attempt) {
-            const auto code = winsock2::connectbyname(s, node, service, &names.local, &names.remote, nullptr);
-            results += texts({code, names.local, names.remote});
-        }
-        const std::string ends = family == AF_INET ? "192.0.2.10|192.0.2.1|" : "2001:db8::10|2001:db8::1|";
-        EXPECT_EQ(results, "0|" + ends + "10109|" + ends + "0|-|-|");
-        const std::string to = "(" + text(s.handle) + ",both,80,", endless = " " + to + "-1,0)";
-        EXPECT_EQ(names.system.called(call), to + "3,0)" + endless + endless + endless);
-        winsock2::closesocket(s);
+        names.system.answers[call] = {row.failure};
+        const unsigned long code =
+            winsock2::connectbyname(s, node, service, row.wants_local ? &local : nullptr,
+                                    row.wants_remote ? &remote : nullptr, row.wants_local ? &limit : nullptr);
+        EXPECT_EQ(texts({code, local, remote}), row.expected);
+        EXPECT_EQ(names.system.called(),
+                  call + "(101,both,80,128,128," + (row.wants_local ? "3" : "-") + ",-)");
     }
+    winsock2::closesocket(s);
 }
 
 TEST_F(Names, ConnectGoesToTheSystemWhereItCan) {
     connect_by_system<char>(*this, "both", "80", "WSAConnectByNameA");
+    system.next_socket = 101;
     connect_by_system<wchar_t>(*this, L"both", L"80", "WSAConnectByNameW");
 }
 
@@ -266,10 +295,12 @@ TEST_F(OlderNames, ConnectTriesTheAddressesInTurn) {
         unsigned long code;
         std::string tried, tried_wide = tried;
     } rows[] = {
-        {"192.0.2.1", "80", 0, " 192.0.2.1@20480"},
+        {"192.0.2.1", "80", 0, " 192.0.2.1@80"},
         {"192.0.2.1", "http", 0, " 192.0.2.1"},
-        {"192.0.2.1", " 65617x", 0, " 192.0.2.1@20736"},
-        {"some", "80", 0, " some 192.0.2.2@20480 192.0.2.9@20480 192.0.2.1@20480"},
+        {"192.0.2.1", " 65617x", 0, " 192.0.2.1@81"},
+        {"192.0.2.1", "0x50", 0, " 192.0.2.1"},
+        {"192.0.2.1", "010", 0, " 192.0.2.1@10"},
+        {"some", "80", 0, " some 192.0.2.2@80 192.0.2.9@80 192.0.2.1@80"},
         {"slow", "0", 10037, " slow 192.0.2.3 192.0.2.1"},
         {"refused", "0", 10061, " refused 192.0.2.9 192.0.2.2"},
         {"mixed", "0", 0, " mixed 192.0.2.1", " mixed 2001:db8::1 192.0.2.1"},
@@ -341,7 +372,7 @@ std::string list(const char* node, const char* service, const addrinfo* hints = 
         EXPECT_EQ(each->ai_family, AF_INET);
         EXPECT_EQ(each->ai_addrlen, 16u);
         result += (result.empty() ? "" : " ") + text(each->ai_socktype) + "/" + text(each->ai_protocol) +
-                  "/" + text(each->ai_flags) + " " + text(ip::detail::from_sockaddr(each->ai_addr, 16)) +
+                  "/" + text(each->ai_flags) + " " + text(scripted::record_at(each->ai_addr, 16)) +
                   (each->ai_canonname == nullptr ? "" : "(" + text(each->ai_canonname) + ")");
     }
     winsock.freeaddrinfo(first);
@@ -354,7 +385,7 @@ struct fields { // in their order
 };
 
 TEST_P(Substitutes, ListAddresses) {
-    const std::string loopback = "1/0/0 127.0.0.1@20480 2/0/0 127.0.0.1@20480";
+    const std::string loopback = "1/0/0 127.0.0.1@80 2/0/0 127.0.0.1@80";
     const struct {
         const char *node, *service;
         std::string expected;
@@ -363,25 +394,29 @@ TEST_P(Substitutes, ListAddresses) {
         {nullptr, "80", loopback},
         {nullptr, "65616", loopback}, // the low 16 bits
         {nullptr, "", "1/0/0 127.0.0.1 2/0/0 127.0.0.1"},
-        {nullptr, "80", "1/6/0 0.0.0.0@20480", {AI_PASSIVE, AF_INET, 1, 6}},
-        {nullptr, "80", "3/0/0 127.0.0.1@20480", {0, 0, 3}},
-        {nullptr, "both", "1/0/0 127.0.0.1@6400 2/0/0 127.0.0.1@13568"},
-        {nullptr, "both", "1/0/0 127.0.0.1@6400", {0, 0, 1}},
-        {nullptr, "both", "2/0/0 127.0.0.1@13568", {0, 0, 2}},
+        {nullptr, "80", "1/6/0 0.0.0.0@80", {AI_PASSIVE, AF_INET, 1, 6}},
+        {nullptr, "80", "3/0/0 127.0.0.1@80", {0, 0, 3}},
+        {nullptr, "both", "1/0/0 127.0.0.1@25 2/0/0 127.0.0.1@53"},
+        {nullptr, "both", "1/0/0 127.0.0.1@25", {0, 0, 1}},
+        {nullptr, "both", "2/0/0 127.0.0.1@53", {0, 0, 2}},
         {nullptr, "both", "10109", {0, 0, 3}},
         {nullptr, "stream", "10109", {0, 0, 2}},
-        {nullptr, "datagram", "2/9/0 127.0.0.1@31488", {0, 0, 0, 9}},
+        {nullptr, "datagram", "2/9/0 127.0.0.1@123", {0, 0, 0, 9}},
         {nullptr, "80x", "11001"},
+        {nullptr, "0x50", "11001"},
+        {nullptr, "010", "1/0/0 127.0.0.1@10 2/0/0 127.0.0.1@10"},
         {"192.0.2.1", nullptr, "0/0/4 192.0.2.1"},
         {"192.0.2.1", nullptr, "0/0/4 192.0.2.1(192.0.2.1)", {AI_CANONNAME | AI_NUMERICHOST}},
-        {"192.0.2.1", "80", "1/7/4 192.0.2.1@20480 2/7/0 192.0.2.1@20480", {0, 0, 0, 7}},
+        {"192.0.2.1", "80", "1/7/4 192.0.2.1@80 2/7/0 192.0.2.1@80", {0, 0, 0, 7}},
         {"192.0.2", nullptr, "11001"},
+        {"1.2.3/24", nullptr, "11001"},
+        {"1.2.3.4 a.b", nullptr, "11001"},
         {"255.255.255.255", nullptr, "0/0/0 192.0.2.255"},
         {"both", nullptr, "11001", {AI_NUMERICHOST}},
         {"both", nullptr, "0/0/0 192.0.2.1(own.lab.test) 0/0/0 192.0.2.1", {AI_CANONNAME}},
         {"both",
          "both",
-         "1/8/0 192.0.2.1@6400 2/8/0 192.0.2.1@13568 1/8/0 192.0.2.1@6400 2/8/0 192.0.2.1@13568",
+         "1/8/0 192.0.2.1@25 2/8/0 192.0.2.1@53 1/8/0 192.0.2.1@25 2/8/0 192.0.2.1@53",
          {0, 0, 0, 8}},
         {"none", nullptr, "", {AI_CANONNAME}},
         {"alias", nullptr, "0/0/0 192.0.2.1 0/0/0 192.0.2.1"},
@@ -438,7 +473,7 @@ TEST(SubstituteForGetNameInfo, NamesIpv4AddressesAndPorts) {
     EXPECT_EQ(lib.init(), 0u);
     system.hosts = {{"www.lab.test", {{"192.0.2.1"}}}};
     system.services = {{"both/udp", 53}, {"stream/tcp", 80}};
-    const ip::saddr www = socket_address("192.0.2.1", 20480), other = socket_address("192.0.2.9", 13568);
+    const ip::saddr www = socket_address("192.0.2.1", 80), other = socket_address("192.0.2.9", 53);
     const struct {
         const ip::saddr* address;
         int length;

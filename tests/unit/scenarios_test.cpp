@@ -246,7 +246,8 @@ const scenario scenarios[] = {
     {"lib", [] { return use<ip::lib>(&ip::lib::init, &ip::lib::free); }},
     {"hlpapi", [] { return use<ip::hlpapi>(&ip::hlpapi::load, &ip::hlpapi::free); }},
     {"winsock2", [] { return use<ip::winsock2>(start_winsock, &ip::winsock2::cleanup); }},
-    {"address text", with_lib<convert_text>, " WSAStringToAddress() WSAAddressToString() "},
+    {"address text", with_lib<convert_text>,
+     " WSAStringToAddressA() WSAStringToAddressW() WSAAddressToStringA() WSAAddressToStringW() "},
     {"adapters", with_lib<walk_adapters>, "", description},
     {"addresses", with_lib<list_addresses>, "", description},
     {"family", with_lib<ask_for_family>, " GetAdaptersAddresses GetAdaptersAddresses() GetAdaptersInfo() ",
@@ -323,9 +324,13 @@ struct Scenarios : testing::TestWithParam<std::tuple<scenario, DWORD>> {
         system.failing_call = trouble.failing_call;
         system.missing.insert(trouble.missing.begin(), trouble.missing.end());
         system.hosts = {{"peer", {{"192.0.2.9"}}}, {"a host with a long name.lab.test", {{"192.0.2.8"}}}};
+        for (const char* width : {"getnameinfo", "GetNameInfoW"}) {
+            system.outputs[width] = {*width == 'g'
+                                         ? scripted::bytes<char>("a host with a long name.lab.test")
+                                         : scripted::bytes<wchar_t>("a host with a long name.lab.test")};
+        }
         system.services = {{"http/tcp", 80}, {"http/udp", 80}};
         system.peers = {{"192.0.2.9", 0}};
-        system.incoming = "data";
         system.dns = {
             {"1 n", {{DNS_TYPE_A, "1.2.3.4"}}},
             {"28 n", {{DNS_TYPE_AAAA, "::1"}}},

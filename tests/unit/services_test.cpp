@@ -282,11 +282,12 @@ TEST_F(IpHelper, AsksNeighboursForTheirHardwareAddress) {
 struct Connections : IpHelper {
     Connections() {
         constexpr DWORD own = 0x0A0200C0, peer = 0x090200C0;
-        system.tcp4 = {
-            {2, 0, 80, 7, 8, 41}, {5, own, 0xABCD0050, peer, 0xABCD0001, 42}, {8, own, 81, peer, 2, 43}};
-        system.tcp6 = {{{32, 1, 13, 184}, 9, 0xABCD0003, {254, 128}, 9, 4, 5, 61}};
-        system.udp4 = {{own, 0xABCD0035, 45}};
-        system.udp6 = {{{254, 128}, 9, 0xABCD0036, 65}};
+        system.tcp4 = {{2, 0, 0x5000, 7, 0x800, 41},
+                       {5, own, 0xABCD5000, peer, 0xABCD0100, 42},
+                       {8, own, 0x5100, peer, 0x200, 43}};
+        system.tcp6 = {{{32, 1, 13, 184}, 9, 0xABCD0300, {254, 128}, 9, 0x400, 5, 61}};
+        system.udp4 = {{own, 0xABCD3500, 45}};
+        system.udp6 = {{{254, 128}, 9, 0xABCD3600, 65}};
         system.active = {{5, 1}, {8, 0}};
     }
     /// Code and owners, or with `all` everything.
@@ -308,8 +309,8 @@ TEST_F(Connections, AreListedWithDirectionAndOwner) {
                               "8|6|1|192.0.2.10@81|192.0.2.9@2|43 5|6|0|2001:db8::@3|fe80::@4|61 "
                               "0|17|0|192.0.2.10@53|0.0.0.0|45 0|17|0|fe80::@54|::|65";
     EXPECT_EQ(list(0, 0, 0, true), found);
-    EXPECT_EQ(calls(), "TCP(2,1024,1,5,0) EStats(80,8,0,0,12) EStats(2882338896,2882338817,0,0,12) "
-                       "EStats(81,2,0,0,12) TCP(23,1024,1,5,0) EStats6(33022,5,0,0,12) "
+    EXPECT_EQ(calls(), "TCP(2,1024,1,5,0) EStats(20480,2048,0,0,12) EStats(2882359296,2882339072,0,0,12) "
+                       "EStats(20736,512,0,0,12) TCP(23,1024,1,5,0) EStats6(33022,5,0,0,12) "
                        "UDP(2,1024,1,1,0) UDP(23,1024,1,1,0)");
     system.active[0xB80D0120] = 1; // what a system would have to take the IPv6 row for
     EXPECT_EQ(list(6, 23, 0, true), "0 5|6|2|2001:db8::@3|fe80::@4|61");

@@ -13,13 +13,11 @@
 namespace {
 
 using ip::winsock2;
+using scripted::bytes;
 using scripted::socket_address;
 using scripted::text;
 
-constexpr std::uint16_t port_80 = 20480; // in network order
-
-/// What the socket library's last error gives, one after the other, where a test says so.
-std::deque<int> errors;
+constexpr timeval three_seconds{3, 0};
 
 struct Sockets : testing::Test {
     Sockets() {
@@ -39,14 +37,6 @@ struct Sockets : testing::Test {
         system.calls.clear();
         return s;
     }
-    /// Lets the last error give these codes.
-    void give_errors(std::deque<int> codes) {
-        errors = std::move(codes);
-        ip::detail::the_helper().winsock.WSAGetLastError = [] {
-            const int code = errors.empty() ? -2 : errors.front();
-            return errors.empty() ? code : (errors.pop_front(), code);
-        };
-    }
     std::string calls() {
         const std::string result = system.called();
         system.calls.clear();
@@ -61,10 +51,9 @@ TEST_F(Sockets, HandTheirArgumentsToTheSystemAndItsCodeBack) {
     char buffer[8] = "ping";
     int length = 4;
     unsigned long argument = 7;
-    const timeval limit{3, 0};
     fd_set read{1, {101}}, write{1, {101}}, except{1, {101}};
     pollfd fd{101, POLLIN, 0};
-    ip::saddr ipv4 = socket_address("192.0.2.1", port_80), ipv6 = socket_address("2001:db8::1", 1), out;
+    ip::saddr ipv4 = socket_address("192.0.2.1", 80), ipv6 = socket_address("2001:db8::1", 1), out;
     const ip::saddr none{};
     ipv6.flow_info = 5;
     ipv6.scope_id = 9;
@@ -75,32 +64,31 @@ TEST_F(Sockets, HandTheirArgumentsToTheSystemAndItsCodeBack) {
         long long result = 0;
         unsigned short family = AF_INET;
     } rows[] = {
-        {"bind(101,192.0.2.1@20480,16)", [&](auto& s) { return winsock2::bind(s, ipv4); }},
+        {"bind(101,192.0.2.1@80,16)", [&](auto& s) { return winsock2::bind(s, ipv4); }},
         {"bind(101,2001:db8::1@1/5%9,28)", [&](auto& s) { return winsock2::bind(s, ipv6); }},
-        {"bind(101,-,0)", [&](auto& s) { return winsock2::bind(s, none); }, WSAEFAULT},
+        {"bind(101,-,0)", [&](auto& s) { return winsock2::bind(s, none); }},
         {"listen(101,5)", [&](auto& s) { return winsock2::listen(s, 5); }},
-        {"connect(101,192.0.2.1@20480,16)", [&](auto& s) { return winsock2::connect(s, ipv4); }},
+        {"connect(101,192.0.2.1@80,16)", [&](auto& s) { return winsock2::connect(s, ipv4); }},
         {"connect(101,2001:db8::1@1/5%9,28)", [&](auto& s) { return winsock2::connect(s, ipv6); }, 0,
          AF_INET6},
         {"connect(101,-,0)", [&](auto& s) { return winsock2::connect(s, none); }, WSAEFAULT},
         {"shutdown(101,2)", [&](auto& s) { return winsock2::shutdown(s, 2); }},
         {"getsockopt(101,65535,4103,4)",
          [&](auto& s) { return winsock2::getsockopt(s, 65535, 4103, buffer, &length); }},
-        {"setsockopt(101,41,27,1735289200,4)",
-         [&](auto& s) { return winsock2::setsockopt(s, 41, 27, "ping", 4); }},
+        {"setsockopt(101,41,27,ping,4)", [&](auto& s) { return winsock2::setsockopt(s, 41, 27, "ping", 4); }},
         {"ioctlsocket(101,2147772030,7)",
          [&](auto& s) { return winsock2::ioctlsocket(s, static_cast<long>(FIONBIO), &argument); }},
-        {"getpeername(101)", [&](auto& s) { return winsock2::getpeername(s, out); }},
-        {"getsockname(101)", [&](auto& s) { return winsock2::getsockname(s, out); }},
+        {"getpeername(101,128)", [&](auto& s) { return winsock2::getpeername(s, out); }},
+        {"getsockname(101,128)", [&](auto& s) { return winsock2::getsockname(s, out); }},
         {"recv(101,8,1)", [&](auto& s) { return winsock2::recv(s, buffer, 8, 1); }, 4},
-        {"send(101,pin,1)", [&](auto& s) { return winsock2::send(s, "pin", 3, 1); }, 3},
-        {"recvfrom(101,8,1)", [&](auto& s) { return winsock2::recvfrom(s, buffer, 8, out, 1); }, 4},
-        {"sendto(101,pin,1,192.0.2.1@20480,16)",
+        {"send(101,pin,3,1)", [&](auto& s) { return winsock2::send(s, "pin", 3, 1); }, 3},
+        {"recvfrom(101,8,1,128)", [&](auto& s) { return winsock2::recvfrom(s, buffer, 8, out, 1); }, 4},
+        {"sendto(101,pin,3,1,192.0.2.1@80,16)",
          [&](auto& s) { return winsock2::sendto(s, "pin", 3, ipv4, 1); }, 3},
-        {"sendto(101,pin,0,2001:db8::1@1/5%9,28)",
+        {"sendto(101,pin,3,0,2001:db8::1@1/5%9,28)",
          [&](auto& s) { return winsock2::sendto(s, "pin", 3, ipv6); }, 3},
-        {"select(9,101,-,-,3)", [&](auto&) { return winsock2::select(&read, nullptr, nullptr, &limit, 9); },
-         1},
+        {"select(9,101,-,-,3)",
+         [&](auto&) { return winsock2::select(&read, nullptr, nullptr, &three_seconds, 9); }, 1},
         {"select(0,-,101,101,-1)",
          [&](auto&) {
              write = except = {1, {101}};
@@ -110,16 +98,16 @@ TEST_F(Sockets, HandTheirArgumentsToTheSystemAndItsCodeBack) {
         {"WSAPoll(101,768,1,-5)", [&](auto&) { return winsock2::poll(&fd, 1, -5); }, 1},
     };
     for (const auto& row : rows) {
+        SCOPED_TRACE(row.call);
         const std::string name = std::string(row.call).substr(0, std::string_view(row.call).find('('));
         const bool is_count = row.result > 0 && row.result < WSABASEERR;
         system.next_socket = 101;
         ip::socket s = open(row.family);
         system.sockets[101].connected = name != "connect";
-        system.incoming = "data";
-        EXPECT_EQ(row.operation(s), row.result) << row.call;
+        EXPECT_EQ(row.operation(s), row.result);
         EXPECT_EQ(calls(), row.call);
         system.answers[name] = {10055};
-        EXPECT_EQ(row.operation(s), is_count ? SOCKET_ERROR : 10055) << row.call;
+        EXPECT_EQ(row.operation(s), is_count ? SOCKET_ERROR : 10055);
         EXPECT_EQ(winsock2::getlasterror(), 10055u);
         EXPECT_EQ(calls(), row.call);
         EXPECT_EQ(winsock2::closesocket(s), 0u);
@@ -132,11 +120,14 @@ TEST_F(Sockets, OpenWithTheFamilyAskedForAndInBothStacksOnlyFromVersion6On) {
         bool dual_stack;
         DWORD version;
         std::string calls;
-    } rows[] = {{0, true, 10, "WSASocketW(2,3,4,1,5,6)"},
-                {AF_INET, true, 10, "WSASocketW(2,3,4,1,5,6)"},
-                {AF_INET6, false, 10, "WSASocketW(23,3,4,1,5,6)"},
-                {AF_INET6, true, 5, "WSASocketW(23,3,4,1,5,6)"},
-                {AF_INET6, true, 6, "WSASocketW(23,3,4,1,5,6) setsockopt(101,41,27,0,4)"}};
+    } rows[] = {{.family = 0, .dual_stack = true, .version = 10, .calls = "WSASocketW(2,3,4,1,5,6)"},
+                {.family = AF_INET, .dual_stack = true, .version = 10, .calls = "WSASocketW(2,3,4,1,5,6)"},
+                {.family = AF_INET6, .dual_stack = false, .version = 10, .calls = "WSASocketW(23,3,4,1,5,6)"},
+                {.family = AF_INET6, .dual_stack = true, .version = 5, .calls = "WSASocketW(23,3,4,1,5,6)"},
+                {.family = AF_INET6,
+                 .dual_stack = true,
+                 .version = 6,
+                 .calls = "WSASocketW(23,3,4,1,5,6) setsockopt(101,41,27," + std::string(4, 0) + ",4)"}};
     WSAPROTOCOL_INFOW info;
     ip::socket s;
     system.calls.clear();
@@ -153,6 +144,14 @@ TEST_F(Sockets, OpenWithTheFamilyAskedForAndInBothStacksOnlyFromVersion6On) {
     s.exchange(99);
     EXPECT_EQ(winsock2::socket(s, 1, 0, 17), 10047u);
     EXPECT_EQ(s.handle, ip::socket::none);
+    // Another thread puts a handle into the object before the reason is known.
+    static ip::socket* const shared = &s;
+    ip::detail::the_helper().winsock.WSAGetLastError = [] {
+        shared->exchange(98);
+        return WSAEAFNOSUPPORT;
+    };
+    EXPECT_EQ(winsock2::socket(s, 1, 0, 17), 0u);
+    EXPECT_EQ(s.handle, 98u);
 }
 
 TEST_F(Sockets, CloseAgainWhatFailsToServeBothStacksIfThereIsAReason) {
@@ -167,15 +166,33 @@ TEST_F(Sockets, CloseAgainWhatFailsToServeBothStacksIfThereIsAReason) {
 }
 
 TEST_F(Sockets, TakeTheSecondCodeWhereItIsAskedForTwice) {
-    ip::socket s = open();
-    const std::pair<std::deque<int>, unsigned long> rows[] = {{{0, 7}, 0}, {{5, 7}, 7}, {{5, 0}, 0}};
-    for (const auto& [codes, expected] : rows) {
-        give_errors(codes);
-        system.answers = {{"listen", {1}}, {"setsockopt", {1}}};
-        EXPECT_EQ(winsock2::listen(s, 1), expected);
-        ip::socket both;
-        give_errors(codes);
-        EXPECT_EQ(winsock2::socket(both, 1, 0, AF_INET6, nullptr, 0, 0, true), expected);
+    const auto listen = [](ip::socket& s) { return winsock2::listen(s, 1); };
+    const auto open_both = [](ip::socket& s) {
+        return winsock2::socket(s, 1, 0, AF_INET6, nullptr, 0, 0, true);
+    };
+    const auto connect = [](ip::socket& s) {
+        return winsock2::connect(s, socket_address("192.0.2.1"), &three_seconds);
+    };
+    const struct {
+        unsigned long (*operation)(ip::socket&);
+        std::deque<int> codes;
+        unsigned long expected;
+    } rows[] = {{listen, {0, 7}, 0},
+                {listen, {5, 7}, 7},
+                {listen, {5, 0}, 0},
+                {open_both, {0, 7}, 0},
+                {open_both, {5, 7}, 7},
+                {open_both, {5, 0}, 0},
+                {connect, {WSAEWOULDBLOCK, 5, 7}, WSAEWOULDBLOCK},
+                {connect, {WSAEWOULDBLOCK, 0, 7}, WSAEWOULDBLOCK},
+                {connect, {WSAEWOULDBLOCK, -1, 7}, 7}};
+    system.peers["192.0.2.1"] = WSAECONNREFUSED;
+    for (const auto& row : rows) {
+        ip::socket s = open();
+        system.answers = {{"listen", {1}}, {"setsockopt", {1}}, {"getsockopt", {1}}};
+        system.last_errors = row.codes;
+        EXPECT_EQ(row.operation(s), row.expected) << "row " << &row - rows;
+        system.last_errors.clear();
     }
 }
 
@@ -223,18 +240,22 @@ TEST_F(Sockets, AcceptPeersOfEveryFamily) {
     ip::socket s = open(), accepted{99};
     ip::saddr other = socket_address("192.0.2.9");
     other.family = 17;
-    const std::tuple<scripted::endpoint, std::string, ip::winsock2::accept_condition> rows[] = {
-        {{"192.0.2.9", 2}, "192.0.2.9", nullptr},
-        {{"2001:db8::9", 2}, "2001:db8::9", decide},
-        {{other, 16}, "-", nullptr},
-        {{other, 0}, "-", nullptr}};
-    for (const auto& [from, expected, condition] : rows) {
-        system.peer = from;
+    const struct {
+        std::string from, peer;
+        ip::winsock2::accept_condition condition = nullptr;
+    } rows[] = {{.from = bytes(socket_address("192.0.2.9", 2)), .peer = "192.0.2.9"},
+                {.from = bytes(socket_address("2001:db8::9")), .peer = "2001:db8::9", .condition = decide},
+                {.from = bytes(other), .peer = "-"},
+                {.from = "", .peer = "-"}};
+    constexpr std::uint64_t accepts = 0x5'0000'0000; // the lower half is 0
+    for (const auto& row : rows) {
+        system.outputs["WSAAccept"] = {row.from};
         ip::addr peer = scripted::address("::8");
-        EXPECT_EQ(winsock2::accept(s, accepted, peer, condition), 0u);
-        EXPECT_EQ(text(peer), expected);
+        EXPECT_EQ(winsock2::accept(s, accepted, peer, row.condition, accepts), 0u);
+        EXPECT_EQ(text(peer), row.peer);
         EXPECT_EQ(accepted.handle, system.next_socket - 1);
-        EXPECT_EQ(calls(), std::string("WSAAccept(101,") + (condition == nullptr ? "0,0)" : "1,0)"));
+        const std::string condition = row.condition == nullptr ? "-" : "+";
+        EXPECT_EQ(calls(), "WSAAccept(101,128," + condition + ",21474836480)");
     }
     const std::pair<std::uint64_t, unsigned long> refusals[] = {{CF_REJECT, 10061}, {CF_DEFER, 11002}};
     for (const auto& [decision, code] : refusals) {
@@ -248,58 +269,65 @@ TEST_F(Sockets, AcceptPeersOfEveryFamily) {
 
 TEST_F(Sockets, GiveTheAddressesOfBothEnds) {
     const ip::socket s = open();
-    ip::saddr peer = socket_address("::8"), own;
+    ip::saddr peer = socket_address("::8"), local;
     system.answers["getpeername"] = {10057};
     EXPECT_EQ(winsock2::getpeername(s, peer), 10057u);
     EXPECT_EQ(text(peer), "::8");
-    EXPECT_EQ(winsock2::getpeername(s, peer) + winsock2::getsockname(s, own), 0u);
-    EXPECT_EQ(text(peer) + " " + text(own), "192.0.2.9@2 192.0.2.10@1");
+    EXPECT_EQ(winsock2::getpeername(s, peer) + winsock2::getsockname(s, local), 0u);
+    EXPECT_EQ(text(peer) + " " + text(local), "192.0.2.9@2 192.0.2.10@1");
 }
 
 TEST_F(Sockets, NameTheSenderOfADatagram) {
-    const std::tuple<scripted::endpoint, std::string, std::string> rows[] = {
-        {{"192.0.2.9", 2}, "ping", "4 192.0.2.9@2"},
-        {{"2001:db8::9", 2}, "ping", "4 2001:db8::9@2"},
-        {{"::9", 2}, "pings", "-1 -"}, // too long: the system names the sender, the library does not
-        {{ip::saddr{}, 0}, "", "0 -"}};
+    const struct {
+        std::string data, from;
+        std::string expected; ///< result and sender
+    } rows[] = {
+        {.data = "ping", .from = bytes(socket_address("192.0.2.9", 2)), .expected = "4 192.0.2.9@2"},
+        {.data = "ping", .from = bytes(socket_address("2001:db8::9", 2)), .expected = "4 2001:db8::9@2"},
+        {.data = "too long", .from = bytes(socket_address("::9")), .expected = "-1 -"},
+        {.data = "", .from = "", .expected = "0 -"}}; // as on a connected socket
     ip::socket s = open();
-    for (const auto& [from, data, expected] : rows) {
+    for (const auto& row : rows) {
         char buffer[4];
         ip::saddr sender = socket_address("::8");
-        system.peer = from;
-        system.incoming = data;
+        system.outputs["recvfrom"] = {row.data, row.from};
         const int result = winsock2::recvfrom(s, buffer, 4, sender);
-        EXPECT_EQ(text(result) + " " + text(sender), expected);
+        EXPECT_EQ(text(result) + " " + text(sender), row.expected);
     }
 }
 
 TEST_F(Sockets, ConnectInTime) {
-    constexpr auto none = scripted::system::no_reason;
-    const std::string on = "ioctlsocket(101,2147772030,1) connect(101,192.0.2.1@20480,16)",
+    const std::string on = "ioctlsocket(101,2147772030,1) connect(101,192.0.2.1@80,16)",
                       off = " ioctlsocket(101,2147772030,0)", wait = " select(64,-,101,101,3)",
                       ask = " getsockopt(101,65535,4103,4)";
     const struct {
-        std::string failing;
-        DWORD failure, peer;
-        unsigned long code;
+        DWORD peer = 0; ///< how the attempt ends
+        std::string failing = "";
+        DWORD failure = 0;
+        unsigned long code = 0;
         std::string calls;
-    } rows[] = {{"", 0, 0, 0, on + wait + off},
-                {"", 0, WSAECONNREFUSED, 10061, on + wait + ask + off},
-                {"", 0, WSAETIMEDOUT, 1460, on + wait + off},
-                {"connect", 10051, 0, 10051, on + off},
-                {"connect", none, 0, 0, on + off},
-                {"select", 10038, 0, 10038, on + wait + off},
-                {"getsockopt", 10038, WSAECONNREFUSED, 10035, on + wait + ask + off},
-                {"ioctlsocket", 10050, 0, 0, on},
-                {"ioctlsocket", 10050, WSAECONNREFUSED, 10061, on},
-                {off.substr(1), 10050, 0, 0, on + wait + off}};
-    const timeval limit{3, 0};
+    } rows[] = {
+        {.calls = on + wait + off},
+        {.peer = WSAECONNREFUSED, .code = 10061, .calls = on + wait + ask + off},
+        {.peer = WSAETIMEDOUT, .code = 1460, .calls = on + wait + off},
+        {.failing = "connect", .failure = 10051, .code = 10051, .calls = on + off},
+        {.failing = "connect", .failure = scripted::system::no_reason, .calls = on + off},
+        {.failing = "select", .failure = 10038, .code = 10038, .calls = on + wait + off},
+        {.peer = WSAECONNREFUSED,
+         .failing = "getsockopt",
+         .failure = 10038,
+         .code = 10035,
+         .calls = on + wait + ask + off},
+        {.failing = "ioctlsocket", .failure = 10050, .calls = on},
+        {.peer = WSAECONNREFUSED, .failing = "ioctlsocket", .failure = 10050, .code = 10061, .calls = on},
+        {.failing = off.substr(1), .failure = 10050, .calls = on + wait + off}};
     for (const auto& row : rows) {
+        SCOPED_TRACE(row.failing + row.calls);
         system.next_socket = 101;
         ip::socket s = open();
         system.peers["192.0.2.1"] = row.peer;
         system.answers[row.failing] = {row.failure};
-        EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.1", port_80), &limit), row.code);
+        EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.1", 80), &three_seconds), row.code);
         EXPECT_EQ(calls(), row.calls);
         winsock2::closesocket(s);
     }
@@ -316,24 +344,17 @@ TEST_F(Sockets, ConnectWithoutLimitWaitsAndOneThatRanOutOfTimeGoesOnInTheBackgro
     EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.2"), &limit), 10037u);
 }
 
-TEST_F(Sockets, ConnectOfUnknownEndStaysInProgress) {
-    system.peers["192.0.2.1"] = WSAECONNREFUSED;
-    const timeval limit{};
-    const std::pair<std::deque<int>, unsigned long> rows[] = {
-        {{10035, 5, 7}, 10035}, {{10035, 0, 7}, 10035}, {{10035, -1, 7}, 7}};
-    for (const auto& [codes, expected] : rows) {
-        const ip::socket s = open();
-        system.answers["getsockopt"] = {1};
-        give_errors(codes);
-        EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.1"), &limit), expected);
-    }
-    // Ready, but in neither set.
-    ip::detail::the_helper().winsock.WSAGetLastError = [] { return static_cast<int>(GetLastError()); };
+TEST_F(Sockets, ConnectHasSucceededIfTheSocketIsInBothSetsAndGoesOnIfItIsInNeither) {
+    static u_int left;
     ip::detail::the_helper().winsock.select = [](int, fd_set*, fd_set* write, fd_set* except, auto*) {
-        write->fd_count = except->fd_count = 0;
+        write->fd_count = except->fd_count = left;
         return 1;
     };
-    EXPECT_EQ(winsock2::connect(open(), socket_address("192.0.2.1"), &limit), 10035u);
+    system.peers["192.0.2.1"] = WSAECONNREFUSED;
+    for (const auto& [count, code] : {std::pair(1u, 0u), {0u, 10035u}}) {
+        left = count;
+        EXPECT_EQ(winsock2::connect(open(), socket_address("192.0.2.1"), &three_seconds), code);
+    }
 }
 
 } // namespace
