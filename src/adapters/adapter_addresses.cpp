@@ -8,6 +8,7 @@
 
 #include "address/convert.h"
 #include "address/encoding.h"
+#include "address/ipv4_mapped.h"
 
 namespace ip::detail {
 
@@ -20,8 +21,6 @@ static_assert(offsetof(IP_ADAPTER_ADDRESSES, FirstGatewayAddress) == 208);
 static_assert(offsetof(IP_ADAPTER_ADDRESSES, Dhcpv4Server) == 232);
 static_assert(offsetof(IP_ADAPTER_ADDRESSES, Dhcpv6Server) == 280);
 static_assert(offsetof(IP_ADAPTER_UNICAST_ADDRESS, OnLinkPrefixLength) == 56);
-
-constexpr std::uint8_t mapped_prefix[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
 
 /// The system's socket address, as long as its family makes it; empty for null and other families.
 saddr copy_of(const SOCKET_ADDRESS& address) {
@@ -65,8 +64,8 @@ saddr dhcpv6_server(const saddr& server) {
     if (server.family == family_ipv4) {
         result.family = family_ipv6;
         result.port = server.port;
-        std::memcpy(result.address6, mapped_prefix, sizeof mapped_prefix);
-        std::memcpy(result.address6 + sizeof mapped_prefix, server.address4, ipv4_size);
+        std::memcpy(result.address6, ipv4_mapped_prefix, sizeof ipv4_mapped_prefix);
+        std::memcpy(result.address6 + sizeof ipv4_mapped_prefix, server.address4, ipv4_size);
     }
     return result;
 }

@@ -55,13 +55,13 @@ bool is_all(const saddr& address, std::uint8_t value) {
 
 /// The address without scope; empty for one that names no server.
 std::string text_of(const saddr& server) {
-    char ipv4[16];
-    char ipv6[50];
     if (is_all(server, 0) || (server.family == family_ipv4 && is_all(server, 255))) {
         return {};
     }
-    return server.family == family_ipv4 ? std::string(ipv4, format_ipv4(server.address4, ipv4))
-                                        : std::string(ipv6, format_ipv6(server.address6, ipv6));
+    addr address;
+    to_addr(server, address);
+    char buffer[50];
+    return std::string(format_address(address, buffer));
 }
 
 void add_adapters(server_list& servers) try {

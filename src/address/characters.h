@@ -1,6 +1,6 @@
 #pragma once
 
-// What both address parsers ask of single characters. Nothing here depends on the locale.
+// The character classes that both address parsers use. The locale does not matter.
 
 namespace ip::detail {
 
@@ -13,7 +13,8 @@ constexpr bool is_decimal(char character) noexcept {
     return decimal_value(character) <= 9;
 }
 
-/// Skips what may stand before an address. A line feed may not: text that begins with one is refused.
+/// Skips the blanks that may stand before an address. A line feed is not one of them: text that begins
+/// with one is refused.
 constexpr const char* skip_blanks(const char* at) noexcept {
     while (*at == ' ' || *at == '\t' || *at == '\v' || *at == '\f' || *at == '\r') {
         ++at;

@@ -11,7 +11,7 @@ namespace ip::detail {
 
 namespace {
 
-/// A conversion's result, which is 0 only when the conversion failed.
+/// The result of a system conversion, as a length. Throws when it is 0, which only a failure returns.
 std::size_t checked(int converted, const char* routine) {
     if (converted == 0) {
         const DWORD code = GetLastError();

@@ -1,7 +1,7 @@
 #pragma once
 
-// Text between the system's code pages and UTF-16, by the system's own rules: text that is not valid in
-// its encoding is converted with replacement characters, never refused.
+// Conversion between the system's code pages and UTF-16. The system's rules hold: text that is not valid
+// in its encoding is converted with replacement characters, never refused.
 
 #include <cstddef>
 #include <string>
@@ -17,15 +17,15 @@ std::wstring to_wide(const Char* text, std::size_t length, unsigned code_page);
 template <class Char>
 std::string to_narrow(const Char* text);
 
-/// Narrow to wide. `length` is in bytes, of which the system takes the low 32 bits; `npos` takes the text
-/// up to its terminating zero. Throws
-/// `kvt::exceptions::fatal` for null text with a length, `kvt::exceptions::error` when the system
-/// call fails, and `std::bad_alloc`. Empty text, null included, needs no system call.
+/// Converts narrow text to wide text. `length` is in bytes, of which the system takes the low 32 bits;
+/// `npos` takes the text up to its terminating zero. Empty text, null included, needs no system call.
+/// Throws `kvt::exceptions::fatal` for null text with a length, `kvt::exceptions::error` when the system
+/// call fails, and `std::bad_alloc`.
 template <>
 std::wstring to_wide<char>(const char* text, std::size_t length, unsigned code_page);
 
-/// Zero-terminated wide text to UTF-8. Throws `kvt::exceptions::error` and `std::bad_alloc`. Empty
-/// text, null included, needs no system call.
+/// Converts zero-terminated wide text to UTF-8. Empty text, null included, needs no system call. Throws
+/// `kvt::exceptions::error` when the system call fails, and `std::bad_alloc`.
 template <>
 std::string to_narrow<wchar_t>(const wchar_t* text);
 

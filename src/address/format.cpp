@@ -1,12 +1,13 @@
 #include "address/format.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>
-#include <iterator>
+#include <utility>
 
-// Groups are composed in a register and stored whole, which puts the first digit into the low byte.
+#include "address/ipv4_mapped.h"
+
+// Text is composed in a register and stored whole, which puts the first character into the low byte.
 static_assert(std::endian::native == std::endian::little);
 
 namespace ip::detail {
@@ -14,119 +15,139 @@ namespace {
 
 constexpr std::size_t group_count = 8;
 
-/// A byte in decimal, stored with one copy of 4 bytes; what follows the digits is overwritten next.
-struct decimal_text {
-    char digits[3];
-    std::uint8_t length;
+/// An octet in decimal with a dot after it. All four characters are stored; the next octet overwrites
+/// those past the length.
+struct octet_text {
+    char characters[4];
+    std::uint32_t length;
 };
 
-constexpr auto decimal_texts = [] {
-    std::array<decimal_text, 256> texts{};
+constexpr auto octet_texts = [] {
+    std::array<octet_text, 256> texts{};
     for (unsigned value = 0; value < 256; ++value) {
-        decimal_text& text = texts[value];
+        octet_text& text = texts[value];
         for (const unsigned unit : {100U, 10U, 1U}) {
             if (value >= unit || unit == 1) {
-                text.digits[text.length++] = static_cast<char>('0' + value / unit % 10);
+                text.characters[text.length++] = static_cast<char>('0' + value / unit % 10);
             }
         }
+        text.characters[text.length++] = '.';
     }
     return texts;
 }();
 
-/// A byte as two hexadecimal digits, the first one in the low byte.
+char* write_octet(char* at, std::uint8_t octet) noexcept {
+    const octet_text& text = octet_texts[octet];
+    std::memcpy(at, text.characters, sizeof text.characters);
+    return at + text.length;
+}
+
+/// Writes four octets and a zero after them, at which it returns.
+char* write_dotted(char* at, const std::uint8_t* octets) noexcept {
+    // All are read before the first is stored: as far as the compiler knows, the two might overlap.
+    const std::uint8_t first = octets[0], second = octets[1], third = octets[2], fourth = octets[3];
+    at = write_octet(at, first);
+    at = write_octet(at, second);
+    at = write_octet(at, third);
+    at = write_octet(at, fourth);
+    *--at = '\0';
+    return at;
+}
+
+/// A byte as two hexadecimal digits with a colon after them, the first digit in the low byte.
 constexpr auto hexadecimal_texts = [] {
     constexpr char digits[] = "0123456789abcdef";
-    std::array<std::uint16_t, 256> texts{};
+    std::array<std::uint32_t, 256> texts{};
     for (unsigned value = 0; value < 256; ++value) {
-        texts[value] = static_cast<std::uint16_t>(digits[value >> 4] | digits[value & 15] << 8);
+        texts[value] = static_cast<std::uint32_t>(digits[value >> 4] | digits[value & 15] << 8 | ':' << 16);
     }
     return texts;
 }();
 
-struct zero_run {
-    std::uint8_t first, end;
-};
+/// How many characters of its "0:" each group loses.
+using cuts = std::array<std::uint8_t, group_count>;
 
-/// The longest run of zero groups for every set of them, bit i standing for group i. A single group
-/// is a run too; of runs of equal length the first wins.
-constexpr auto longest_zero_runs = [] {
-    std::array<zero_run, 256> runs{};
+/// The cuts for every set of zero groups, bit i standing for group i. In the longest run the first group
+/// keeps its colon, the others keep nothing. A single group is a run too; of runs of equal length the
+/// first wins.
+constexpr auto zero_run_cuts = [] {
+    std::array<cuts, 256> result{};
     for (unsigned zeros = 0; zeros < 256; ++zeros) {
+        std::size_t longest = 0;
         for (std::size_t first = 0; first < group_count; ++first) {
-            const int length = std::countr_one(zeros >> first);
-            if (length > runs[zeros].end - runs[zeros].first) {
-                runs[zeros] = {static_cast<std::uint8_t>(first),
-                               static_cast<std::uint8_t>(first + static_cast<std::size_t>(length))};
+            const auto length = static_cast<std::size_t>(std::countr_one(zeros >> first));
+            if (length > longest) {
+                longest = length;
+                result[zeros] = {};
+                for (std::size_t group = first; group < first + length; ++group) {
+                    result[zeros][group] = group == first ? 1 : 2;
+                }
             }
         }
     }
-    return runs;
+    return result;
 }();
 
-zero_run longest_zero_run(const std::uint8_t* address) noexcept {
-    unsigned zeros = 0;
-    for (std::size_t group = 0; group < group_count; ++group) {
-        zeros |= unsigned{(address[2 * group] | address[2 * group + 1]) == 0} << group;
-    }
-    return longest_zero_runs[zeros];
+/// The set of zero groups among four, the first of them as bit 0.
+unsigned zero_groups(const std::uint8_t* groups) noexcept {
+    constexpr std::uint64_t low_bits = 0x7fff'7fff'7fff'7fff;
+    std::uint64_t word;
+    std::memcpy(&word, groups, sizeof word);
+    // The sum sets a group's highest bit unless the other bits are zero, and carries into no other group.
+    const std::uint64_t highest_bits = ~(((word & low_bits) + low_bits) | word | low_bits);
+    // The product gathers bits 15, 31, 47 and 63 in the highest four.
+    return static_cast<unsigned>((highest_bits >> 15) * 0x0001'0002'0004'0008 >> 48);
 }
 
-char* write_dotted(char* at, const std::uint8_t* octets) noexcept {
-    for (int i = 0; i < 4; ++i) {
-        const decimal_text& text = decimal_texts[octets[i]];
-        std::memcpy(at, &text, sizeof text);
-        at += text.length;
-        *at++ = '.';
-    }
-    return at - 1;
-}
-
-/// Writes a group without leading zeros and a colon behind it.
-char* write_group(char* at, std::uint8_t high, std::uint8_t low) noexcept {
+/// Writes a group without leading zeros and a colon after it, less the cut. Stores 8 bytes.
+char* write_group(char* at, std::uint8_t high, std::uint8_t low, std::uint32_t cut) noexcept {
     const std::uint64_t text =
-        hexadecimal_texts[high] | std::uint64_t{hexadecimal_texts[low]} << 16 | std::uint64_t{':'} << 32;
+        static_cast<std::uint16_t>(hexadecimal_texts[high]) | std::uint64_t{hexadecimal_texts[low]} << 16;
     // The last digit stays, even of a zero.
-    const std::uint32_t group = std::uint32_t{high} << 8 | low;
-    const std::uint32_t leading_zeros = static_cast<std::uint32_t>(std::countl_zero(group | 1)) / 4 - 4;
-    const std::uint64_t shown = text >> (8 * leading_zeros);
+    const std::uint32_t group = (std::uint32_t{high} << 8 | low | 1) << 16;
+    const std::uint32_t skipped = static_cast<std::uint32_t>(std::countl_zero(group)) / 4 + cut;
+    const std::uint64_t shown = text >> (8 * skipped);
     std::memcpy(at, &shown, sizeof shown);
-    return at + 5 - leading_zeros;
+    return at + 5 - skipped;
 }
 
-/// Writes groups with colons between them. Returns the place of the colon behind the last one.
-char* write_groups(char* at, const std::uint8_t* address, std::size_t first, std::size_t end) noexcept {
-    for (std::size_t group = first; group < end; ++group) {
-        at = write_group(at, address[2 * group], address[2 * group + 1]);
+/// Writes eight groups and a zero after them, at which it returns.
+char* write_groups(char* at, const std::uint8_t* address) noexcept {
+    const cuts& cut = zero_run_cuts[zero_groups(address) | zero_groups(address + 8) << 4];
+    // A run at either end has a colon there, where other groups have none.
+    *at = ':';
+    at += cut.front() != 0;
+    [&]<std::size_t... group>(std::index_sequence<group...>) {
+        ((at = write_group(at, address[2 * group], address[2 * group + 1], cut[group])), ...);
     }
-    return first < end ? at - 1 : at;
+    (std::make_index_sequence<group_count>{});
+    at -= cut.back() == 0;
+    *at = '\0';
+    return at;
 }
 
 } // namespace
 
 std::size_t format_ipv4(const std::uint8_t* address, char (&out)[16]) noexcept {
-    char* const end = write_dotted(out, address);
-    *end = '\0';
-    return static_cast<std::size_t>(end - out);
+    return static_cast<std::size_t>(write_dotted(out, address) - out);
 }
 
 std::size_t format_ipv6(const std::uint8_t* address, char (&out)[50]) noexcept {
-    static constexpr std::uint8_t mapped[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
-    static constexpr char mapped_text[] = "::ffff:";
+    static constexpr char mapped_text[] = {':', ':', 'f', 'f', 'f', 'f', ':'};
 
-    char* at = out;
-    if (std::equal(mapped, std::end(mapped), address)) {
-        at = std::copy(mapped_text, std::end(mapped_text) - 1, at);
-        at = write_dotted(at, address + sizeof mapped);
-    } else if (const zero_run run = longest_zero_run(address); run.end == 0) {
-        at = write_groups(at, address, 0, group_count);
-    } else {
-        at = write_groups(at, address, 0, run.first);
-        *at++ = ':';
-        *at++ = ':';
-        at = write_groups(at, address, run.end, group_count);
+    if (is_ipv4_mapped(address)) {
+        std::memcpy(out, mapped_text, sizeof mapped_text);
+        return static_cast<std::size_t>(
+            write_dotted(out + sizeof mapped_text, address + sizeof ipv4_mapped_prefix) - out);
     }
-    *at = '\0';
-    return static_cast<std::size_t>(at - out);
+    return static_cast<std::size_t>(write_groups(out, address) - out);
+}
+
+std::string_view format_address(const addr& address, char (&out)[50]) noexcept {
+    if (address.family == family_ipv4) {
+        return {out, static_cast<std::size_t>(write_dotted(out, address.address) - out)};
+    }
+    return {out, address.family == family_ipv6 ? format_ipv6(address.address, out) : 0};
 }
 
 } // namespace ip::detail

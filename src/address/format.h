@@ -1,9 +1,12 @@
 #pragma once
 
-// The library's own writers of address text.
+// The library's writers of address text.
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
+
+#include "ip/address.h"
 
 namespace ip::detail {
 
@@ -14,5 +17,8 @@ std::size_t format_ipv4(const std::uint8_t* address, char (&out)[16]) noexcept;
 /// (a single one included, the first of equals) as `::`, an IPv4-mapped address with a dotted tail.
 /// Returns its length.
 std::size_t format_ipv6(const std::uint8_t* address, char (&out)[50]) noexcept;
+
+/// The text of an address, written to `out`. An address without family has none.
+std::string_view format_address(const addr& address, char (&out)[50]) noexcept;
 
 } // namespace ip::detail

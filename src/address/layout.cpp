@@ -1,4 +1,5 @@
-// The address values are handed to the system as they stand, so their layout is held against its own.
+// The address values are passed to the system without conversion. The build checks here that their layout
+// is that of the system's records.
 
 #include <winsock2.h>
 #include <ws2tcpip.h>
@@ -40,7 +41,7 @@ static_assert(offsetof(addr, address) == 2 && sizeof(addr) == 18);
 static_assert(macaddr::max_length == IF_MAX_PHYS_ADDRESS_LENGTH);
 
 template <class Value>
-constexpr bool plain = std::is_trivially_copyable_v<Value>&& std::is_standard_layout_v<Value>;
+concept plain = std::is_trivially_copyable_v<Value> && std::is_standard_layout_v<Value>;
 static_assert(plain<addr> && plain<saddr> && plain<saddr4> && plain<macaddr> && plain<socket>);
 static_assert(plain<_raw_addr4_no> && plain<_raw_addr6_no>);
 

@@ -11,7 +11,7 @@ constexpr std::size_t step = 128;
 } // namespace
 
 void* membuffer::get(std::size_t size) noexcept {
-    // The sum wraps for the 127 largest sizes, which makes them 0: callers see the block at hand.
+    // The sum of the 127 largest sizes wraps around to 0, for which the present block suffices.
     const std::size_t rounded = size == 0 ? step : (size + (step - 1)) & ~(step - 1);
     if (capacity_ >= rounded) {
         return data_;

@@ -9,7 +9,7 @@
 namespace ip::detail {
 namespace {
 
-/// The low byte of each unit, terminator included. Null when memory is exhausted.
+/// A copy of the low byte of each unit, terminator included. Null when memory is exhausted.
 std::unique_ptr<char[]> low_bytes(const wchar_t* text) noexcept {
     const std::size_t size = std::char_traits<wchar_t>::length(text) + 1;
     std::unique_ptr<char[]> copy(new (std::nothrow) char[size]);
@@ -42,7 +42,7 @@ bool parse_address(const wchar_t* text, addr& out) noexcept {
         out = addr{};
         return false;
     }
-    // A copy for each attempt, so that a moment of exhausted memory costs one attempt, not both.
+    // Each attempt makes its copy, so that a moment of exhausted memory costs one attempt, not both.
     if (const auto copy = low_bytes(text); copy && parse_ipv4(copy.get(), out.address) != not_an_address) {
         out.family = family_ipv4;
         return true;

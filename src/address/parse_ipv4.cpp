@@ -2,6 +2,7 @@
 #include "address/parse.h"
 
 #include <algorithm>
+#include <array>
 
 namespace ip::detail {
 namespace {
@@ -9,6 +10,28 @@ namespace {
 constexpr int octet_count = 4;
 constexpr unsigned max_octet = 255;
 constexpr int whole_address = 32;
+
+/// What a character does to the number before it. A digit appends itself; any other leaves the number as
+/// it is and is not passed. An entry has four bytes, so that its place is found by a shift.
+struct alignas(4) continuation {
+    std::uint8_t factor, addend, step;
+};
+
+constexpr auto continuations = [] {
+    std::array<continuation, 256> result;
+    result.fill({1, 0, 0});
+    for (std::uint8_t digit = 0; digit < 10; ++digit) {
+        result['0' + digit] = {10, digit, 1};
+    }
+    return result;
+}();
+
+/// Appends the digit at `at` to `number`, if there is one. Returns the place after it.
+const char* append_digit(const char* at, unsigned& number) noexcept {
+    const continuation& next = continuations[static_cast<unsigned char>(*at)];
+    number = number * next.factor + next.addend;
+    return at + next.step;
+}
 
 /// Reads the prefix length that ends the text and zeroes the octets that the text left out. A prefix
 /// may not cover a whole octet that was left out: "10/12" is an address, "10/16" is none.
@@ -37,12 +60,16 @@ int parse_ipv4(const char* text, std::uint8_t* out) noexcept {
 
     int octets = 0;
     for (;;) {
+        // Whether there are one, two or three digits is random, and a branch on that would be mispredicted.
+        // More than three are rare: all but the last three are zeros.
         unsigned octet = decimal_value(*at++);
-        for (; is_decimal(*at); ++at) {
+        at = append_digit(at, octet);
+        at = append_digit(at, octet);
+        for (; is_decimal(*at) && octet <= max_octet; ++at) {
             octet = octet * 10 + decimal_value(*at);
-            if (octet > max_octet) {
-                return not_an_address;
-            }
+        }
+        if (octet > max_octet) {
+            return not_an_address;
         }
         out[octets++] = static_cast<std::uint8_t>(octet);
 

@@ -37,8 +37,8 @@ public:
         return true;
     }
 
-    /// Spreads what follows the `::` to the end. False when the address is not complete, or when it
-    /// was already so without the `::`.
+    /// Moves what follows the `::` to the end. Returns false when the address is not complete, or when it
+    /// was complete without the `::`.
     bool complete() noexcept {
         if (!zero_run_) {
             return room() == 0;
@@ -59,7 +59,7 @@ private:
 };
 
 /// A character's value as a hexadecimal digit of either case, or a bit above those of four digits. The
-/// digits of an address are too random for the branches that comparisons would make.
+/// digits of an address are random, and the branches of comparisons would be mispredicted.
 constexpr std::uint32_t not_hexadecimal = 0x10000;
 
 constexpr auto hexadecimal_values = [] {
@@ -83,8 +83,8 @@ struct digit_run {
     const char* end;
 };
 
-/// Reads up to four hexadecimal digits; there may be none. Looks at four characters at once, as long
-/// as the text has them: how many of them are digits is as random as the digits are.
+/// Reads up to four hexadecimal digits; there may be none. Looks at four characters at once where the text
+/// has them: how many of them are digits is random, and a branch on that would be mispredicted.
 digit_run read_group(const char* at) noexcept {
     if (at[0] == '\0' || at[1] == '\0' || at[2] == '\0') {
         std::uint32_t value = 0;
@@ -103,7 +103,7 @@ digit_run read_group(const char* at) noexcept {
     return {(digits & 0xffff) >> (16 - 4 * count), at + count};
 }
 
-/// Reads decimal digits into `number`, which is 0 at first; there may be none. Returns the place behind
+/// Reads decimal digits into `number`, which is 0 at first; there may be none. Returns the place after
 /// them, or null when a zero stands before another digit or the number exceeds `max`.
 const char* read_decimal(const char* at, unsigned max, unsigned& number) noexcept {
     for (const char* const start = at; is_decimal(*at); ++at) {

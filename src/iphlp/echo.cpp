@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "address/convert.h"
+#include "address/ipv4_mapped.h"
 #include "ip/detail/helper.h"
 #include "ip/hlpapi.h"
 
@@ -149,11 +150,6 @@ unsigned long echo_ipv6(const saddr& destination, const echo_request& request,
     return ERROR_NOT_ENOUGH_MEMORY;
 }
 
-bool is_ipv4_mapped(const saddr& address) {
-    constexpr std::uint8_t prefix[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
-    return std::equal(std::begin(prefix), std::end(prefix), address.address6);
-}
-
 } // namespace
 
 unsigned long hlpapi::ping(saddr destination, _SPingReply& reply, unsigned char ttl, unsigned long timeout,
@@ -161,7 +157,7 @@ unsigned long hlpapi::ping(saddr destination, _SPingReply& reply, unsigned char 
     const echo_request request{ttl, timeout, size, tos, dont_fragment != 0};
     if (destination.family == family_ipv6) {
         const unsigned long code = echo_ipv6(destination, request, reply);
-        if (code != ERROR_CALL_NOT_IMPLEMENTED || !is_ipv4_mapped(destination)) {
+        if (code != ERROR_CALL_NOT_IMPLEMENTED || !is_ipv4_mapped(destination.address6)) {
             return code;
         }
         // A system without the IPv6 calls can still reach the IPv4 host behind the address.

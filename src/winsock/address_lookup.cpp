@@ -19,13 +19,9 @@ void assign_name_or_numbers(const addr& address, std::basic_string<Char>& out) {
     if (winsock2::getnameinfo(to_saddr(address), &out, nullptr, 0) == 0 && !out.empty()) {
         return;
     }
-    char ipv4[16];
-    char ipv6[50];
-    if (address.family == family_ipv4) {
-        out.assign(ipv4, ipv4 + format_ipv4(address.address, ipv4));
-    } else if (address.family == family_ipv6) {
-        out.assign(ipv6, ipv6 + format_ipv6(address.address, ipv6));
-    }
+    char buffer[50];
+    const std::string_view text = format_address(address, buffer);
+    out.assign(text.begin(), text.end());
 }
 
 /// Takes the address that `text` denotes, or the first one that the system finds for it as a name.

@@ -30,15 +30,14 @@ struct text : std::string {
     text(std::integral auto from) : std::string(std::to_string(from)) {}
     text(const ip::saddr& from) : std::string("-") {
         ip::addr address;
-        char ipv4[16], ipv6[50];
+        char buffer[50];
         ip::detail::to_addr(from, address);
-        ip::detail::format_ipv4(address.address, ipv4);
-        ip::detail::format_ipv6(address.address, ipv6);
+        const std::string host(ip::detail::format_address(address, buffer));
         const auto part = [](char mark, auto value) { return value == 0 ? "" : mark + text(value); };
         if (from.family == ip::family_ipv4) {
-            assign(ipv4 + part('@', __builtin_bswap16(from.port)));
+            assign(host + part('@', __builtin_bswap16(from.port)));
         } else if (from.family == ip::family_ipv6) {
-            assign(ipv6 + part('@', __builtin_bswap16(from.port)) + part('/', from.flow_info) +
+            assign(host + part('@', __builtin_bswap16(from.port)) + part('/', from.flow_info) +
                    part('%', from.scope_id));
         }
     }
