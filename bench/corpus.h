@@ -1,7 +1,7 @@
 #pragma once
 
-// The addresses that the benchmark reads and writes. The same ones in every run, and enough of them
-// that the processor cannot learn their shapes by heart.
+// The addresses that the benchmark reads and writes. They are the same in every run, and so many that the
+// processor cannot learn to predict them.
 
 #include <array>
 #include <cstddef>

@@ -1,12 +1,12 @@
 #pragma once
 
-// Address texts and what they read as: the unit test's tables and the fuzzers' seeds.
+// Address texts and what they read as: the unit test's tables and the fuzzer's seeds.
 
 namespace address_text {
 
 struct row {
     const char* text;
-    /// As the library writes it, with the prefix length behind it unless that is the greatest.
+    /// As the library writes it, with the prefix length after it unless that is the greatest.
     const char* address = text;
 };
 
@@ -17,7 +17,7 @@ inline constexpr row readings[] = {
     // Octets are decimal; blanks and any number of zeros may stand before them.
     row{"0.0.0.0"}, row{"9.10.99.100"}, row{"101.109.200.255"}, row{"\t\v\f\r 1.2.3.4", "1.2.3.4"},
     row{"00000000000255.002.003.010", "255.2.3.10"},
-    // Whatever follows the fourth octet is ignored, a dot and a prefix length behind it too.
+    // Whatever follows the fourth octet is ignored, a dot and a prefix length after it too.
     row{"1.2.3.4:80", "1.2.3.4"}, row{"1.2.3.4\n", "1.2.3.4"}, row{"1.2.3.4.", "1.2.3.4"},
     row{"1.2.3.4.x", "1.2.3.4"}, row{"1.2.3.4./8", "1.2.3.4"}, row{"1.2.3.4/", "1.2.3.4"},
     row{"1.2.3.4/x", "1.2.3.4"},
@@ -27,6 +27,7 @@ inline constexpr row readings[] = {
     row{"10.1.2/31", "10.1.2.0/31"},
     // Groups are read with up to four digits of either case, and written without leading zeros.
     row{"1:12:123:1234:abcd:f0:f00:f"}, row{"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"},
+    row{"1:80:100:8000:1:80:100:8000"},
     row{"0123:4567:89ab:cdef:ABCD:EF:00f:1", "123:4567:89ab:cdef:abcd:ef:f:1"},
     // Zeros may be left out anywhere, a single group of them too.
     row{"::"}, row{"::8"}, row{"1::"}, row{"2001:db8::7:8"}, row{"::2:3:4:5:6:7:8"}, row{"1:2:3:4:5:6:7::"},
@@ -40,11 +41,11 @@ inline constexpr row readings[] = {
     // Blanks are skipped; whatever follows a complete address is ignored.
     row{"\t\v\f\r ::1", "::1"}, row{"fe80::1%eth0", "fe80::1"}, row{"::\xff", "::"}, row{"1::.5.6", "1::"},
     row{"1:2:3:4:5:6:7:8x", "1:2:3:4:5:6:7:8"}, row{"1:2:3:4:5:6:7:8:x", "1:2:3:4:5:6:7:8"},
-    // A malformed prefix length is ignored: too great, with a leading zero, with text behind it.
+    // A malformed prefix length is ignored: too great, with a leading zero, with text after it.
     row{"1:2:3:4:5:6:7:8/64"}, row{"1:2:3:4:5:6:7:8:/64", "1:2:3:4:5:6:7:8/64"}, row{"1::/0"},
     row{"1::/128", "1::"}, row{"1::/129", "1::"}, row{"1::/4294967304", "1::"}, row{"1::/064", "1::"},
     row{"1::/00", "1::"}, row{"1::/64x", "1::"}, row{"1::/", "1::"},
-    // A tail takes the room of two groups; octets may be left out behind or between, a prefix may follow.
+    // A tail takes the room of two groups; octets may be left out, a prefix may follow.
     row{"1:2:3:4:5:6:7.8.9.255", "1:2:3:4:5:6:708:9ff"}, row{"1:2:3:4:5:6:7:8.9", "1:2:3:4:5:6:7:8"},
     row{"1::5.6", "1::506:0"}, row{"1::5..6", "1::500:600"}, row{"1::0.0.0.1", "1::1"},
     row{"1::5.6.7.8/96", "1::506:708/96"}, row{"1::5.6/24", "1::506:0/24"}, row{"1::5.../24", "1::500:0/24"},

@@ -30,14 +30,6 @@ TEST(Values, AddressOfASocketAddressTakesOnlyTheBytesOfItsFamily) {
     }
 }
 
-TEST(Values, SystemFilledBufferStartsEmptyAndGivesItsFirst28Bytes) {
-    socket_address_buffer buffer;
-    EXPECT_EQ(buffer.to_saddr().family, ip::family_none);
-    std::memset(buffer.data(), 0x11, static_cast<std::size_t>(buffer.size()));
-    EXPECT_EQ(buffer.to_saddr().scope_id, 0x11111111u);
-    EXPECT_EQ(buffer.size(), 128);
-}
-
 TEST(Encoding, ConvertsByTheSystemsRules) {
     EXPECT_EQ(to_wide("\xC3\xA4|", npos, code_page_utf8), L"\u00E4|");
     EXPECT_EQ(to_wide("abc", 2, code_page_ansi), L"ab");
