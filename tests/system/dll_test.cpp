@@ -137,4 +137,13 @@ TEST(Output, IsUtf8WhateverTheSystemsTextHolds) {
     EXPECT_EQ(json_text("a\xFFz"), "\"a\xEF\xBF\xBDz\"\n");
 }
 
+TEST(Output, ShowsControlCharactersAsEscapes) {
+    const wchar_t first_and_last[] = {1, 0x1F, 0x7F, 0x9F, 0x202A, 0x202E, 0x2066, 0x2069, 0};
+    const wchar_t beside[] = {0x20, 0x7E, 0xA0, 0x2029, 0x202F, 0x2065, 0x206A, 0};
+    const std::string shown = "\\u0001\\u001F\\u007F\\u009F\\u202A\\u202E\\u2066\\u2069";
+    EXPECT_EQ(printable(to_utf8(first_and_last)), shown);
+    EXPECT_EQ(printable(to_utf8(beside)), to_utf8(beside));
+    EXPECT_EQ(with_printable_text(json{{"a", {"\t"}}}), (json{{"a", {"\\u0009"}}}));
+}
+
 } // namespace

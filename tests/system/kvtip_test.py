@@ -8,9 +8,11 @@ address that has a label of its own ("eth0:1"), and all name servers with every 
 
 import json
 import os
+import shutil
 import socket
 import subprocess
 import sys
+import tempfile
 import unittest
 from ipaddress import ip_address
 
@@ -26,6 +28,8 @@ bad_usage = [
     (["addresses", "--family", "5"], "--family: 5 not in {4,6}"),
     (["resolve", ""], "NAME: must not be empty"),
     (["name", "1" * 300], f"ADDRESS: {'1' * 300} is not an address"),
+    (["adapters", "\x1b[2J\x7f\x9b\u202e\u2066"],
+     r"The following argument was not expected: \u001B[2J\u007F\u009B\u202E\u2066"),
     (["owner", "::1", "grüße"], "REMOTE: grüße is not an address"),
     (["connect", "::1", "65536"], "PORT: Value 65536 not in range 1 to 65535"),
     (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not above 0 and up to 86400"),
@@ -85,6 +89,15 @@ class Kvtip(unittest.TestCase):
         for arguments, reason in bad_usage:
             answer = (2, "", f"kvtip: {reason}\ntry '{' '.join(['kvtip', *arguments[:1]])} --help'\n")
             self.assertEqual(run(*kvtip, *arguments), answer)
+
+    @unittest.skipUnless(sys.platform == "linux" and os.geteuid() == 0, "needs a host that can be renamed")
+    def test_name_from_outside_does_not_control_the_terminal(self):
+        rename = r'''printf 'a\033[2J\235]0;b' >/proc/sys/kernel/hostname && exec "$@"'''
+        for options in ([], ["--json"]):
+            status, out, err = run("unshare", "--uts", "sh", "-c", rename, "sh", *kvtip, "hostname", *options)
+            self.assertEqual((status, err), (0, ""))
+            self.assertRegex(out, r"\\u001[Bb]\[2J\\u009D\]0;b")
+            self.assertNotRegex(out, r"[^\n -~]")
 
     def test_help_and_version(self):
         self.assertEqual(self.output("--version"), "kvtip 0.1.0\n")
@@ -209,6 +222,17 @@ class Kvtip(unittest.TestCase):
         status, out, err = run(*kvtip, "doctor", **without)
         self.assertRegex(out, r"Ws2_32.dll +missing: the library does not start\n")
         self.assertEqual((status, err), (1, "kvtip: doctor: the library does not start\n"))
+
+    @unittest.skipUnless("wine" in kvtip[0], "Wine alone can be told to prefer a planted library")
+    def test_libraries_beside_the_program_are_not_loaded(self):
+        with tempfile.TemporaryDirectory() as folder:
+            program, library = kvtip[-1], os.path.join(os.path.dirname(kvtip[-1]), "kvtIP.dll")
+            for source, name in ((program, "kvtip.exe"), (library, "kvtIP.dll"), (library, "rasapi32.dll")):
+                shutil.copy(source, os.path.join(folder, name))
+            status, out, err = run(*kvtip[:-1], os.path.join(folder, "kvtip.exe"), "doctor", cwd=folder,
+                                   env={**os.environ, "WINEDLLOVERRIDES": "rasapi32=n,b"})
+        self.assertEqual((status, err), (0, ""))
+        self.assertRegex(out, r"rasapi32.dll +2 of 2 entries\n$")
 
     def test_doctor_knows_all_entries(self):
         found = {library["module"]: library["entries"] for library in self.found("doctor")["libraries"]}

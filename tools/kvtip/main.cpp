@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <bit>
 #include <exception>
 #include <iterator>
 #include <new>
@@ -24,7 +25,7 @@ constexpr const command* commands[] = {
     &neighbours_command, &mac_command,      &connections_command, &owner_command};
 
 void print_line(std::string_view line) {
-    print(std::string(line) + "\n");
+    print(printable(line) + "\n");
 }
 
 void keep_quiet(std::string_view /*line*/) {}
@@ -36,7 +37,7 @@ std::string name_of(const CLI::App& app, const char* separator) {
 }
 
 int fail(const CLI::App& app, const std::string& reason) {
-    complain(name_of(app, ": ") + ": " + reason + "\n");
+    complain(printable(name_of(app, ": ") + ": " + reason) + "\n");
     return 1;
 }
 
@@ -51,7 +52,7 @@ int carry_out(const CLI::App& app, const command& chosen, const operation& work,
         check(library.init(), "start");
     }
     const json result = work(as_json ? keep_quiet : print_line);
-    print(as_json ? json_text(result) : chosen.text(result));
+    print(as_json ? json_text(result) : chosen.text(with_printable_text(result)));
     const std::string failure = chosen.failure == nullptr ? "" : chosen.failure(result);
     return failure.empty() ? 0 : fail(app, failure);
 }
@@ -82,9 +83,21 @@ int carry_out(CLI::App& app, std::vector<std::string> arguments) {
     throw CLI::RequiredError("A subcommand");
 }
 
+/// A library loaded by its bare name then comes from the system folder, never from the folder of this program
+/// or the current one. Systems that lack the call keep their usual search.
+void load_from_system_folder_only() {
+    using set_default_dll_directories = BOOL(WINAPI*)(DWORD);
+    const auto set_folders = std::bit_cast<set_default_dll_directories>(
+        GetProcAddress(GetModuleHandleW(L"kernel32"), "SetDefaultDllDirectories"));
+    if (set_folders != nullptr) {
+        set_folders(LOAD_LIBRARY_SEARCH_SYSTEM32);
+    }
+}
+
 } // namespace
 
 int wmain(int argc, wchar_t** argv) {
+    load_from_system_folder_only();
     CLI::App app("Shows this host's IP networking, looks names up and tries what answers.", "kvtip");
     try {
         app.set_version_flag("--version", "kvtip " KVTIP_VERSION, "Print the version and exit");
@@ -93,7 +106,8 @@ int wmain(int argc, wchar_t** argv) {
         std::transform(argv + std::min(argc, 1), argv + argc, std::back_inserter(arguments), to_utf8);
         return carry_out(app, std::move(arguments));
     } catch (const CLI::ParseError& usage) {
-        complain("kvtip: " + std::string(usage.what()) + "\ntry '" + name_of(app, " ") + " --help'\n");
+        complain(printable("kvtip: " + std::string(usage.what())) + "\ntry '" + name_of(app, " ") +
+                 " --help'\n");
         return 2;
     } catch (const kvt::exceptions::error& error) {
         return fail(app, error.error_code());

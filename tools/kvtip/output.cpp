@@ -73,6 +73,30 @@ void append_column(std::vector<std::string>& lines, const std::vector<std::strin
     }
 }
 
+bool is_control(wchar_t unit) {
+    return unit < 0x20 || (unit >= 0x7F && unit <= 0x9F) || (unit >= 0x202A && unit <= 0x202E) ||
+           (unit >= 0x2066 && unit <= 0x2069);
+}
+
+/// The text with "\uXXXX", which JSON reads too, for each control character other than `kept`.
+std::string escape_controls(std::string_view text, wchar_t kept) {
+    constexpr wchar_t digits[] = L"0123456789ABCDEF";
+    std::wstring escaped;
+    for (const wchar_t unit : to_wide(text)) {
+        if (is_control(unit) && unit != kept) {
+            escaped += {L'\\',
+                        L'u',
+                        digits[unit >> 12],
+                        digits[unit >> 8 & 15],
+                        digits[unit >> 4 & 15],
+                        digits[unit & 15]};
+        } else {
+            escaped += unit;
+        }
+    }
+    return to_utf8(escaped);
+}
+
 bool is_link_local(const std::uint8_t* address6) {
     return address6[0] == 0xFE && (address6[1] & 0xC0) == 0x80;
 }
@@ -104,6 +128,22 @@ std::string system_message(unsigned long code) {
         --length;
     }
     return length == 0 ? "unknown error" : to_utf8({text, length});
+}
+
+std::string printable(std::string_view text) {
+    return escape_controls(text, L' ');
+}
+
+json with_printable_text(const json& document) {
+    if (document.is_string()) {
+        return printable(document.get_ref<const std::string&>());
+    }
+    json result = document;
+    if (document.is_structured()) {
+        std::transform(document.begin(), document.end(), result.begin(),
+                       [](const json& element) { return with_printable_text(element); });
+    }
+    return result;
 }
 
 void print(std::string_view text) {
@@ -203,7 +243,7 @@ json name_json(std::span<const number_name> names, std::uint32_t number) {
 }
 
 std::string json_text(const json& document) {
-    return document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+    return escape_controls(document.dump(2, ' ', false, json::error_handler_t::replace), L'\n') + "\n";
 }
 
 void append_field(std::string& text, std::string_view label, const json& value) {

@@ -14,8 +14,15 @@ std::wstring to_wide(std::string_view text, unsigned code_page = 65001);
 /// UTF-16 to UTF-8; a unit that is half of no pair becomes U+FFFD.
 std::string to_utf8(std::wstring_view text);
 
-/// The system's own text for an error code, on one line.
+/// The system's text for an error code, on one line.
 std::string system_message(unsigned long code);
+
+/// Text from outside, safe to show: a terminal obeys control characters (C0, DEL and C1), and bidirectional
+/// controls make text look like other text. Each of them becomes an escape such as "\u001B".
+std::string printable(std::string_view text);
+
+/// The same for every text in a document.
+json with_printable_text(const json& document);
 
 /// Writes UTF-8 to standard output. Throws `kvt::exceptions::error` when not all of it can be written.
 void print(std::string_view text);
@@ -69,7 +76,7 @@ struct number_name {
 /// The name; null for a number that is not in the table.
 json name_json(std::span<const number_name> names, std::uint32_t number);
 
-/// A JSON document of several lines. Bytes that are not UTF-8 are replaced.
+/// A JSON document of several lines, safe to show. Bytes that are not UTF-8 are replaced.
 std::string json_text(const json& document);
 
 /// Appends "  label    value": for an array a line per element, nothing for null, text as it is.
