@@ -55,16 +55,16 @@ public:
         return place;
     }
 
-    /// A list of `count` rows. `fill` is called for each row in turn, which is all zero before; while the
-    /// block is measured, with a row that is dropped. Rows that own nothing need not be measured:
-    /// `fill_flat_list`.
+    /// A list of `count` rows. `fill(add)` calls `add()` that many times; each returns the next row, all
+    /// zero, or a row that is dropped while the block is measured. For rows that own nothing, `fill` is not
+    /// called then.
     template <class List, class Fill>
-    void fill_list(List& list, std::size_t count, Fill fill) {
-        fill_rows<true>(list, count, fill);
+    void list(List& list, std::size_t count, Fill fill) {
+        add_rows<true>(list, count, fill);
     }
     template <class List, class Fill>
-    void fill_flat_list(List& list, std::size_t count, Fill fill) {
-        fill_rows<false>(list, count, fill);
+    void flat_list(List& list, std::size_t count, Fill fill) {
+        add_rows<false>(list, count, fill);
     }
 
     /// Makes a result: `layout(block&, Result&)` fills it, and runs twice. Throws `std::bad_alloc`.
@@ -94,21 +94,23 @@ private:
     explicit block(std::byte* base) : base_(base) {}
 
     template <bool Measured, class List, class Fill>
-    void fill_rows(List& list, std::size_t count, Fill& fill) {
+    void add_rows(List& list, std::size_t count, Fill& fill) {
         using row = std::remove_cvref_t<decltype(**list.rows)>;
         auto** table = array<const row*>(count);
-        auto* rows = array<row>(count);
+        auto* next = array<row>(count);
         list.rows = table;
         list.count = count;
         list.row_size = sizeof(row);
-        for (std::size_t i = 0; i < count && (Measured || !is_measuring()); ++i) {
-            if (is_measuring()) {
-                row scratch{};
-                fill(scratch);
-            } else {
-                table[i] = &rows[i];
-                fill(rows[i]);
+        if (is_measuring()) {
+            if constexpr (Measured) {
+                row scratch;
+                fill([&]() -> row& { return scratch = {}; });
             }
+            return;
+        }
+        fill([&]() -> row& { return *next++; });
+        for (std::size_t i = 0; i < count; ++i) {
+            table[i] = next - count + i;
         }
     }
 

@@ -44,14 +44,15 @@ std::vector<found_entry> find_entries() {
 }
 
 void lay_out(block& out, kvtip_entry_list& list, const std::vector<found_entry>& found) {
-    auto next = found.begin();
-    out.fill_list(list, found.size(), [&](kvtip_entry& row) {
-        row.module = out.text(next->table->module);
-        row.name = next->row->name;
-        row.effect = next->row->effect;
-        row.required = next->table->is_required;
-        row.state = next->state;
-        ++next;
+    out.list(list, found.size(), [&](auto add) {
+        for (const found_entry& each : found) {
+            kvtip_entry& row = add();
+            row.module = out.text(each.table->module);
+            row.name = each.row->name;
+            row.effect = each.row->effect;
+            row.required = each.table->is_required;
+            row.state = each.state;
+        }
     });
 }
 
