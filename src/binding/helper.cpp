@@ -1,7 +1,6 @@
 #include "ip/detail/helper.h"
 
 #include <bit>
-#include <cstdio>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -15,25 +14,14 @@ namespace ip::detail {
 
 namespace {
 
-/// `format` with its one `%s` replaced by `name`; empty when that fails.
-std::string formatted(const char* format, const char* name) {
-    std::string message;
-    const int length = std::snprintf(nullptr, 0, format, name);
-    if (length > 0) {
-        message.resize(static_cast<std::size_t>(length));
-        std::snprintf(message.data(), message.size() + 1, format, name);
-    }
-    return message;
-}
-
 HMODULE module_in_process(const wchar_t* name) {
     const HMODULE module = GetModuleHandleW(name);
     if (module == nullptr) {
         const DWORD code = GetLastError();
         // The wide name is read as narrow text, which ends at its first zero byte: clients know the message
         // with the module's first letter only.
-        throw kvt::exceptions::error(code,
-                                     formatted("GetModuleHandleW (%s)", reinterpret_cast<const char*>(name)));
+        const std::string shown = reinterpret_cast<const char*>(name);
+        throw kvt::exceptions::error(code, "GetModuleHandleW (" + shown + ")");
     }
     return module;
 }
@@ -43,7 +31,7 @@ Entry entry_in_process(const wchar_t* module_name, const char* name) {
     const FARPROC found = GetProcAddress(module_in_process(module_name), name);
     if (found == nullptr) {
         const DWORD code = GetLastError();
-        throw kvt::exceptions::error(code, formatted("GetProcAddress (%s)", name));
+        throw kvt::exceptions::error(code, "GetProcAddress (" + std::string(name) + ")");
     }
     return std::bit_cast<Entry>(found);
 }

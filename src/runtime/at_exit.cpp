@@ -24,7 +24,7 @@ void run_at_exit_actions(void (*report)(const impl::at_exit_action_node::action_
             try {
                 report(impl::at_exit_action_node::action_failed_exception());
             } catch (...) {
-                // Memory may be too short for a report; the other actions still run.
+                // Memory can be too short for a report. The other actions still run.
             }
         }
     }

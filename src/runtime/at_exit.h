@@ -1,6 +1,6 @@
 #pragma once
 
-// The module's at-exit list: what has to be undone when the module unloads.
+// The module's at-exit list: the actions that run when the module unloads.
 
 #include <exception>
 
@@ -12,10 +12,10 @@ namespace impl {
 
 /// One registered action.
 struct at_exit_action_node {
-    /// What becomes of an action that throws; holds the exception it threw.
+    /// Reports an action that threw; holds the exception.
     class action_failed_exception : public exceptions::fatal {
     public:
-        /// To be made while the action's exception is being handled.
+        /// Must be called while the action's exception is being handled.
         KVTIP_NOINLINE action_failed_exception()
             : fatal(KVTIP_RETURN_ADDRESS(), "kvt::main::impl::at_exit_action_node::action_failed_exception::"
                                             "action_failed_exception: atexit action throws exception!"),
@@ -37,8 +37,9 @@ struct at_exit_action_node {
 /// initialisers, which run one after another: the list has no lock.
 void at_exit(void (*action)());
 
-/// Takes the actions off the list and runs them, newest first. One that throws is handed to `report`
-/// and does not stop the others; what `report` throws is dropped. Actions registered meanwhile run too.
+/// Removes the actions from the list and runs them, newest first. An action that throws is passed to `report`
+/// and does not stop the others; an exception that `report` throws is dropped. Actions that are registered
+/// meanwhile run too.
 void run_at_exit_actions(void (*report)(const impl::at_exit_action_node::action_failed_exception&)) noexcept;
 
 } // namespace kvt::main
