@@ -24,7 +24,7 @@ bool read_options(const Options* given, Options& options) noexcept {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(given);
     std::memcpy(&options, bytes, std::min<std::size_t>(size, sizeof options));
     return size <= sizeof options ||
-           std::all_of(bytes + sizeof options, bytes + size, [](std::uint8_t byte) { return byte == 0; });
+           std::all_of(bytes + sizeof options, bytes + size, [](std::uint8_t each) { return each == 0; });
 }
 
 /// Whether options name a family that there is, or both (0).
