@@ -1,10 +1,110 @@
-// The socket calls and name services of the built DLL on the real system, by loopback.
+// The socket calls and name services of the built DLL on the real system: on the loopback, and in the lab,
+// where hosts are silent and have names.
 
-#include "real_sockets.h"
+#include "ip/ip.h"
+
+#include <gtest/gtest.h>
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <set>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
+using ip::winsock2;
 
 namespace {
 
-/// Binds a socket to a free port; returns where.
+/// Starts the socket library for each test.
+class Sockets : public testing::Test {
+protected:
+    void SetUp() override {
+        WSADATA data{};
+        ASSERT_EQ(library.start(data), 0u);
+    }
+
+    winsock2 library;
+};
+
+/// A socket that is closed when the test ends.
+struct test_socket : ip::socket {
+    test_socket() = default;
+    test_socket(int type, std::uint16_t family, unsigned long flags = 0, bool dual_stack = false) {
+        EXPECT_EQ(winsock2::socket(*this, type, 0, family, nullptr, 0, flags, dual_stack), 0u);
+    }
+    ~test_socket() { winsock2::closesocket(*this); }
+    test_socket(const test_socket&) = delete;
+    test_socket& operator=(const test_socket&) = delete;
+};
+
+template <class Char>
+std::basic_string<Char> text(const char* ascii) {
+    return {ascii, ascii + std::strlen(ascii)};
+}
+
+ip::saddr endpoint(const ip::addr& address, std::uint16_t port = 0) {
+    ip::saddr result{address.family, std::rotl(port, 8), {}, {}, 0};
+    const bool is_ipv4 = address.family == ip::family_ipv4;
+    std::memcpy(is_ipv4 ? result.address4 : result.address6, address.address, is_ipv4 ? 4 : 16);
+    return result;
+}
+
+ip::saddr endpoint(const char* address, std::uint16_t port = 0) {
+    ip::addr parsed;
+    EXPECT_EQ(winsock2::address_from_string(parsed, address), 0u) << address;
+    return endpoint(parsed, port);
+}
+
+constexpr int numeric = NI_NUMERICHOST | NI_NUMERICSERV;
+
+/// The address and the port in numbers; the address is empty if there is none.
+std::string numbers(const ip::saddr& address) {
+    std::string host;
+    std::string port;
+    winsock2::getnameinfo(address, &host, &port, numeric);
+    return host + " " + port;
+}
+
+std::string numbers(const ip::addr& address) {
+    const std::string with_port = numbers(endpoint(address));
+    return with_port.substr(0, with_port.find(' '));
+}
+
+unsigned long connect(const ip::socket& s, const ip::saddr& address, timeval timeout = {10, 0}) {
+    return winsock2::connect(s, address, &timeout);
+}
+
+/// Waits until the socket is ready to be read, or to be written.
+bool is_ready(const ip::socket& s, bool write = false, timeval timeout = {10, 0}) {
+    fd_set set{1, {s.handle}};
+    return winsock2::select(write ? nullptr : &set, write ? &set : nullptr, nullptr, &timeout) == 1 &&
+           set.fd_count == 1 && set.fd_array[0] == s.handle;
+}
+
+std::string receive(const ip::socket& s) {
+    char buffer[64];
+    const int length = is_ready(s) ? winsock2::recv(s, buffer, sizeof buffer) : -1;
+    return length < 0 ? "failed" : std::string(buffer, static_cast<std::size_t>(length));
+}
+
+/// For a connected socket with `WSA_FLAG_OVERLAPPED` that receives nothing: `recv` waits until its time-out.
+/// On a non-blocking socket it would return at once, with 10035.
+void expect_blocking(const ip::socket& s) {
+    const DWORD wait = 200;
+    const char* value = reinterpret_cast<const char*>(&wait);
+    EXPECT_EQ(winsock2::setsockopt(s, SOL_SOCKET, SO_RCVTIMEO, value, sizeof wait), 0u);
+    char buffer[1];
+    EXPECT_EQ(winsock2::recv(s, buffer, sizeof buffer), SOCKET_ERROR);
+    EXPECT_EQ(winsock2::getlasterror(), 10060u);
+}
+
+/// Binds a socket to a free port; returns its local address.
 ip::saddr bind(const ip::socket& s, const char* address) {
     EXPECT_EQ(winsock2::bind(s, endpoint(address)), 0u);
     ip::saddr bound;
@@ -18,11 +118,24 @@ ip::saddr listen(const ip::socket& s, const char* address) {
     return bound;
 }
 
-class Loopback : public each_family {
+class Loopback : public Sockets, public testing::WithParamInterface<std::uint16_t> {
 protected:
+    const std::uint16_t family = GetParam();
+    const bool is_ipv4 = family == ip::family_ipv4;
     const char* const loopback = is_ipv4 ? "127.0.0.1" : "::1";
 };
-FOR_EACH_FAMILY(Loopback);
+INSTANTIATE_TEST_SUITE_P(, Loopback, testing::Values(ip::family_ipv4, ip::family_ipv6),
+                         testing::PrintToStringParamName());
+
+/// How often this process owns a connection or endpoint at a local address.
+std::ptrdiff_t owned(const ip::saddr& local, std::uint32_t protocol, std::uint32_t state) {
+    std::vector<ip::hlpapi::_SIpConnection> found;
+    EXPECT_EQ(ip::hlpapi::getConnections(found, 0, local.family, 0), 0u);
+    return std::ranges::count_if(found, [&](const auto& one) {
+        return numbers(one.local) == numbers(local) && one.protocol == protocol && one.state == state &&
+               one.pid == GetCurrentProcessId();
+    });
+}
 
 TEST_P(Loopback, ConnectionCarriesDataUntilItIsClosed) {
     test_socket listener(SOCK_STREAM, family);
@@ -37,11 +150,11 @@ TEST_P(Loopback, ConnectionCarriesDataUntilItIsClosed) {
     ASSERT_EQ(winsock2::accept(listener, served, peer), 0u);
     EXPECT_EQ(numbers(peer), loopback);
 
-    ip::saddr own;
-    ip::saddr other;
-    EXPECT_EQ(winsock2::getsockname(client, own), 0u);
-    EXPECT_EQ(winsock2::getpeername(served, other), 0u);
-    EXPECT_EQ(numbers(own), numbers(other));
+    ip::saddr local;
+    ip::saddr remote;
+    EXPECT_EQ(winsock2::getsockname(client, local), 0u);
+    EXPECT_EQ(winsock2::getpeername(served, remote), 0u);
+    EXPECT_EQ(numbers(local), numbers(remote));
 
     EXPECT_EQ(winsock2::send(client, "question", 8), 8);
     unsigned long waiting = 0;
@@ -49,6 +162,9 @@ TEST_P(Loopback, ConnectionCarriesDataUntilItIsClosed) {
     EXPECT_EQ(winsock2::ioctlsocket(served, FIONREAD, &waiting), 0u);
     EXPECT_EQ(waiting, 8u);
     EXPECT_EQ(receive(served), "question");
+    if (is_ipv4) { // Wine does not know who owns an IPv6 connection, nor any socket before its first transfer
+        EXPECT_EQ(owned(local, IPPROTO_TCP, ip::tcp_state_established), 1);
+    }
     EXPECT_EQ(winsock2::shutdown(client, 1), 0u);
     EXPECT_EQ(receive(served), "");
 
@@ -60,14 +176,14 @@ TEST_P(Loopback, ConnectionCarriesDataUntilItIsClosed) {
     EXPECT_EQ(winsock2::connect(test_socket(SOCK_STREAM, family), server), 10061u);
 }
 
-TEST_P(Loopback, DatagramMakesItsReceiverReadyAndTellsItsSender) {
+TEST_P(Loopback, DatagramMakesItsReceiverReadyAndHasASender) {
     const test_socket sender(SOCK_DGRAM, family);
     const test_socket receiver(SOCK_DGRAM, family);
     const ip::saddr source = bind(sender, loopback);
     const ip::saddr target = bind(receiver, loopback);
     pollfd polled[] = {{sender.handle, POLLRDNORM, 0}, {receiver.handle, POLLRDNORM, 0}};
     EXPECT_EQ(winsock2::poll(polled, 2, 0), 0);
-    EXPECT_FALSE(is_ready(receiver, false, 0ms));
+    EXPECT_FALSE(is_ready(receiver, false, {0, 0}));
     EXPECT_TRUE(is_ready(receiver, true));
 
     EXPECT_EQ(winsock2::sendto(sender, "question", 8, target), 8);
@@ -80,6 +196,7 @@ TEST_P(Loopback, DatagramMakesItsReceiverReadyAndTellsItsSender) {
     EXPECT_EQ(winsock2::recvfrom(receiver, buffer, sizeof buffer, from), 8);
     EXPECT_EQ(std::string(buffer, 8), "question");
     EXPECT_EQ(numbers(from), numbers(source));
+    EXPECT_EQ(owned(source, IPPROTO_UDP, 0), 1);
 }
 
 TEST_P(Loopback, DualStackServesBothFamilies) {
@@ -102,9 +219,16 @@ TEST_P(Loopback, DualStackServesBothFamilies) {
     }
 }
 
-TYPED_TEST_SUITE(each_width, widths, );
+/// Once for each width of text.
+template <class Char>
+class LoopbackNames : public Sockets {};
+template <class Char>
+class LabNames : public Sockets {};
+using widths = testing::Types<char, wchar_t>;
+TYPED_TEST_SUITE(LoopbackNames, widths, );
+TYPED_TEST_SUITE(LabNames, widths, );
 
-TYPED_TEST(each_width, NamesAndTextsLeadToTheLoopback) {
+TYPED_TEST(LoopbackNames, NamesAndTextsLeadToTheLoopback) {
     std::vector<ip::addr> found;
     EXPECT_EQ(winsock2::getaddrinfo(text<TypeParam>("localhost").c_str(), found), 0u);
     EXPECT_FALSE(found.empty());
@@ -123,9 +247,128 @@ TYPED_TEST(each_width, NamesAndTextsLeadToTheLoopback) {
         winsock2::address_to_string(host, loopback);
         EXPECT_FALSE(host.empty());
     }
-    TypeParam own[256] = {};
-    EXPECT_EQ(winsock2::gethostname(own, 256), 0u);
-    EXPECT_NE(*own, 0);
+    TypeParam name[256] = {};
+    EXPECT_EQ(winsock2::gethostname(name, 256), 0u);
+    EXPECT_NE(*name, 0);
+}
+
+using Lab = Sockets;
+
+std::string echoed(const ip::socket& s) {
+    EXPECT_EQ(winsock2::send(s, "across the lab", 14), 14);
+    return receive(s);
+}
+
+TEST_F(Lab, SocketBlocksAfterTheTimeOutAndGoesOnConnecting) {
+    const test_socket s(SOCK_STREAM, ip::family_ipv4, WSA_FLAG_OVERLAPPED);
+    const ip::saddr server = endpoint("198.51.100.1", 84); // no other test here connects to this address
+    ASSERT_EQ(connect(s, server, {0, 200'000}), 1460u);
+    ASSERT_TRUE(is_ready(s, true)); // the system has tried again
+    expect_blocking(s);
+    EXPECT_EQ(echoed(s), "across the lab");
+    ip::saddr local;
+    EXPECT_EQ(winsock2::getsockname(s, local), 0u);
+    unsigned long pid = 0;
+    EXPECT_EQ(ip::hlpapi::findPid(IPPROTO_TCP, local, server, pid), 0u);
+    EXPECT_EQ(pid, GetCurrentProcessId());
+}
+
+using texts = std::set<std::string>;
+
+texts all_numbers(const std::vector<ip::addr>& addresses) {
+    texts result;
+    for (const ip::addr& address : addresses) {
+        result.insert(numbers(address));
+    }
+    return result;
+}
+
+TYPED_TEST(LabNames, NamesLeadToTheAddressesOfTheFamilyAskedFor) {
+    constexpr bool wide = std::is_same_v<TypeParam, wchar_t>;
+    constexpr int no_hints = -1;
+    const texts www4{"198.51.100.10"};
+    const texts www6{"2001:db8:1::10"};
+    const texts www{"198.51.100.10", "2001:db8:1::10"};
+    const std::tuple<const char*, int, texts> cases[] = {
+        {"chain.lab.test", no_hints, wide ? www : www4},
+        {"v4.lab.test", no_hints, {"198.51.100.11"}},
+        {"v6.lab.test", no_hints, {"2001:db8:1::12"}},
+        {"text.lab.test", no_hints, {}},
+        {"nobody.lab.test", no_hints, {}},
+        {"www.lab.test", AF_UNSPEC, www},
+        {"www.lab.test", AF_INET, www4},
+        {"www.lab.test", AF_INET6, www6},
+        {"v4.lab.test", AF_INET6, {}}, // no second lookup for a family that the caller chose
+    };
+    for (const auto& [ascii, family, expected] : cases) {
+        SCOPED_TRACE(testing::Message() << ascii << ", family " << family);
+        const auto name = text<TypeParam>(ascii);
+        std::conditional_t<wide, addrinfoW, addrinfo> hints{};
+        hints.ai_family = family;
+        std::vector<ip::addr> found(1);
+        const unsigned long code = winsock2::getaddrinfo(name.c_str(), found, text<TypeParam>("7").c_str(),
+                                                         family == no_hints ? nullptr : &hints);
+        EXPECT_TRUE(expected.empty() ? code == 11001 || code == 11004 : code == 0) << code;
+        EXPECT_EQ(all_numbers(found), expected);
+        if (family == no_hints) {
+            ip::addr read;
+            EXPECT_EQ(winsock2::address_from_string(read, name.c_str()), code);
+            EXPECT_EQ(numbers(read), found.empty() ? "" : numbers(found.front()));
+        }
+    }
+}
+
+TYPED_TEST(LabNames, AddressesHaveNames) {
+    const std::tuple<const char*, const char*> cases[] = {{"198.51.100.10", "www.lab.test"},
+                                                          {"2001:db8:1::12", "v6.lab.test"},
+                                                          {"198.51.100.99", nullptr},
+                                                          {"2001:db8:1::99", nullptr}};
+    for (const auto& [address, name] : cases) {
+        SCOPED_TRACE(address);
+        auto host = text<TypeParam>("untouched");
+        SetLastError(WSAHOST_NOT_FOUND); // Wine leaves the last error as it is
+        EXPECT_EQ(winsock2::getnameinfo(endpoint(address), &host, nullptr, NI_NAMEREQD),
+                  name == nullptr ? 11001u : 0u);
+        EXPECT_EQ(host, text<TypeParam>(name == nullptr ? "untouched" : name));
+
+        ip::addr value;
+        EXPECT_EQ(winsock2::address_from_string(value, address), 0u);
+        winsock2::address_to_string(host, value);
+        EXPECT_EQ(host, text<TypeParam>(name == nullptr ? address : name));
+    }
+}
+
+TYPED_TEST(LabNames, NamesAreConnectedTo) {
+    const auto port = text<TypeParam>("7");
+    for (const auto& [name, address] :
+         {std::pair("v4.lab.test", "198.51.100.11"), {"v6.lab.test", "2001:db8:1::12"}}) {
+        const test_socket s(SOCK_STREAM, endpoint(address).family);
+        ip::addr remote;
+        EXPECT_EQ(winsock2::connectbyname(s, text<TypeParam>(name).c_str(), port.c_str(), nullptr, &remote,
+                                          nullptr),
+                  0u);
+        EXPECT_EQ(numbers(remote), address);
+        EXPECT_EQ(echoed(s), "across the lab");
+    }
+}
+
+TYPED_TEST(LabNames, DnsHasAddressesAndNames) {
+    ip::dnsapi dns;
+    ASSERT_EQ(dns.init(), 0u);
+    const std::tuple<const char*, std::uint16_t, unsigned long, texts> rows[] = {
+        {"www.lab.test", ip::family_none, 0, {"198.51.100.10", "2001:db8:1::10"}},
+        {"nobody.lab.test", ip::family_none, 9003, {}}};
+    for (const auto& [name, family, code, expected] : rows) {
+        SCOPED_TRACE(name);
+        std::vector<ip::addr> found;
+        EXPECT_EQ(dns.addresses_from_name(text<TypeParam>(name).c_str(), found, family), code);
+        EXPECT_EQ(all_numbers(found), expected);
+    }
+    std::vector<std::basic_string<TypeParam>> names;
+    EXPECT_EQ(dns.names_from_address({ip::family_ipv4, {198, 51, 100, 10}}, names), 0u);
+    EXPECT_EQ(dns.names_from_address({ip::family_ipv4, {198, 51, 100, 99}}, names), 9003u);
+    EXPECT_EQ(names, std::vector{text<TypeParam>("www.lab.test")});
+    EXPECT_EQ(dns.free(), 0u);
 }
 
 } // namespace
