@@ -86,6 +86,16 @@ public:
         return whole;
     }
 
+    /// Makes a result that is text alone. Throws `std::bad_alloc`.
+    static const char* make_text(std::wstring_view wide) {
+        auto* text = static_cast<char*>(std::malloc(utf8_size(wide) + 1));
+        if (text == nullptr) {
+            throw std::bad_alloc();
+        }
+        *write_utf8(wide, text) = 0;
+        return text;
+    }
+
 private:
     struct freer {
         void operator()(std::byte* memory) const noexcept { std::free(memory); }

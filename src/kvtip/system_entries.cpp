@@ -13,17 +13,23 @@ namespace {
 
 constexpr const char* no_process_names = "The names of processes are not known.";
 
+constexpr const char* system_time = "Waits follow the system's time, also when it is changed.";
+
 constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, CreateToolhelp32Snapshot, no_process_names),
     KVTIP_ENTRY(system_entries, Process32FirstW, no_process_names),
     KVTIP_ENTRY(system_entries, Process32NextW, no_process_names),
     KVTIP_ENTRY(system_entries, CloseHandle, no_process_names),
     KVTIP_ENTRY(system_entries, FormatMessageW, "Only the codes that the library knows have a sentence."),
+    KVTIP_ENTRY(system_entries, SetHandleInformation, "Child processes inherit connected sockets."),
+    KVTIP_ENTRY(system_entries, QueryPerformanceCounter, system_time),
+    KVTIP_ENTRY(system_entries, QueryPerformanceFrequency, system_time),
 };
 
 constexpr entry iphlpapi_entries[] = {
     KVTIP_ENTRY(system_entries, GetBestRoute2,
                 "Routes to IPv6 hosts are not known (120; 10022 from the classes)."),
+    KVTIP_ENTRY(system_entries, IcmpSendEcho2Ex, "A ping over IPv4 cannot choose its source address (120)."),
 };
 
 constexpr entry winsock_entries[] = {
@@ -63,6 +69,14 @@ void system_entries::unload() {
             module.unload();
         }
     }
+}
+
+entries_load::entries_load() {
+    entries().load();
+}
+
+entries_load::~entries_load() {
+    entries().unload();
 }
 
 std::span<const entry_table> system_tables() {

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+#include <icmpapi.h>
 #include <tlhelp32.h>
 
 #include "binding/entry_table.h"
@@ -29,9 +30,16 @@ struct system_entries {
     decltype(&::Process32NextW) Process32NextW = nullptr;
     decltype(&::CloseHandle) CloseHandle = nullptr;
     decltype(&::FormatMessageW) FormatMessageW = nullptr;
+    decltype(&::SetHandleInformation) SetHandleInformation = nullptr;
+    decltype(&::QueryPerformanceCounter) QueryPerformanceCounter = nullptr;
+    decltype(&::QueryPerformanceFrequency) QueryPerformanceFrequency = nullptr;
 
     // Iphlpapi
     decltype(&::GetBestRoute2) GetBestRoute2 = nullptr;
+    /// Not all platform headers declare it.
+    DWORD(WINAPI* IcmpSendEcho2Ex)
+    (HANDLE handle, HANDLE event, void* routine, void* context, IPAddr source, IPAddr destination, void* data,
+     WORD size, IP_OPTION_INFORMATION* options, void* answer, DWORD room, DWORD timeout) = nullptr;
 
     // Ws2_32
     decltype(&::GetHostNameW) GetHostNameW = nullptr;
@@ -43,6 +51,15 @@ private:
     critical_section lock_;
     std::uint32_t load_count_ = 0;
     module_handle modules_[3];
+};
+
+/// A load for as long as this object lives.
+class entries_load {
+public:
+    entries_load();
+    ~entries_load();
+    entries_load(const entries_load&) = delete;
+    entries_load& operator=(const entries_load&) = delete;
 };
 
 std::span<const ip::detail::entry_table> system_tables();

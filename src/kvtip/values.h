@@ -36,6 +36,12 @@ constexpr bool may_have_scope(const std::uint8_t* bytes) {
                             : bytes[0] == 0xFF && ((bytes[1] & 0x0F) == 1 || (bytes[1] & 0x0F) == 2);
 }
 
+/// Whether an IPv6 address stands for an IPv4 one: ::ffff:0:0/96.
+inline bool is_ipv4_mapped(const kvtip_address& address) {
+    constexpr std::uint8_t prefix[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
+    return address.family == 6 && std::equal(std::begin(prefix), std::end(prefix), address.bytes);
+}
+
 inline kvtip_address ipv4_address(const void* bytes) {
     kvtip_address result{};
     result.family = 4;

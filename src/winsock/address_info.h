@@ -22,6 +22,16 @@ public:
     address_info_list(const address_info_list&) = delete;
     address_info_list& operator=(const address_info_list&) = delete;
 
+    /// Passes each node as a copy, since not every system aligns them.
+    template <class Visitor>
+    void for_each(Visitor visit) const {
+        node each;
+        for (const void* next = first_; next != nullptr; next = each.ai_next) {
+            std::memcpy(&each, next, sizeof each);
+            visit(each);
+        }
+    }
+
     /// Entries without an address are skipped.
     void append_to(std::vector<addr>& out) const {
         std::size_t count = 0;
@@ -35,16 +45,6 @@ public:
     }
 
 private:
-    /// Passes each node as a copy, since not every system aligns them.
-    template <class Visitor>
-    void for_each(Visitor visit) const {
-        node each;
-        for (const void* next = first_; next != nullptr; next = each.ai_next) {
-            std::memcpy(&each, next, sizeof each);
-            visit(each);
-        }
-    }
-
     node* first_;
 };
 
