@@ -165,7 +165,7 @@ std::uint32_t ping(const kvtip_address& target, const kvtip_ping_options& option
         return ping_ipv4(target.bytes, options, result);
     }
     const std::uint32_t code = ping_ipv6(target, options, result);
-    return lacks_ipv6(code) && is_ipv4_mapped(target) && options.source.family == 0
+    return lacks_ipv6(code) && kvtip::address(target).is_mapped() && options.source.family == 0
                ? ping_ipv4(target.bytes + 12, options, result)
                : code;
 }

@@ -9,6 +9,7 @@
 #include <iterator>
 
 #include "ip/address.h"
+#include "kvtip/address.hpp"
 #include "kvtip/kvtip.h"
 
 namespace kvtip::library {
@@ -29,19 +30,6 @@ constexpr std::uint16_t to_system_family(std::uint32_t family) {
     return family == 4 ? ip::family_ipv4 : family == 6 ? ip::family_ipv6 : ip::family_none;
 }
 
-/// Whether IPv6 addresses that begin so need a scope to be complete: fe80::/10, fec0::/10, multicast of scope
-/// 1 or 2.
-constexpr bool may_have_scope(const std::uint8_t* bytes) {
-    return bytes[0] == 0xFE ? bytes[1] >= 0x80
-                            : bytes[0] == 0xFF && ((bytes[1] & 0x0F) == 1 || (bytes[1] & 0x0F) == 2);
-}
-
-/// Whether an IPv6 address stands for an IPv4 one: ::ffff:0:0/96.
-inline bool is_ipv4_mapped(const kvtip_address& address) {
-    constexpr std::uint8_t prefix[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
-    return address.family == 6 && std::equal(std::begin(prefix), std::end(prefix), address.bytes);
-}
-
 inline kvtip_address ipv4_address(const void* bytes) {
     kvtip_address result{};
     result.family = 4;
@@ -54,7 +42,7 @@ inline kvtip_address ipv6_address(const void* bytes, std::uint32_t scope = 0) {
     kvtip_address result{};
     result.family = 6;
     std::memcpy(result.bytes, bytes, 16);
-    result.scope = may_have_scope(result.bytes) ? scope : 0;
+    result.scope = kvtip::detail::may_have_scope(result) ? scope : 0;
     return result;
 }
 
@@ -94,12 +82,25 @@ inline bool is_valid(const kvtip_address& address) {
     const auto is_zero = [](std::uint8_t byte) { return byte == 0; };
     return (address.family == 0 || address.family == 4 || address.family == 6) &&
            std::all_of(std::begin(address.reserved), std::end(address.reserved), is_zero) &&
-           (address.scope == 0 || (address.family == 6 && may_have_scope(address.bytes))) &&
+           (address.scope == 0 || kvtip::detail::may_have_scope(address)) &&
            std::all_of(address.bytes + size_of_family(address.family), std::end(address.bytes), is_zero);
 }
 
 inline bool is_valid(const kvtip_endpoint& endpoint) {
     return is_valid(endpoint.address) && endpoint.reserved == 0;
+}
+
+inline bool is_valid(const kvtip_network& network) {
+    return is_valid(network.address) && network.address.scope == 0 &&
+           std::count(std::begin(network.reserved), std::end(network.reserved), 0) == 3 &&
+           kvtip::network::of(kvtip::address(network.address), network.prefix_length)
+                   .native()
+                   .address.family == network.address.family;
+}
+
+inline bool is_valid(const kvtip_mac& mac) {
+    return mac.length <= sizeof mac.bytes &&
+           std::count(std::begin(mac.reserved), std::end(mac.reserved), 0) == 3;
 }
 
 } // namespace kvtip::library
