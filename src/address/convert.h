@@ -28,6 +28,12 @@ constexpr std::size_t address_size(std::uint16_t family) {
     return family == family_ipv4 ? ipv4_size : family == family_ipv6 ? ipv6_size : 0;
 }
 
+/// Whether two socket addresses have the same family and address. Ports do not count.
+inline bool is_same_address(const saddr& one, const saddr& other) {
+    return one.family == other.family &&
+           std::memcmp(address_of(one), address_of(other), address_size(one.family)) == 0;
+}
+
 /// The length that a system call takes with a socket address. It is 0 for any other family, so that the call
 /// fails with an error code of the system.
 constexpr int length_of(const saddr& socket_address) {
