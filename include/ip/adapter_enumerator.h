@@ -147,7 +147,8 @@ public:
 
     /// Finds how this host reaches `destination`. Finds the adapter like `find_best`, with its result, last
     /// error and exceptions, and looks for a remote-access connection that has an IPv4 address of that
-    /// adapter (`RasEnumConnectionsW` and `RasGetProjectionInfoW` of `rasapi32.dll`, loaded for the call).
+    /// adapter (`RasEnumConnectionsW` and `RasGetProjectionInfoW` of `rasapi32.dll`, loaded for the call from
+    /// the system folder).
     /// Where that library is missing or fails, the profile is reported as not dial-up. On failure only
     /// `profile.adapter` is touched.
     ///
@@ -163,6 +164,11 @@ public:
     KVTIP_API static bool retrievednsservers(std::string& servers);
 
 private:
+    // These report no device identifiers, and so do not look for them.
+    friend KVTIP_API unsigned long localaddresses(std::vector<addr>&, unsigned short);
+    friend class lib;
+    bool find_first_without_ids(_SFindAdapter& adapter, std::uint32_t family);
+
     KVTIP_API bool fill_adapter(_SFindAdapter& adapter);
 
     unsigned long get_adapters_addresses(std::uint32_t family, std::uint32_t flags);

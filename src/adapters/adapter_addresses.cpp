@@ -6,6 +6,7 @@
 #include <ctime>
 #include <iterator>
 
+#include "adapters/adapter_fields.h"
 #include "address/convert.h"
 #include "address/encoding.h"
 #include "address/ipv4_mapped.h"
@@ -14,32 +15,34 @@ namespace ip::detail {
 
 namespace {
 
-// An entry is as long as its `Length` says: newer members are there only when it reaches past their
-// beginning. The build fixes the headers at a version that has them all.
+// An entry is as long as its `Length` says: it has a newer member only if it is longer than that member's
+// offset. The build selects a version of the headers that declares all members.
 static_assert(offsetof(IP_ADAPTER_ADDRESSES, FirstDnsServerAddress) == 48);
 static_assert(offsetof(IP_ADAPTER_ADDRESSES, FirstGatewayAddress) == 208);
 static_assert(offsetof(IP_ADAPTER_ADDRESSES, Dhcpv4Server) == 232);
 static_assert(offsetof(IP_ADAPTER_ADDRESSES, Dhcpv6Server) == 280);
 static_assert(offsetof(IP_ADAPTER_UNICAST_ADDRESS, OnLinkPrefixLength) == 56);
 
-/// The system's socket address, as long as its family makes it; empty for null and other families.
-saddr copy_of(const SOCKET_ADDRESS& address) {
-    saddr result;
-    if (address.lpSockaddr != nullptr) {
-        result.family = address.lpSockaddr->sa_family;
-        result = from_sockaddr(address.lpSockaddr, static_cast<std::size_t>(length_of(result)));
-    }
-    return result;
+/// The first `most` bytes of a socket address that the system has listed, or fewer if it is shorter.
+saddr copy_of(const SOCKET_ADDRESS& address, int most = sizeof(saddr)) {
+    return from_sockaddr(address.lpSockaddr,
+                         static_cast<std::size_t>(std::clamp(address.iSockaddrLength, 0, most)));
 }
 
-/// Appends the socket addresses of a linked list, of whatever family and as long as the system says;
-/// nodes without one are passed over.
+/// The IPv4 or IPv6 socket address; empty if there is none or it has another family.
+saddr ip_copy_of(const SOCKET_ADDRESS& address) {
+    if (address.lpSockaddr == nullptr) {
+        return {};
+    }
+    return copy_of(address, length_of(copy_of(address, sizeof address.lpSockaddr->sa_family)));
+}
+
+/// Appends the socket addresses of a linked list, whatever their family, and skips nodes without one.
 template <class Node>
 void append(std::vector<saddr>& addresses, const Node* first) {
     for (const Node* node = first; node != nullptr; node = node->Next) {
         if (node->Address.lpSockaddr != nullptr) {
-            const int length = std::max(node->Address.iSockaddrLength, 0);
-            addresses.push_back(from_sockaddr(node->Address.lpSockaddr, static_cast<std::size_t>(length)));
+            addresses.push_back(copy_of(node->Address));
         }
     }
 }
@@ -70,7 +73,7 @@ saddr dhcpv6_server(const saddr& server) {
     return result;
 }
 
-void fill_dhcp(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry) {
+void copy_dhcp(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry) {
     adapter.dhcp_enabled = (entry.Flags & IP_ADAPTER_DHCP_ENABLED) != 0;
     adapter.dhcp_server = {};
     adapter.dhcpv6_server = {};
@@ -78,14 +81,14 @@ void fill_dhcp(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry) {
         return;
     }
     if (entry.Length > offsetof(IP_ADAPTER_ADDRESSES, Dhcpv4Server)) {
-        adapter.dhcp_server = dhcp_server(copy_of(entry.Dhcpv4Server));
+        adapter.dhcp_server = dhcp_server(ip_copy_of(entry.Dhcpv4Server));
     }
     if (entry.Length > offsetof(IP_ADAPTER_ADDRESSES, Dhcpv6Server)) {
-        adapter.dhcpv6_server = dhcpv6_server(copy_of(entry.Dhcpv6Server));
+        adapter.dhcpv6_server = dhcpv6_server(ip_copy_of(entry.Dhcpv6Server));
     }
 }
 
-void fill_name(_SFindAdapter& adapter, const char* name, const device_id_map& device_ids) {
+void copy_name(_SFindAdapter& adapter, const char* name, const device_id_map& device_ids) {
     adapter.name.clear();
     adapter.device_instance_id.clear();
     if (name == nullptr) {
@@ -98,8 +101,8 @@ void fill_name(_SFindAdapter& adapter, const char* name, const device_id_map& de
     }
 }
 
-/// The first `length` bits of an address of `family`; family 0 when it has not that many.
-void fill_prefix_mask(addr& mask, std::uint16_t family, std::size_t length) {
+/// The mask of the first `length` bits; family 0 if an address of `family` does not have that many.
+void set_prefix_mask(addr& mask, std::uint16_t family, std::size_t length) {
     const std::size_t size = address_size(family);
     if (length > size * 8) {
         mask.family = family_none;
@@ -113,7 +116,7 @@ void fill_prefix_mask(addr& mask, std::uint16_t family, std::size_t length) {
     }
 }
 
-void fill_lease(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS& entry) {
+void set_lease(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS& entry) {
     constexpr ULONG infinite = 0xFFFFFFFF;
     if (entry.ValidLifetime == infinite) {
         return;
@@ -132,17 +135,17 @@ void append_dns_servers(std::vector<saddr>& servers, const IP_ADAPTER_ADDRESSES&
     }
 }
 
-void fill(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry, const device_id_map& device_ids) {
+void fill_record(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry, const device_id_map& device_ids) {
     adapter.index = entry.IfIndex;
     adapter.ipv6_index = entry.Ipv6IfIndex;
     adapter.type = entry.IfType;
     adapter.oper_status = static_cast<std::uint32_t>(entry.OperStatus);
-    fill_hw_address<offsetof(IP_ADAPTER_ADDRESSES, PhysicalAddress)>(adapter, entry,
+    copy_hw_address<offsetof(IP_ADAPTER_ADDRESSES, PhysicalAddress)>(adapter, entry,
                                                                      entry.PhysicalAddressLength);
-    fill_name(adapter, entry.AdapterName, device_ids);
+    copy_name(adapter, entry.AdapterName, device_ids);
     adapter.description = text_or_empty(entry.Description);
     adapter.friendly_name = text_or_empty(entry.FriendlyName);
-    fill_dhcp(adapter, entry);
+    copy_dhcp(adapter, entry);
     adapter.ipv4_metric = entry.Ipv4Metric;
     adapter.ipv6_metric = entry.Ipv6Metric;
     if (entry.Length > offsetof(IP_ADAPTER_ADDRESSES, FirstGatewayAddress)) {
@@ -150,24 +153,24 @@ void fill(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry, const devic
     }
     append_dns_servers(adapter.dns_servers, entry);
     adapter.dns_suffix = text_or_empty(entry.DnsSuffix);
-    // A length beyond what an entry can hold counts as all of that.
+    // Of a longer identifier, only what an entry can hold is copied.
     const std::size_t duid_length =
         std::min<std::size_t>(entry.Dhcpv6ClientDuidLength, std::size(entry.Dhcpv6ClientDuid));
     adapter.dhcpv6_duid.assign(entry.Dhcpv6ClientDuid, entry.Dhcpv6ClientDuid + duid_length);
-    // An adapter without IAID leaves the one of an earlier adapter in a record that is used again.
+    // If the adapter has no IAID, a record that is used again keeps that of an earlier adapter.
     if (entry.Dhcpv6Iaid != 0) {
         adapter.dhcpv6_iaid = entry.Dhcpv6Iaid;
     }
 }
 
-void fill(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS& entry) {
-    fill_lease(address, entry);
-    to_addr(copy_of(entry.Address), address.address);
+void fill_record(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS& entry) {
+    set_lease(address, entry);
+    to_addr(ip_copy_of(entry.Address), address.address);
     if (entry.Length <= offsetof(IP_ADAPTER_UNICAST_ADDRESS, OnLinkPrefixLength) ||
         entry.Address.lpSockaddr == nullptr) {
         address.mask.family = family_none;
-    } else if (address.address.family != family_none) { // else the mask stays as it was
-        fill_prefix_mask(address.mask, address.address.family, entry.OnLinkPrefixLength);
+    } else if (address.address.family != family_none) { // otherwise the mask stays as it was
+        set_prefix_mask(address.mask, address.address.family, entry.OnLinkPrefixLength);
     }
 }
 

@@ -28,12 +28,16 @@ void adapter_enumerator::load_device_ids() {
 }
 
 bool adapter_enumerator::find_first(_SFindAdapter& adapter, std::uint32_t family) {
+    load_device_ids();
+    return find_first_without_ids(adapter, family);
+}
+
+bool adapter_enumerator::find_first_without_ids(_SFindAdapter& adapter, std::uint32_t family) {
     addresses_cursor = nullptr;
     unicast_cursor = nullptr;
     info_cursor = nullptr;
     info_addr_cursor = nullptr;
     use_info = false;
-    load_device_ids();
 
     const detail::helper& helper = detail::the_helper();
     if (helper.iphlpapi.GetAdaptersAddresses != nullptr) {
@@ -64,13 +68,13 @@ bool adapter_enumerator::fill_adapter(_SFindAdapter& adapter) {
         adapter.dns_servers.clear();
         adapter.dhcpv6_duid.clear();
         if (addresses_cursor != nullptr && detail::the_helper().is_version_6_or_later()) {
-            detail::fill(adapter, *addresses_cursor, device_ids);
+            detail::fill_record(adapter, *addresses_cursor, device_ids);
             unicast_cursor = addresses_cursor->FirstUnicastAddress;
             addresses_cursor = addresses_cursor->Next;
             return true;
         }
         if (info_cursor != nullptr) {
-            detail::fill(adapter, *info_cursor, addresses_cursor);
+            detail::fill_record(adapter, *info_cursor, addresses_cursor);
             info_addr_cursor = &info_cursor->IpAddressList;
             info_cursor = info_cursor->Next;
             return true;
@@ -86,12 +90,12 @@ bool adapter_enumerator::find_next_addr(_SFindAddress& address) {
     address.lease_obtained = 0;
     address.lease_expires = 0;
     if (unicast_cursor != nullptr) {
-        detail::fill(address, *unicast_cursor);
+        detail::fill_record(address, *unicast_cursor);
         unicast_cursor = unicast_cursor->Next;
         return true;
     }
     if (info_addr_cursor != nullptr) {
-        detail::fill(address, *info_addr_cursor);
+        detail::fill_record(address, *info_addr_cursor);
         info_addr_cursor = info_addr_cursor->Next;
         return true;
     }

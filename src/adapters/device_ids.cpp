@@ -6,6 +6,8 @@
 #include <utility>
 #include <windows.h>
 
+#include "binding/system_list.h"
+
 namespace ip::detail {
 
 namespace {
@@ -15,7 +17,7 @@ constexpr const wchar_t* class_keys[] = {
     L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e96d-e325-11ce-bfc1-08002be10318}", // modems
 };
 
-/// A registry key opened for reading; none when it cannot be opened.
+/// A registry key opened for reading; false if it cannot be opened.
 class registry_key {
 public:
     registry_key(HKEY parent, const wchar_t* path) {
@@ -38,15 +40,15 @@ private:
     HKEY key_ = nullptr;
 };
 
-/// `text` with its environment variables filled in.
-std::optional<std::wstring> expanded(const std::wstring& text) {
+/// `text` with its environment variables replaced by their values.
+std::optional<std::wstring> expand(const std::wstring& text) {
     std::wstring result(text.size() + MAX_PATH, L'\0');
-    for (;;) {
+    for (int attempt = 0; attempt < most_attempts; ++attempt) {
         // Counts the terminator. A result above the capacity means that it did not fit.
         const DWORD needed =
             ExpandEnvironmentStringsW(text.c_str(), result.data(), static_cast<DWORD>(result.size()));
         if (needed == 0) {
-            return std::nullopt;
+            break;
         }
         if (needed <= result.size()) {
             result.resize(needed - 1);
@@ -54,12 +56,13 @@ std::optional<std::wstring> expanded(const std::wstring& text) {
         }
         result.resize(needed);
     }
+    return std::nullopt;
 }
 
-/// The string value `name`; none when it is missing or no string. `buffer` is room to read into, kept
-/// from one value to the next.
+/// The string value `name`; none if it is missing or not a string. `buffer` is reused from one value to the
+/// next.
 std::optional<std::wstring> string_value(const registry_key& key, const wchar_t* name, std::wstring& buffer) {
-    for (;;) {
+    for (int attempt = 0; attempt < most_attempts; ++attempt) {
         DWORD type = REG_NONE;
         auto size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
         const LSTATUS code =
@@ -69,16 +72,17 @@ std::optional<std::wstring> string_value(const registry_key& key, const wchar_t*
             continue;
         }
         if (code != ERROR_SUCCESS || (type != REG_SZ && type != REG_EXPAND_SZ)) {
-            return std::nullopt;
+            break;
         }
-        // A stored string may lack its terminator, or have text behind it that does not count.
+        // A stored string can lack its terminator, or continue after it.
         const std::size_t end = std::min(buffer.find(L'\0'), size / sizeof(wchar_t));
         std::wstring text(buffer, 0, end);
         if (type == REG_EXPAND_SZ) {
-            return expanded(text);
+            return expand(text);
         }
         return text;
     }
+    return std::nullopt;
 }
 
 } // namespace

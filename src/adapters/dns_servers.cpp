@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "adapters/adapter_addresses.h"
+#include "adapters/adapter_fields.h"
 #include "adapters/adapter_list.h"
 #include "address/convert.h"
 #include "address/format.h"
@@ -16,7 +17,7 @@ using namespace detail;
 
 namespace {
 
-/// The servers as one text, each once.
+/// Writes servers into one text, each of them once.
 class server_list {
 public:
     explicit server_list(std::string& text) : text_(text) { text_.clear(); }
@@ -32,7 +33,7 @@ private:
     std::set<std::string> written_;
 };
 
-// Each of these adds what there is memory for.
+// If memory runs short, these two add the servers up to there.
 
 void add_system_wide(server_list& servers) try {
     membuffer buffer;
@@ -41,19 +42,19 @@ void add_system_wide(server_list& servers) try {
     }
     const auto* info = static_cast<const FIXED_INFO*>(buffer.get(0));
     for (const IP_ADDR_STRING* each = &info->DnsServerList; each != nullptr; each = each->Next) {
-        servers.add(each->IpAddress.String);
+        servers.add(terminated(each->IpAddress.String).c_str());
     }
 } catch (const std::bad_alloc&) {
 }
 
-/// Whether all address bytes have that value: true for a family without addresses.
+/// Whether all address bytes have that value; true for a family other than IPv4 and IPv6.
 bool is_all(const saddr& address, std::uint8_t value) {
     const std::uint8_t* bytes = address_of(address);
     return std::all_of(bytes, bytes + address_size(address.family),
                        [=](std::uint8_t byte) { return byte == value; });
 }
 
-/// The address without scope; empty for one that names no server.
+/// The address without scope; empty for one that cannot be a server's.
 std::string text_of(const saddr& server) {
     if (is_all(server, 0) || (server.family == family_ipv4 && is_all(server, 255))) {
         return {};

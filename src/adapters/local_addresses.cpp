@@ -11,7 +11,8 @@ unsigned long localaddresses(std::vector<addr>& addresses, unsigned short family
     adapter_enumerator adapters;
     _SFindAdapter adapter;
     _SFindAddress address;
-    for (bool found = adapters.find_first(adapter, 0); found; found = adapters.find_next(adapter)) {
+    for (bool found = adapters.find_first_without_ids(adapter, family_none); found;
+         found = adapters.find_next(adapter)) {
         while (adapters.find_next_addr(address)) {
             if (family == family_none || address.address.family == family) {
                 addresses.push_back(address.address);
@@ -41,7 +42,8 @@ bool lib::address_family_supported(unsigned short family) try {
     adapter_enumerator adapters;
     _SFindAdapter adapter;
     _SFindAddress address;
-    for (bool found = adapters.find_first(adapter, 0); found; found = adapters.find_next(adapter)) {
+    for (bool found = adapters.find_first_without_ids(adapter, family_none); found;
+         found = adapters.find_next(adapter)) {
         if (adapter.oper_status != status_up || adapter.type == type_loopback) {
             continue;
         }

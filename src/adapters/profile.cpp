@@ -4,15 +4,19 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <iterator>
 #include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include <ras.h>
 #include <raserror.h>
 
+#include "adapters/adapter_fields.h"
 #include "address/convert.h"
 #include "address/parse.h"
+#include "binding/system_list.h"
 #include "ip/adapter_enumerator.h"
 #include "ip/detail/owners.h"
 
@@ -24,12 +28,21 @@ namespace {
 
 using ras_connection = RASCONNW; // the platform's name is a macro
 
-/// The remote-access library, loaded for as long as this object lives. Without it, or when it fails, there
-/// are no connections.
+/// The full path of a file in the system folder; empty if that folder cannot be told.
+std::wstring system_file(const wchar_t* name) {
+    wchar_t folder[MAX_PATH];
+    const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+    return length == 0 || length >= MAX_PATH ? std::wstring() : std::wstring(folder, length) + L'\\' + name;
+}
+
+/// The remote-access library, loaded for as long as this object lives. If it is missing or fails, there are
+/// no connections.
 class remote_access {
 public:
     remote_access() {
-        if (library_.load(L"rasapi32.dll")) {
+        // By its full path, so that no other folder can supply it.
+        const std::wstring path = system_file(L"rasapi32.dll");
+        if (!path.empty() && library_.load(path.c_str())) {
             enumerate_ = std::bit_cast<decltype(enumerate_)>(library_.find("RasEnumConnectionsW"));
             project_ = std::bit_cast<decltype(project_)>(library_.find("RasGetProjectionInfoW"));
         }
@@ -37,76 +50,91 @@ public:
 
     std::vector<ras_connection> connections() const {
         std::vector<ras_connection> found;
-        if (enumerate_ == nullptr) {
-            return found;
+        if (enumerate_ != nullptr) {
+            // The records of Windows 6.0, 5.1, 5.0 and 4.0. A system refuses those that it does not know.
+            for (const DWORD record_size : {1388u, 1372u, 1360u, 1344u}) {
+                if (list_connections(record_size, found) != ERROR_INVALID_SIZE) {
+                    break;
+                }
+            }
         }
-        DWORD code = ERROR_BUFFER_TOO_SMALL;
-        DWORD size = sizeof(ras_connection);
-        DWORD count = 0;
-        // As long as the system asks for more than it was offered: there may be more connections each time.
-        while (code == ERROR_BUFFER_TOO_SMALL && size > found.size() * sizeof(ras_connection)) {
-            found.assign((size + sizeof(ras_connection) - 1) / sizeof(ras_connection), {});
-            found.front().dwSize = sizeof(ras_connection);
-            size = static_cast<DWORD>(found.size() * sizeof(ras_connection));
-            code = enumerate_(found.data(), &size, &count);
-        }
-        found.resize(code == 0 ? std::min<std::size_t>(count, found.size()) : 0);
         return found;
     }
 
-    /// The own IPv4 address of a connection; family 0 when it has none.
-    addr address_of(const ras_connection& connection) const {
+    /// The host's IPv4 address on a connection; family 0 if it has none.
+    addr local_address(const ras_connection& connection) const {
         RASPPPIPW projection{};
         static_assert(sizeof projection == 80);
         projection.dwSize = sizeof projection;
         DWORD size = sizeof projection;
         addr address;
         if (project_ != nullptr && project_(connection.hrasconn, RASP_PppIp, &projection, &size) == 0) {
-            parse_address(projection.szIpAddress, address);
+            parse_address(terminated(projection.szIpAddress).c_str(), address);
         }
         return address;
     }
 
 private:
+    unsigned long list_connections(DWORD record_size, std::vector<ras_connection>& connections) const {
+        static_assert(offsetof(ras_connection, szDeviceName) + sizeof ras_connection::szDeviceName == 818);
+        std::vector<std::uint8_t> records;
+        unsigned long code = ERROR_BUFFER_TOO_SMALL;
+        DWORD size = record_size;
+        DWORD count = 0;
+        // There can be more connections each time.
+        for (int attempt = 0; attempt < most_attempts && code == ERROR_BUFFER_TOO_SMALL; ++attempt) {
+            records.assign(std::max<std::size_t>(size, record_size), 0);
+            std::memcpy(records.data(), &record_size, sizeof record_size);
+            size = static_cast<DWORD>(records.size());
+            code = enumerate_(reinterpret_cast<ras_connection*>(records.data()), &size, &count);
+        }
+        if (code == 0) {
+            connections.resize(std::min<std::size_t>(count, records.size() / record_size));
+            const std::uint8_t* next = records.data();
+            for (ras_connection& connection : connections) {
+                std::memcpy(&connection, next, std::min<std::size_t>(record_size, sizeof connection));
+                next += record_size;
+            }
+        }
+        return code;
+    }
+
     module_handle library_;
     decltype(&::RasEnumConnectionsW) enumerate_ = nullptr;
     decltype(&::RasGetProjectionInfoW) project_ = nullptr;
 };
 
-bool is_same(const addr& one, const addr& other) {
-    const std::size_t size = address_size(one.family);
-    return size != 0 && one.family == other.family && std::memcmp(one.address, other.address, size) == 0;
-}
-
 template <class Predicate>
-const _SFindAddress* find(const std::vector<_SFindAddress>& addresses, Predicate predicate) {
+const _SFindAddress* find_address(const std::vector<_SFindAddress>& addresses, Predicate predicate) {
     const auto found = std::find_if(addresses.begin(), addresses.end(), predicate);
     return found == addresses.end() ? nullptr : &*found;
 }
 
-void use(const _SFindAddress* own, _SCurrentProfile& profile) {
-    if (own != nullptr) {
-        profile.address = own->address;
-        profile.mask = own->mask;
+void set_address(_SCurrentProfile& profile, const _SFindAddress* found) {
+    if (found != nullptr) {
+        profile.address = found->address;
+        profile.mask = found->mask;
     }
 }
 
-/// Fills in the connection that has one of the adapter's addresses, if there is one. That is then the address
-/// used, but towards a destination of another family.
-void find_connection(const std::vector<_SFindAddress>& addresses, std::uint16_t family,
-                     _SCurrentProfile& profile) {
+/// Fills in the connection that has one of the adapter's addresses, if there is one. That address is then the
+/// profile's, except for a destination of another family.
+void set_connection(const std::vector<_SFindAddress>& addresses, std::uint16_t family,
+                    _SCurrentProfile& profile) {
     const remote_access library;
     for (const ras_connection& connection : library.connections()) {
-        const addr address = library.address_of(connection);
-        const auto* own = find(addresses, [&](const auto& each) { return is_same(each.address, address); });
-        if (own != nullptr) {
-            if (own->address.family == family || profile.address.family == family_none) {
-                use(own, profile);
+        const saddr address = to_saddr(library.local_address(connection));
+        const auto* found = find_address(addresses, [&](const _SFindAddress& each) {
+            return address.family != family_none && is_same_address(to_saddr(each.address), address);
+        });
+        if (found != nullptr) {
+            if (found->address.family == family || profile.address.family == family_none) {
+                set_address(profile, found);
             }
             profile.dial_up = true;
-            profile.entry_name = connection.szEntryName;
-            profile.device_type = connection.szDeviceType;
-            profile.device_name = connection.szDeviceName;
+            profile.entry_name = terminated(connection.szEntryName).c_str();
+            profile.device_type = terminated(connection.szDeviceType).c_str();
+            profile.device_name = terminated(connection.szDeviceName).c_str();
             return;
         }
     }
@@ -125,18 +153,19 @@ bool adapter_enumerator::find_current_profile(_SCurrentProfile& profile, const s
         for (_SFindAddress address; find_next_addr(address); address = {}) {
             addresses.push_back(address);
         }
-        use(find(addresses, [&](const auto& each) { return each.address.family == destination.family; }),
-            found);
+        set_address(found, find_address(addresses, [&](const _SFindAddress& each) {
+                        return each.address.family == destination.family;
+                    }));
         if (find_best_gateway(profile.adapter, destination, found.gateway) != 0) {
             found.gateway = {};
         }
-        find_connection(addresses, destination.family, found);
+        set_connection(addresses, destination.family, found);
         found.adapter = std::move(profile.adapter);
         profile = std::move(found);
     } catch (const std::bad_alloc&) {
         code = ERROR_NOT_ENOUGH_MEMORY;
     }
-    SetLastError(code); // last: what was done since may have changed it
+    SetLastError(code); // last: the calls before may have changed it
     return code == 0;
 }
 

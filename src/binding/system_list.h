@@ -8,6 +8,9 @@
 
 namespace ip::detail {
 
+/// How often a call is made for a list or text that is longer each time than the system has said.
+inline constexpr int most_attempts = 16;
+
 /// Fetches a list with a first buffer of `first_size` bytes. When the call returns `too_small`, calls once
 /// more with the size that it asked for. `call` takes the buffer and the size, which it updates, and returns
 /// the system's code. After 0 the list is at `buffer.get(0)`. Returns the last call's code, or

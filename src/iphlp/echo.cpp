@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -25,6 +26,10 @@ struct echo_request {
     unsigned char tos;
     bool dont_fragment;
 
+    /// `size` bytes; one more if there are none, because the system wants a pointer all the same.
+    std::vector<std::uint8_t> data() const {
+        return std::vector<std::uint8_t>(std::max<std::size_t>(size, 1), pattern);
+    }
     IP_OPTION_INFORMATION options() const {
         IP_OPTION_INFORMATION result{};
         result.Ttl = ttl;
@@ -56,6 +61,15 @@ bool is_pattern(const std::uint8_t* data, std::size_t size) {
     return std::all_of(data, data + size, [](std::uint8_t byte) { return byte == pattern; });
 }
 
+/// How many bytes of echoed data there can be: none after the end of the buffer, and, wherever they are, no
+/// more than fit after the answer.
+std::size_t data_room(const std::vector<std::uint8_t>& buffer, const void* data) {
+    const auto offset =
+        reinterpret_cast<std::uintptr_t>(data) - reinterpret_cast<std::uintptr_t>(buffer.data());
+    const std::size_t after_answer = buffer.size() - sizeof(ICMP_ECHO_REPLY);
+    return offset < buffer.size() ? std::min(buffer.size() - offset, after_answer) : after_answer;
+}
+
 unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& request,
                         hlpapi::_SPingReply& reply) try {
     static_assert(sizeof(ICMP_ECHO_REPLY) == 40 && sizeof(IP_OPTION_INFORMATION) == 16);
@@ -70,7 +84,7 @@ unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& re
     if (!handle.is_open()) {
         return GetLastError();
     }
-    data.assign(request.size, pattern);
+    data = request.data();
     IP_OPTION_INFORMATION options = request.options();
     ICMP_ECHO_REPLY answer;
     constexpr std::size_t least_data = 8; // room for an error message
@@ -80,8 +94,7 @@ unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& re
         return GetLastError();
     }
     std::memcpy(&answer, buffer.data(), sizeof answer);
-    // No more data than the buffer can hold, whatever the size says.
-    const std::size_t size = std::min<std::size_t>(answer.DataSize, buffer.size() - sizeof answer);
+    const std::size_t size = std::min(std::size_t{answer.DataSize}, data_room(buffer, answer.Data));
     if (size != 0 && (answer.Data == nullptr || !is_pattern(static_cast<std::uint8_t*>(answer.Data), size))) {
         return ERROR_UNEXP_NET_ERR;
     }
@@ -126,7 +139,7 @@ unsigned long echo_ipv6(const saddr& destination, const echo_request& request,
     SOCKADDR_IN6 to;
     static_assert(sizeof to == sizeof destination);
     std::memcpy(&to, &destination, sizeof to);
-    data.assign(request.size, pattern);
+    data = request.data();
     IP_OPTION_INFORMATION options = request.options();
     icmpv6_echo_reply answer;
     constexpr std::size_t extra = 16; // room for an error message and the system's own block

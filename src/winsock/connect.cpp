@@ -24,7 +24,7 @@ unsigned long set_non_blocking(const ip::socket& s, bool on) {
 
 // The platform's own FD_ISSET would be an import of the socket library.
 bool is_in(const fd_set& set, SOCKET handle) {
-    const SOCKET* end = set.fd_array + set.fd_count;
+    const SOCKET* end = set.fd_array + std::min<std::size_t>(set.fd_count, FD_SETSIZE);
     return std::find(set.fd_array, end, handle) != end;
 }
 

@@ -74,6 +74,7 @@ unsigned long find_names(const saddr& address, std::basic_string<Char>* host,
             service == nullptr ? nullptr : service_buffer, NI_MAXSERV, flags) != 0) {
         return last_error();
     }
+    host_buffer[NI_MAXHOST - 1] = service_buffer[NI_MAXSERV - 1] = 0; // whatever the system has written
     hand_over<Char>(host_buffer, service_buffer, host, service);
     return 0;
 }

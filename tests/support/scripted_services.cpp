@@ -84,6 +84,7 @@ HANDLE open_echo() {
 
 /// A request's data and header as text.
 text request(const void* data, WORD size, const IP_OPTION_INFORMATION* o) {
+    EXPECT_NE(data, nullptr); // the system refuses it even for no data
     EXPECT_TRUE(o->OptionsSize == 0 && o->OptionsData == nullptr);
     const std::string sent(static_cast<const char*>(data), size);
     return (sent == std::string(size, 'E') ? text(size) + "E" : sent) + "/" + text(o->Ttl) + "/" +
@@ -155,8 +156,13 @@ FARPROC service_entry(std::string_view name) {
          })},
         {"IcmpSendEcho", fake([](HANDLE, IPAddr to, void* data, WORD size, IP_OPTION_INFORMATION* options,
                                  void* reply, DWORD room, DWORD limit) {
-             return answer(call("IcmpSendEcho", ipv4(to), request(data, size, options), room, limit), reply,
-                           room);
+             const DWORD count = answer(
+                 call("IcmpSendEcho", ipv4(to), request(data, size, options), room, limit), reply, room);
+             if (count != 0 && current->echo_data_at > 0) {
+                 static_cast<ICMP_ECHO_REPLY*>(reply)->Data =
+                     static_cast<char*>(reply) + current->echo_data_at;
+             }
+             return count;
          })},
         {"Icmp6SendEcho2",
          fake([](HANDLE, HANDLE event, void* routine, void* context, void* from, void* to, void* data,
@@ -209,9 +215,17 @@ FARPROC service_entry(std::string_view name) {
                          &current->next_hop, sizeof route->NextHop);
          })},
         {"RasEnumConnectionsW", fake([](RASCONNW* list, DWORD* size, DWORD* count) {
-             call now("RasEnumConnectionsW", *size / sizeof *list);
-             now.fails_if(list->dwSize != sizeof *list, ERROR_INVALID_SIZE);
-             return fill(std::move(now), current->dial_ups, ERROR_BUFFER_TOO_SMALL, 0, list, size, count);
+             const DWORD record = current->dial_up_size;
+             call now("RasEnumConnectionsW", list->dwSize);
+             now.fails_if(list->dwSize != record, ERROR_INVALID_SIZE);
+             std::vector<char> rows;
+             for (const RASCONNW& row : current->dial_ups) {
+                 const char* bytes = reinterpret_cast<const char*>(&row);
+                 rows.insert(rows.end(), bytes, bytes + std::min<std::size_t>(record, sizeof row));
+                 rows.resize((rows.size() + record - 1) / record * record);
+             }
+             const DWORD code = fill(std::move(now), rows, ERROR_BUFFER_TOO_SMALL, 0, list, size, count);
+             return *count /= record, code;
          })},
         {"RasGetProjectionInfoW", fake([](HRASCONN connection, int kind, RASPPPIPW* out, DWORD* size) {
              const std::wstring& address =

@@ -42,8 +42,8 @@ void enter_in_ledger(const std::string& what, int by) {
 
 // Modules. A handle is the address of the module's name.
 
-constexpr const char* modules[] = {"ntdll",      "kernel32",   "kernel32.dll", "Iphlpapi.dll",
-                                   "Ws2_32.dll", "Dnsapi.dll", "rasapi32.dll"};
+constexpr const char* modules[] = {"ntdll",      "kernel32",   "kernel32.dll",    "Iphlpapi.dll",
+                                   "Ws2_32.dll", "Dnsapi.dll", "S:\\rasapi32.dll"};
 
 template <bool Loads>
 HMODULE WINAPI find_module(LPCWSTR wide) {
@@ -57,6 +57,11 @@ HMODULE WINAPI find_module(LPCWSTR wide) {
 
 KVTIP_FAKE(LoadLibraryW) = find_module<true>;
 KVTIP_FAKE(GetModuleHandleW) = find_module<false>;
+
+KVTIP_FAKE(GetSystemDirectoryW) = [](LPWSTR folder, UINT room) -> UINT {
+    const call now("GetSystemDirectoryW", room);
+    return now.failed() ? 0 : static_cast<UINT>(std::wstring(L"S:").copy(folder, room)); // unterminated
+};
 
 KVTIP_FAKE(FreeLibrary) = [](HMODULE module) -> BOOL {
     const char* name = *std::bit_cast<const char* const*>(module);
@@ -76,12 +81,13 @@ LONG WINAPI rtl_get_version(RTL_OSVERSIONINFOEXW* version) {
     call now("RtlGetVersion");
     EXPECT_EQ(version->dwOSVersionInfoSize, 284u);
     version->dwMajorVersion = now.failed() ? 0 : current->major;
+    version->dwMinorVersion = 3;
     return now.status();
 }
 
-BOOL WINAPI get_product_info(DWORD major, DWORD, DWORD, DWORD, DWORD* type) {
+BOOL WINAPI get_product_info(DWORD major, DWORD minor, DWORD, DWORD, DWORD* type) {
     call now("GetProductInfo");
-    EXPECT_EQ(major, current->major);
+    EXPECT_EQ(text(major) + "." + text(minor), text(current->major) + ".3");
     *type = now.failed() ? 0 : 48;
     return now.status() == 0;
 }

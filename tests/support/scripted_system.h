@@ -102,6 +102,7 @@ public:
     const void* hints = nullptr; ///< of the last look-up
     std::map<std::string, std::vector<dns_record>> dns; ///< by "type name"
     std::string echo_reply;                             ///< as the system writes it
+    int echo_data_at = 0; ///< where in the buffer an IPv4 reply says its data is, if above 0
     std::vector<MIB_IPNETROW> older_neighbours;
     std::vector<MIB_IPNET_ROW2> neighbours;
     MIB_IPNET_ROW2 resolved{}; ///< of which the hardware address counts
@@ -115,9 +116,10 @@ public:
     FIXED_INFO network{};
     std::vector<RASCONNW> dial_ups;
     std::vector<std::wstring> dial_up_addresses;
-    DWORD more_rows = 0;      ///< how many more rows a table says it has
-    std::deque<DWORD> wanted; ///< the room that the next calls for a table want, whatever they get
-    bool yields = false;      ///< gives other threads a chance inside calls
+    DWORD dial_up_size = 1388; ///< of the records that the remote-access library knows
+    DWORD more_rows = 0;       ///< how many more rows a table says it has
+    std::deque<DWORD> wanted;  ///< the room that the next calls for a table want, whatever they get
+    bool yields = false;       ///< gives other threads a chance inside calls
 
     // What fails: the codes that a call answers, one each time (0: as usual), by its name with or without
     // argument; or one call by its number.

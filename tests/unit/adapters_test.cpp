@@ -28,6 +28,10 @@ struct Adapters : testing::Test {
     static device registered(const std::wstring& id, DWORD type = REG_SZ, const std::wstring& on = L"{A}") {
         return {{L"NetCfgInstanceId", {REG_SZ, on}}, {L"DeviceInstanceID", {type, id}}};
     }
+    /// An address of which the system lists the family only.
+    SOCKET_ADDRESS cut(const ip::saddr& whole) {
+        return {reinterpret_cast<SOCKADDR*>(system.keep(whole, sizeof whole.family)), 2};
+    }
     /// All that the record of the first adapter holds.
     std::string first(std::uint32_t family = 0) {
         system.calls.clear();
@@ -94,7 +98,11 @@ TEST_F(Adapters, SurviveHostileEntries) {
     entry.Description = entry.FriendlyName = entry.DnsSuffix = nullptr;
     entry.Dhcpv4Server.lpSockaddr = nullptr;
     entry.Dhcpv6Server.lpSockaddr->sa_family = 17;
+    system.adapters[1].Dhcpv4Server = system.adapters[1].Dhcpv6Server = cut(socket_address("::1"));
+    system.adapters[1].Flags = IP_ADAPTER_DHCP_ENABLED;
+    system.adapters[1].FirstUnicastAddress->Address = cut(socket_address("::1"));
     entry.PhysicalAddressLength = 33;
+    system.adapters[1].PhysicalAddressLength = 32;
     entry.Dhcpv6ClientDuidLength = 0xFFFFFFFF;
     entry.FirstUnicastAddress = nullptr;
     entry.FirstDnsServerAddress->Address.iSockaddrLength = -1;
@@ -106,6 +114,9 @@ TEST_F(Adapters, SurviveHostileEntries) {
     SetLastError(77);
     EXPECT_EQ(next_address(), "none");
     EXPECT_EQ(GetLastError(), 77u);
+    next();
+    EXPECT_EQ(texts({adapter.hw_address_length, adapter.dhcp_server, adapter.dhcpv6_server}) + next_address(),
+              "32|0.0.0.0|::|::|ff00::|");
 }
 
 TEST_F(Adapters, GiveTheirAddressesWithMaskAndLease) {
@@ -193,6 +204,7 @@ TEST_F(OlderAdapters, MakeTheBestOfOddEntries) {
         {"0.0.0.0", "192.0.2.10|0.0.0.0|0.0.0.0|0.0.0.0|"},
         {"", "192.0.2.10|-||-|"},
         {"2001:db8::1", "192.0.2.10|2001:db8::1|2001:db8::1|-|"},
+        {"2001:db8:0::0:1099", "192.0.2.10|2001:db8::10|2001:db8::10|-|"}, // cut at its 16 characters
         {"nonsense", "192.0.2.10|-|-|-|"}};
     for (const auto& [given, made_of_it] : rows) { // of mask, gateways and DHCP server
         std::strcpy(entry.IpAddressList.IpMask.String, given);
@@ -201,6 +213,11 @@ TEST_F(OlderAdapters, MakeTheBestOfOddEntries) {
         first();
         EXPECT_EQ(next_address() + texts({adapter.gateways, adapter.dhcp_server}), made_of_it);
     }
+    std::fill_n(entry.AdapterName, sizeof entry.AdapterName + sizeof entry.Description, 'x');
+    entry.AddressLength = 32;
+    first();
+    EXPECT_EQ(adapter.name.size() + adapter.description.size(), 260u + 132u);
+    EXPECT_EQ(adapter.hw_address_length, 32u);
     entry.AddressLength = 33;
     entry.DhcpEnabled = 0;
     std::strcpy(entry.DhcpServer.IpAddress.String, "192.0.2.1"); // without DHCP it does not count
@@ -258,6 +275,7 @@ TEST_F(Adapters, GiveTheLocalAddressesOfAFamilyAndNoneAtAllIsAnError) {
     EXPECT_TRUE(supports(ip::family_ipv4) && supports(ip::family_ipv6) && !supports(99));
     system.adapters[0].OperStatus = IfOperStatusDown; // the loopback adapter does not count
     EXPECT_FALSE(supports(ip::family_ipv4));
+    EXPECT_EQ(system.count("RegOpenKeyExW"), 0); // these report no device identifier
     system.adapters.clear();
     system.older_adapters.clear();
     EXPECT_EQ(local(ip::family_none, 232), "|-|");
@@ -345,7 +363,7 @@ TEST_F(Adapters, DnsServersAreListedOnce) {
     of(IfOperStatusDormant, {socket_address("0.0.0.0"), socket_address("255.255.255.255"), other, scoped,
                              socket_address("::"), socket_address("192.0.2.55")});
     IP_ADDR_STRING second{};
-    std::strcpy(second.IpAddress.String, "192.0.2.54");
+    std::strcpy(second.IpAddress.String, "192.000.002.0054 and on");
     second.Next = system.keep(second);
     std::strcpy(system.network.DnsServerList.IpAddress.String, "192.0.2.53");
     system.network.DnsServerList.Next = system.keep(second);
@@ -353,9 +371,9 @@ TEST_F(Adapters, DnsServersAreListedOnce) {
     const struct {
         std::map<std::string, std::deque<DWORD>> answers;
         std::string expected;
-    } rows[] = {{{}, "192.0.2.53,192.0.2.54,2001:db8::53,192.0.2.55"},
+    } rows[] = {{{}, "192.0.2.53,192.000.002.0054,2001:db8::53,192.0.2.55"},
                 {{{"GetNetworkParams", {111, 111}}}, "2001:db8::53,192.0.2.53,192.0.2.55"},
-                {{{"GetAdaptersAddresses", {5}}}, "192.0.2.53,192.0.2.54"}};
+                {{{"GetAdaptersAddresses", {5}}}, "192.0.2.53,192.000.002.0054"}};
     std::string servers = "?";
     system.wanted = {700};
     for (const auto& row : rows) {
@@ -370,7 +388,8 @@ TEST_F(Adapters, DnsServersAreListedOnce) {
     EXPECT_EQ(lib.free(), 0u);
     system.missing = {"Iphlpapi.dll"};
     EXPECT_FALSE(ip::adapter_enumerator::retrievednsservers(servers));
-    EXPECT_EQ(servers, "192.0.2.53,192.0.2.54"); // for all that
+    EXPECT_EQ(servers, "192.0.2.53,192.000.002.0054"); // for all that
+    EXPECT_EQ(ip::detail::the_helper().iphlpapi.load_count, 0u);
 }
 
 TEST_F(Adapters, CurrentProfileKnowsADialUpConnectionByItsAddress) {
@@ -392,12 +411,20 @@ TEST_F(Adapters, CurrentProfileKnowsADialUpConnectionByItsAddress) {
         std::string expected;
         const char* destination = "192.0.2.9";
         std::deque<DWORD> wanted = {};
+        DWORD record_size = 1388;
     } rows[] = {{{L"1.1.1.1", L"192.0.2.10", L"192.0.2.10"}, {}, first},
                 {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", {4000, 9000}},
                 {{L"1.1.1.1", L"192.0.2.10", L""}, {{"RasGetProjectionInfoW", {731}}}, first},
                 {{L"", L"1.1.1.1", L"1.1.1.1"}, {}, lan},
                 {{L"192.0.2.10", L"", L""}, {{"RasGetProjectionInfoW", {731}}}, lan},
-                {{L"192.0.2.10", L"", L""}, {{grows, {632}}}, lan},
+                {{L"192.0.2.10", L"", L""}, {}, lan, "192.0.2.9", {}, 820},
+                {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", {}, 1372},
+                {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", {3000}, 1344},
+                {{L"192.0.2.10", L"", L""}, {{grows, std::deque<DWORD>(16, 603)}}, lan},
+                {{L"1.1.1.1", L"2001:db8:0::0:1099", L""},
+                 {},
+                 "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|1|1|vpn|a port|",
+                 "9::"},
                 {{L"", L"", L""}, {{"GetBestRoute", {5}}}, "{A}|192.0.2.10|255.255.255.0|-|0||||"},
                 {{L"", L"", L""}, {}, "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|0||||", "9::"},
                 {{L"1.1.1.1", L"192.0.2.10", L""},
@@ -411,12 +438,19 @@ TEST_F(Adapters, CurrentProfileKnowsADialUpConnectionByItsAddress) {
         system.dial_up_addresses = row.addresses;
         system.answers = row.answers;
         system.wanted = row.wanted;
+        system.dial_up_size = row.record_size;
         EXPECT_TRUE(enumerator.find_current_profile(p, socket_address(row.destination)));
         EXPECT_EQ(GetLastError(), 0u);
         EXPECT_EQ(texts({p.adapter.name, p.address, p.mask, p.gateway, p.dial_up, p.entry_name, p.device_type,
                          p.device_name}),
                   row.expected);
     }
+    std::fill_n(system.dial_ups[1].szEntryName, 257 + 17 + 129 + 260, L'x');
+    ip::_SCurrentProfile unterminated;
+    EXPECT_TRUE(enumerator.find_current_profile(unterminated, socket_address("192.0.2.9")));
+    EXPECT_EQ(texts({unterminated.entry_name.size(), unterminated.device_type.size(),
+                     unterminated.device_name.size()}),
+              "257|17|129|");
     ip::_SCurrentProfile untouched;
     untouched.entry_name = L"old";
     system.answers["GetBestInterfaceEx"] = {1231};

@@ -170,6 +170,18 @@ TEST_F(Names, AddressesAndPortsHaveNames) {
     check_names<wchar_t>(system, "GetNameInfoW");
 }
 
+TEST_F(Names, UnterminatedNamesEndWithTheirBuffers) {
+    ip::detail::the_helper().winsock.getnameinfo = [](auto*, auto, char* host, DWORD host_room, char* service,
+                                                      DWORD service_room, int) -> INT {
+        std::memset(host, 'x', host_room);
+        std::memset(service, 'x', service_room);
+        return 0;
+    };
+    std::string host, service;
+    EXPECT_EQ(winsock2::getnameinfo(socket_address("192.0.2.1"), &host, &service, 0), 0u);
+    EXPECT_EQ(host + " " + service, std::string(1024, 'x') + " " + std::string(31, 'x'));
+}
+
 TEST_F(OlderNames, WideNamesAreNarrowOnesConverted) {
     check_names<wchar_t>(system, "getnameinfo");
 }

@@ -287,8 +287,8 @@ constexpr std::string_view absorbed =
     " GetIpNetTable2 FreeMibTable GetExtendedTcpTable GetExtendedUdpTable GetPerTcpConnectionEStats"
     " GetPerTcp6ConnectionEStats ioctlsocket() freeaddrinfo() FreeAddrInfoW() gethostbyaddr()"
     " getservbyport() getservbyname() DnsRecordListFree() IcmpCloseHandle() FreeMibTable() EStats() EStats6()"
-    " GetNetworkParams() GetBestRoute() rasapi32.dll RasEnumConnectionsW RasGetProjectionInfoW "
-    "FreeLibrary(rasapi32.dll)"
+    " GetNetworkParams() GetBestRoute() GetSystemDirectoryW() S:\\rasapi32.dll RasEnumConnectionsW"
+    " RasGetProjectionInfoW FreeLibrary(S:\\rasapi32.dll)"
     " RasEnumConnectionsW() RasGetProjectionInfoW() ";
 
 /// What goes wrong.

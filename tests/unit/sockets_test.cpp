@@ -347,11 +347,11 @@ TEST_F(Sockets, ConnectWithoutLimitWaitsAndOneThatRanOutOfTimeGoesOnInTheBackgro
 TEST_F(Sockets, ConnectHasSucceededIfTheSocketIsInBothSetsAndGoesOnIfItIsInNeither) {
     static u_int left;
     ip::detail::the_helper().winsock.select = [](int, fd_set*, fd_set* write, fd_set* except, auto*) {
-        write->fd_count = except->fd_count = left;
+        *write = *except = {left, {left == 1 ? write->fd_array[0] : 0}};
         return 1;
     };
     system.peers["192.0.2.1"] = WSAECONNREFUSED;
-    for (const auto& [count, code] : {std::pair(1u, 0u), {0u, 10035u}}) {
+    for (const auto& [count, code] : {std::pair(1u, 0u), {0u, 10035u}, {0xFFFFFFFF, 10035u}}) {
         left = count;
         EXPECT_EQ(winsock2::connect(open(), socket_address("192.0.2.1"), &three_seconds), code);
     }
