@@ -2,6 +2,7 @@
 
 // How an operation of the C++ interface calls its C function.
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -20,6 +21,16 @@ namespace detail {
 struct freer {
     void operator()(const void* result) const noexcept { kvtip_free(result); }
 };
+
+inline constexpr std::uint32_t invalid_parameter = 87; // ERROR_INVALID_PARAMETER
+
+/// A time-out for a C function, where 0 would stand for the default: the shortest one is 1 ms. Longer than
+/// about 49 days is without end.
+constexpr std::uint32_t to_timeout(std::chrono::milliseconds timeout) noexcept {
+    return timeout.count() <= 0               ? 1
+           : timeout.count() >= KVTIP_FOREVER ? KVTIP_FOREVER
+                                              : static_cast<std::uint32_t>(timeout.count());
+}
 
 /// A result that belongs to the caller.
 template <class T>

@@ -1,0 +1,155 @@
+#pragma once
+
+// Connections and listeners with the processes that own them.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kvtip/address.hpp"
+#include "kvtip/detail/call.hpp"
+#include "kvtip/missing.hpp"
+
+namespace kvtip {
+inline namespace v1 {
+
+enum class protocol : std::uint32_t { any = 0, tcp = KVTIP_TCP, udp = KVTIP_UDP };
+
+/// The state of a TCP connection.
+enum class connection_state : std::uint32_t {
+    none = KVTIP_STATE_NONE, ///< UDP; in options: any
+    closed = KVTIP_STATE_CLOSED,
+    listen = KVTIP_STATE_LISTEN,
+    syn_sent = KVTIP_STATE_SYN_SENT,
+    syn_received = KVTIP_STATE_SYN_RECEIVED,
+    established = KVTIP_STATE_ESTABLISHED,
+    fin_wait_1 = KVTIP_STATE_FIN_WAIT_1,
+    fin_wait_2 = KVTIP_STATE_FIN_WAIT_2,
+    close_wait = KVTIP_STATE_CLOSE_WAIT,
+    closing = KVTIP_STATE_CLOSING,
+    last_ack = KVTIP_STATE_LAST_ACK,
+    time_wait = KVTIP_STATE_TIME_WAIT,
+    delete_tcb = KVTIP_STATE_DELETE_TCB
+};
+
+/// Who opened a TCP connection.
+enum class direction : std::uint32_t {
+    unknown = KVTIP_DIRECTION_UNKNOWN,
+    in = KVTIP_DIRECTION_IN,
+    out = KVTIP_DIRECTION_OUT
+};
+
+/// A TCP connection or listener, or a UDP endpoint.
+struct connection {
+    endpoint local;
+    endpoint remote; ///< none for listeners and UDP
+    kvtip::protocol protocol = protocol::any;
+    connection_state state = connection_state::none;
+    kvtip::direction direction = direction::unknown;
+    std::uint32_t process = 0; ///< 0 if there is none any more
+    std::string process_name;  ///< the file name of its program; empty if it is not known
+};
+
+/// Which connections to list, and what of them.
+struct connection_options {
+    kvtip::protocol protocol = protocol::any;
+    kvtip::family family = family::none; ///< none: both
+    connection_state state = connection_state::none;
+    std::uint16_t local_port = 0;  ///< 0: any
+    std::uint16_t remote_port = 0; ///< 0: any
+    std::optional<std::uint32_t> process = std::nullopt;
+    bool names = true;      ///< of processes, which cost a walk of their list
+    bool directions = true; ///< which cost a system call a connection
+
+    kvtip_connection_options native() const noexcept {
+        kvtip_connection_options result{};
+        result.size = sizeof result;
+        result.flags = (process ? std::uint32_t{KVTIP_CONNECTIONS_OF_PROCESS} : 0u) |
+                       (names ? 0u : std::uint32_t{KVTIP_CONNECTIONS_NO_NAMES}) |
+                       (directions ? 0u : std::uint32_t{KVTIP_CONNECTIONS_NO_DIRECTION});
+        result.protocol = static_cast<std::uint32_t>(protocol);
+        result.family = static_cast<std::uint32_t>(family);
+        result.state = static_cast<std::uint32_t>(state);
+        result.process = process.value_or(0);
+        result.local_port = local_port;
+        result.remote_port = remote_port;
+        return result;
+    }
+};
+
+/// Connections, and what this system cannot say of them.
+struct connection_list {
+    std::vector<connection> rows;
+    kvtip::missing missing = missing::nothing;
+
+    auto begin() const noexcept { return rows.begin(); }
+    auto end() const noexcept { return rows.end(); }
+    std::size_t size() const noexcept { return rows.size(); }
+};
+
+/// Lists connections: `kvtip_connections`.
+inline connection_list connections(const connection_options& options, std::error_code& error) {
+    const kvtip_connection_options native = options.native();
+    const auto list = detail::fetch<kvtip_connection_list>(
+        error, [&](auto** out) { return kvtip_connections(&native, out); });
+    return {detail::rows_of<connection>(list.get(),
+                                        [](const kvtip_connection& row) {
+                                            return connection{endpoint(row.local),
+                                                              endpoint(row.remote),
+                                                              static_cast<kvtip::protocol>(row.protocol),
+                                                              static_cast<connection_state>(row.state),
+                                                              static_cast<kvtip::direction>(row.direction),
+                                                              row.process,
+                                                              row.process_name};
+                                        }),
+            detail::missing_of(list.get())};
+}
+
+/// A process.
+struct process {
+    std::uint32_t id = 0;
+    std::string name; ///< the file name of its program; empty if it is not known
+};
+
+namespace detail {
+
+inline kvtip::process owner_of(kvtip::protocol protocol, const endpoint& local, const kvtip_endpoint* remote,
+                               std::error_code& error) {
+    const auto found = fetch<kvtip_process>(error, [&](auto** out) {
+        return kvtip_owner(static_cast<std::uint32_t>(protocol), &local.native(), remote, out);
+    });
+    return found ? kvtip::process{found->id, found->name} : kvtip::process{};
+}
+
+} // namespace detail
+
+/// Finds the process that owns exactly this pair of endpoints: `kvtip_owner`.
+inline process owner(const endpoint& local, const endpoint& remote, std::error_code& error) {
+    return detail::owner_of(protocol::tcp, local, &remote.native(), error);
+}
+
+/// Finds the process that listens at an endpoint, or to which a UDP endpoint belongs: `kvtip_owner`.
+inline process listener(protocol protocol, const endpoint& local, std::error_code& error) {
+    return detail::owner_of(protocol, local, nullptr, error);
+}
+
+#if KVTIP_HAS_EXCEPTIONS
+inline connection_list connections(const connection_options& options = {}) {
+    return detail::or_throw("kvtip::connections",
+                            [&](std::error_code& error) { return connections(options, error); });
+}
+
+inline process owner(const endpoint& local, const endpoint& remote) {
+    return detail::or_throw("kvtip::owner",
+                            [&](std::error_code& error) { return owner(local, remote, error); });
+}
+
+inline process listener(protocol protocol, const endpoint& local) {
+    return detail::or_throw("kvtip::listener",
+                            [&](std::error_code& error) { return listener(protocol, local, error); });
+}
+#endif
+
+} // namespace v1
+} // namespace kvtip

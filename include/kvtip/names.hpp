@@ -1,0 +1,147 @@
+#pragma once
+
+// Names and addresses: by the system's name services, by the DNS, and this host's name.
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kvtip/address.hpp"
+#include "kvtip/detail/call.hpp"
+
+namespace kvtip {
+inline namespace v1 {
+
+enum class socket_type : std::uint32_t { stream = KVTIP_STREAM, datagram = KVTIP_DATAGRAM };
+
+/// How to look a host up.
+struct resolve_options {
+    kvtip::family family = family::none; ///< none: both
+    kvtip::socket_type socket_type = socket_type::stream;
+    bool passive = false;        ///< without a host: the wildcard addresses, to listen at
+    bool canonical_name = false; ///< asks for the canonical name too
+    bool numeric_host = false;   ///< the host is an address: no name service is asked
+    bool configured = false;     ///< only families of which this host has an address
+
+    kvtip_resolve_options native() const noexcept {
+        const auto flag = [](bool on, std::uint32_t bit) { return on ? bit : 0; };
+        return {sizeof(kvtip_resolve_options), static_cast<std::uint32_t>(family),
+                static_cast<std::uint32_t>(socket_type),
+                flag(passive, KVTIP_RESOLVE_PASSIVE) | flag(canonical_name, KVTIP_RESOLVE_CANONICAL_NAME) |
+                    flag(numeric_host, KVTIP_RESOLVE_NUMERIC_HOST) |
+                    flag(configured, KVTIP_RESOLVE_CONFIGURED)};
+    }
+};
+
+/// The answer to a lookup.
+struct resolution {
+    std::string canonical_name;      ///< empty if it was not asked for, or is not known
+    std::vector<endpoint> endpoints; ///< in the system's order, best first
+};
+
+/// Looks a host and a service up: `kvtip_resolve`. An empty host stands for this host, an empty service for
+/// port 0.
+inline resolution resolve(std::string_view host, std::string_view service, const resolve_options& options,
+                          std::error_code& error) {
+    const detail::c_text host_text(host);
+    const detail::c_text service_text(service);
+    const kvtip_resolve_options native = options.native();
+    const auto found = detail::fetch<kvtip_resolution>(error, [&](auto** out) -> std::uint32_t {
+        if (!host_text.is_valid() || !service_text.is_valid()) {
+            return detail::invalid_parameter;
+        }
+        return kvtip_resolve(host.empty() ? nullptr : host_text.get(), service_text.get(), &native, out);
+    });
+    resolution result;
+    if (found) {
+        result.canonical_name = found->canonical_name;
+        result.endpoints.reserve(found->endpoint_count);
+        for (std::size_t i = 0; i < found->endpoint_count; ++i) {
+            result.endpoints.emplace_back(found->endpoints[i]);
+        }
+    }
+    return result;
+}
+inline resolution resolve(std::string_view host, std::uint16_t port, const resolve_options& options,
+                          std::error_code& error) {
+    return resolve(host, std::to_string(port), options, error);
+}
+
+/// Looks the names of an address up by the system's name services: `kvtip_reverse`.
+inline std::vector<std::string> reverse(const address& address, std::error_code& error) {
+    const auto list = detail::fetch<kvtip_name_list>(
+        error, [&](auto** out) { return kvtip_reverse(&address.native(), out); });
+    return detail::rows_of<std::string>(list.get(),
+                                        [](const kvtip_name& row) { return std::string(row.name); });
+}
+
+/// Returns this host's name: `kvtip_host_name`.
+inline std::string host_name(std::error_code& error) {
+    const auto name = detail::fetch<char>(error, [](auto** out) { return kvtip_host_name(out); });
+    return name ? name.get() : "";
+}
+
+enum class dns_type : std::uint32_t { a = KVTIP_DNS_A, ptr = KVTIP_DNS_PTR, aaaa = KVTIP_DNS_AAAA };
+
+/// A record of a DNS answer.
+struct dns_record {
+    std::string name; ///< whom the record is about
+    dns_type type = dns_type::a;
+    std::chrono::seconds time_to_live{};
+    kvtip::address address; ///< A, AAAA
+    std::string target;     ///< PTR
+};
+
+/// How to ask the DNS.
+struct dns_options {
+    bool bypass_cache = false; ///< asks a server even if the answer is known
+    bool tcp = false;          ///< asks by TCP only
+};
+
+/// Asks the DNS for records of a name: `kvtip_dns_query`. For PTR the name may be address text.
+inline std::vector<dns_record> dns_query(std::string_view name, dns_type type, const dns_options& options,
+                                         std::error_code& error) {
+    const detail::c_text text(name);
+    const kvtip_dns_options native{sizeof native,
+                                   (options.bypass_cache ? std::uint32_t{KVTIP_DNS_BYPASS_CACHE} : 0u) |
+                                       (options.tcp ? std::uint32_t{KVTIP_DNS_TCP} : 0u)};
+    const auto list = detail::fetch<kvtip_dns_record_list>(error, [&](auto** out) {
+        return text.is_valid() ? kvtip_dns_query(text.get(), static_cast<std::uint32_t>(type), &native, out)
+                               : detail::invalid_parameter;
+    });
+    return detail::rows_of<dns_record>(list.get(), [](const kvtip_dns_record& row) {
+        return dns_record{row.name, static_cast<dns_type>(row.type), std::chrono::seconds(row.time_to_live),
+                          address(row.address), row.target};
+    });
+}
+
+#if KVTIP_HAS_EXCEPTIONS
+inline resolution resolve(std::string_view host, std::string_view service = {},
+                          const resolve_options& options = {}) {
+    return detail::or_throw("kvtip::resolve",
+                            [&](std::error_code& error) { return resolve(host, service, options, error); });
+}
+inline resolution resolve(std::string_view host, std::uint16_t port, const resolve_options& options = {}) {
+    return resolve(host, std::to_string(port), options);
+}
+
+inline std::vector<std::string> reverse(const address& address) {
+    return detail::or_throw("kvtip::reverse",
+                            [&](std::error_code& error) { return reverse(address, error); });
+}
+
+inline std::string host_name() {
+    return detail::or_throw("kvtip::host_name", [](std::error_code& error) { return host_name(error); });
+}
+
+inline std::vector<dns_record> dns_query(std::string_view name, dns_type type,
+                                         const dns_options& options = {}) {
+    return detail::or_throw("kvtip::dns_query",
+                            [&](std::error_code& error) { return dns_query(name, type, options, error); });
+}
+#endif
+
+} // namespace v1
+} // namespace kvtip
