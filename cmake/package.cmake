@@ -1,5 +1,5 @@
-# What `cmake --install` and `cpack` hand out, in components: runtime for whoever runs a program, development
-# for whoever builds one, tools for the command line.
+# The package that `cmake --install` and `cpack` make, in components: runtime to run a program, development to build
+# one, tools for the command line.
 
 include(CMakePackageConfigHelpers)
 
@@ -7,7 +7,7 @@ install(TARGETS kvtIP EXPORT kvtIP
   RUNTIME DESTINATION bin COMPONENT runtime
   ARCHIVE DESTINATION lib COMPONENT development
   INCLUDES DESTINATION include)
-install(FILES LICENSE README.md DESTINATION share/doc/kvtIP COMPONENT runtime)
+install(FILES README.md DESTINATION share/doc/kvtIP COMPONENT runtime)
 
 install(DIRECTORY include/ip include/kvt DESTINATION include COMPONENT development
   PATTERN detail EXCLUDE) # the library's own
@@ -22,10 +22,14 @@ install(FILES ${PROJECT_BINARY_DIR}/kvtIP.pc DESTINATION lib/pkgconfig COMPONENT
 if(TARGET kvtip)
   install(TARGETS kvtip RUNTIME DESTINATION bin COMPONENT tools)
 endif()
+# The licences of what the binaries contain go wherever a binary goes.
+foreach(component IN ITEMS runtime tools)
+  install(FILES LICENSE packaging/THIRD-PARTY-NOTICES.txt DESTINATION share/doc/kvtIP COMPONENT ${component})
+endforeach()
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_VENDOR "the kvtIP authors")
-# Programs of one family of compilers cannot use the DLL of another.
+# A program cannot use a DLL that another family of compilers built.
 set(CPACK_SYSTEM_NAME win64-mingw)
 if(MSVC)
   set(CPACK_SYSTEM_NAME win64-msvc)
