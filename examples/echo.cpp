@@ -34,7 +34,7 @@ static std::string receive(const ip::socket& s) {
     return {buffer, buffer + length};
 }
 
-int main() try {
+int main(int argc, char**) try {
     ip::lib library;
     check(library.init(), "start");
     ip::addr loopback;
@@ -60,6 +60,10 @@ int main() try {
 
     const std::string answer = receive(client);
     std::printf("%s sent and received: %s\n", text(peer).c_str(), answer.c_str());
+    if (argc > 1) {
+        std::fflush(stdout);
+        std::getchar();
+    }
     return 0;
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
