@@ -143,7 +143,7 @@ public:
     /// lacks the IPv6 call. `WSAEPFNOSUPPORT (10046)` reports a next hop that is not IPv6, and overwrites
     /// `gateway`.
     KVTIP_API static unsigned long find_best_gateway(const _SFindAdapter& adapter, const saddr& destination,
-                                                     saddr& gateway);
+                                                     saddr& gateway) noexcept;
 
     /// Finds how this host reaches `destination`. Finds the adapter like `find_best`, with its result, last
     /// error and exceptions, and looks for a remote-access connection that has an IPv4 address of that
@@ -202,7 +202,7 @@ KVTIP_API unsigned long local_address(addr& address, unsigned short family);
 /// `ERROR_NETWORK_UNREACHABLE (1231)` without a route, `ERROR_INVALID_PARAMETER (87)` for an unsupported
 /// family. Where that call is missing, `GetBestInterface` serves IPv4, and other families return code 87.
 /// After a failure `index` has whatever value the system left.
-KVTIP_API unsigned long getbestinterface(const saddr& destination, std::uint32_t& index);
+KVTIP_API unsigned long getbestinterface(const saddr& destination, std::uint32_t& index) noexcept;
 
 /// Finds the adapter that serves `destination`, like `adapter_enumerator::find_best`, with its result, last
 /// error and exceptions.

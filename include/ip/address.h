@@ -78,7 +78,7 @@ struct macaddr {
     /// - `ERROR_BAD_NET_NAME (67)` or `ERROR_GEN_FAILURE (31)`: no answer;
     /// - `ERROR_INVALID_PARAMETER (87)`: the system needs an interface for an IPv6 target. The same code sets
     ///   `length` to 0 for any other family, and where the system lacks `ResolveIpNetEntry2`.
-    KVTIP_API unsigned long from_addr(const addr& target, const addr* source);
+    KVTIP_API unsigned long from_addr(const addr& target, const addr* source) noexcept;
 };
 
 /// The handle of one socket. A plain value: a copy has the same handle, and only `winsock2::closesocket`

@@ -94,12 +94,13 @@ public:
     /// - `ERROR_CALL_NOT_IMPLEMENTED (120)`: the system lacks the calls.
     KVTIP_API static unsigned long ping(saddr destination, _SPingReply& reply, unsigned char ttl,
                                         unsigned long timeout, unsigned short size, unsigned char tos,
-                                        int dont_fragment);
+                                        int dont_fragment) noexcept;
 
     /// Pings with 32 bytes, a time to live of 255 and a time-out of 5 s, up to `attempts` times until there
     /// is an answer. Returns 0, the code of the last attempt, or `ERROR_INVALID_PARAMETER (87)` for no
     /// attempts.
-    KVTIP_API static unsigned long ping(const saddr& destination, unsigned long attempts, _SPingReply& reply);
+    KVTIP_API static unsigned long ping(const saddr& destination, unsigned long attempts,
+                                        _SPingReply& reply) noexcept;
 
     /// A neighbour: a host on the same link, or a multicast group.
     struct _SIpNetRow {
@@ -119,7 +120,8 @@ public:
     /// - `ERROR_NOT_ENOUGH_MEMORY (8)`;
     /// - `ERROR_CALL_NOT_IMPLEMENTED (120)`: the system lacks `GetIpNetTable`;
     /// - another code of the system.
-    KVTIP_API static unsigned long getipnettable(std::vector<_SIpNetRow>& rows, unsigned short family);
+    KVTIP_API static unsigned long getipnettable(std::vector<_SIpNetRow>& rows,
+                                                 unsigned short family) noexcept;
 
     /// Finds the hardware address of an IPv4 neighbour, which can take 3 s. `source` is the local address to
     /// ask from, 0.0.0.0 for any. Ports are not used. Returns 0 with an address of 6 bytes, or, with `mac`
@@ -127,7 +129,8 @@ public:
     /// - `ERROR_BAD_NET_NAME (67)` or `ERROR_GEN_FAILURE (31)`: no answer;
     /// - `ERROR_NOT_FOUND (1168)`: `source` is not a local address;
     /// - `ERROR_CALL_NOT_IMPLEMENTED (120)`: the system lacks the call.
-    KVTIP_API static unsigned long sendARP(const saddr4& source, const saddr4& destination, macaddr& mac);
+    KVTIP_API static unsigned long sendARP(const saddr4& source, const saddr4& destination,
+                                           macaddr& mac) noexcept;
 
     /// A TCP connection or listener, or a UDP endpoint.
     struct _SIpConnection {

@@ -8,6 +8,7 @@
 #include <iphlpapi.h>
 
 #include "address/convert.h"
+#include "binding/sockaddr_inet.h"
 #include "ip/adapter_enumerator.h"
 #include "ip/detail/helper.h"
 
@@ -16,13 +17,6 @@ namespace ip {
 using namespace detail;
 
 namespace {
-
-SOCKADDR_INET to_sockaddr_inet(const saddr& address) {
-    SOCKADDR_INET result;
-    static_assert(sizeof result == sizeof address);
-    std::memcpy(&result, &address, sizeof result);
-    return result;
-}
 
 bool has_index(const _SFindAdapter& adapter, std::uint32_t index) {
     return index != 0 && (adapter.index == index || adapter.ipv6_index == index);
@@ -59,9 +53,9 @@ unsigned long find_ipv6_gateway(std::uint32_t index, const saddr& destination, s
 
 } // namespace
 
-unsigned long getbestinterface(const saddr& destination, std::uint32_t& index) {
+unsigned long getbestinterface(const saddr& destination, std::uint32_t& index) noexcept {
     DWORD found = index;
-    const auto best_interface = the_helper().iphlpapi.GetBestInterfaceEx;
+    const auto best_interface = bound_iphlpapi().GetBestInterfaceEx;
     unsigned long code = ERROR_INVALID_PARAMETER;
     if (best_interface != nullptr) {
         SOCKADDR_INET target = to_sockaddr_inet(destination);
@@ -79,7 +73,7 @@ bool getbestinterface(const saddr& destination, _SFindAdapter& adapter) {
     {
         adapter_enumerator adapters;
         found = adapters.find_best(adapter, destination);
-        code = GetLastError(); // before the enumerator goes, which may change it
+        code = GetLastError(); // before the enumerator is destroyed, which may change it
     }
     SetLastError(code);
     return found;
@@ -105,7 +99,7 @@ bool adapter_enumerator::find_best(_SFindAdapter& adapter, const saddr& destinat
 }
 
 unsigned long adapter_enumerator::find_best_gateway(const _SFindAdapter& adapter, const saddr& destination,
-                                                    saddr& gateway) {
+                                                    saddr& gateway) noexcept {
     switch (destination.family) {
     case family_ipv4:
         return find_ipv4_gateway(destination, gateway);

@@ -166,7 +166,7 @@ unsigned long echo_ipv6(const saddr& destination, const echo_request& request,
 } // namespace
 
 unsigned long hlpapi::ping(saddr destination, _SPingReply& reply, unsigned char ttl, unsigned long timeout,
-                           unsigned short size, unsigned char tos, int dont_fragment) {
+                           unsigned short size, unsigned char tos, int dont_fragment) noexcept {
     const echo_request request{ttl, timeout, size, tos, dont_fragment != 0};
     if (destination.family == family_ipv6) {
         const unsigned long code = echo_ipv6(destination, request, reply);
@@ -180,7 +180,7 @@ unsigned long hlpapi::ping(saddr destination, _SPingReply& reply, unsigned char 
     return echo_ipv4(ipv4_view(&address), request, reply);
 }
 
-unsigned long hlpapi::ping(const saddr& destination, unsigned long attempts, _SPingReply& reply) {
+unsigned long hlpapi::ping(const saddr& destination, unsigned long attempts, _SPingReply& reply) noexcept {
     unsigned long code = ERROR_INVALID_PARAMETER;
     for (; attempts != 0; --attempts) {
         code = ping(destination, reply, 255, 5000, 32, 0, 0);

@@ -2,10 +2,11 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <span>
 
 #include "address/convert.h"
+#include "binding/exhaustion.h"
+#include "binding/sockaddr_inet.h"
 #include "binding/system_list.h"
 #include "ip/detail/helper.h"
 #include "ip/hlpapi.h"
@@ -16,8 +17,8 @@ using namespace detail;
 
 namespace {
 
-/// Takes a hardware address from the system, of which `room` bytes are there. Of the length its low byte
-/// counts; an address of more than 32 bytes is taken for none, its bytes stay as they were.
+/// Copies a hardware address of the system, at most `room` bytes of it. Only the low byte of `length` is
+/// used. A length above 32 means that there is no address, and leaves the bytes untouched.
 void assign(macaddr& mac, const void* bytes, std::size_t room, unsigned long length) {
     const auto size = static_cast<std::uint8_t>(length);
     mac.length = size > macaddr::max_length ? 0 : size;
@@ -27,7 +28,7 @@ void assign(macaddr& mac, const void* bytes, std::size_t room, unsigned long len
 unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned short family) {
     static_assert(offsetof(MIB_IPNET_TABLE2, Table) == 8 && sizeof(MIB_IPNET_ROW2) == 88 &&
                   sizeof(NL_NEIGHBOR_STATE) == 4);
-    const iphlpapi_impl& bound = the_helper().iphlpapi;
+    const iphlpapi_impl& bound = bound_iphlpapi();
     MIB_IPNET_TABLE2* found = nullptr;
     if (const unsigned long code = bound.GetIpNetTable2(family, &found)) {
         return code;
@@ -37,7 +38,7 @@ unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned s
     for (const MIB_IPNET_ROW2& entry : std::span(table->Table, table->NumEntries)) {
         hlpapi::_SIpNetRow& row = rows.emplace_back();
         row.interface_index = entry.InterfaceIndex;
-        std::memcpy(&row.state, &entry.State, sizeof row.state); // a newer system may know more of them
+        std::memcpy(&row.state, &entry.State, sizeof row.state); // a newer system may have other states
         row.interface_type = static_cast<std::uint32_t>(entry.InterfaceLuid.Info.IfType);
         row.address = from_sockaddr(&entry.Address, sizeof entry.Address);
         assign(row.mac, entry.PhysicalAddress, sizeof entry.PhysicalAddress, entry.PhysicalAddressLength);
@@ -47,9 +48,7 @@ unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned s
 
 unsigned long list_older_table(std::vector<hlpapi::_SIpNetRow>& rows) {
     static_assert(offsetof(MIB_IPNETTABLE, table) == 4 && sizeof(MIB_IPNETROW) == 24);
-    constexpr std::uint32_t state_unknown = 7;
-    constexpr std::uint32_t interface_type_other = 1;
-    const auto ask = the_helper().iphlpapi.GetIpNetTable;
+    const auto ask = bound_iphlpapi().GetIpNetTable;
     if (ask == nullptr) {
         return ERROR_CALL_NOT_IMPLEMENTED;
     }
@@ -72,7 +71,7 @@ unsigned long list_older_table(std::vector<hlpapi::_SIpNetRow>& rows) {
         const MIB_IPNETROW& entry = table->table[i];
         hlpapi::_SIpNetRow& row = rows.emplace_back();
         row.interface_index = entry.dwIndex;
-        row.state = state_unknown;
+        row.state = neighbour_unknown;
         row.interface_type = interface_type_other;
         row.address.family = family_ipv4;
         std::memcpy(row.address.address4, &entry.dwAddr, ipv4_size);
@@ -82,7 +81,7 @@ unsigned long list_older_table(std::vector<hlpapi::_SIpNetRow>& rows) {
 }
 
 unsigned long resolve_ipv4(const addr& target, const addr* source, macaddr& mac) {
-    const auto send_arp = the_helper().iphlpapi.SendARP;
+    const auto send_arp = bound_iphlpapi().SendARP;
     if (send_arp == nullptr) {
         return ERROR_CALL_NOT_IMPLEMENTED;
     }
@@ -97,19 +96,16 @@ unsigned long resolve_ipv4(const addr& target, const addr* source, macaddr& mac)
 }
 
 unsigned long resolve_ipv6(const addr& target, const addr* source, macaddr& mac) {
-    const auto resolve = the_helper().iphlpapi.ResolveIpNetEntry2;
+    const auto resolve = bound_iphlpapi().ResolveIpNetEntry2;
     if (resolve == nullptr) {
         mac.length = 0;
         return ERROR_INVALID_PARAMETER;
     }
     MIB_IPNET_ROW2 row{};
-    static_assert(sizeof row.Address == sizeof(saddr));
-    const saddr target_address = to_saddr(target);
-    std::memcpy(&row.Address, &target_address, sizeof row.Address);
+    row.Address = to_sockaddr_inet(to_saddr(target));
     SOCKADDR_INET from{};
     if (source != nullptr) {
-        const saddr source_address = to_saddr(*source);
-        std::memcpy(&from, &source_address, sizeof from);
+        from = to_sockaddr_inet(to_saddr(*source));
     }
     if (const unsigned long code = resolve(&row, source == nullptr ? nullptr : &from)) {
         return code;
@@ -120,19 +116,17 @@ unsigned long resolve_ipv6(const addr& target, const addr* source, macaddr& mac)
 
 } // namespace
 
-unsigned long hlpapi::getipnettable(std::vector<_SIpNetRow>& rows, unsigned short family) try {
+unsigned long hlpapi::getipnettable(std::vector<_SIpNetRow>& rows, unsigned short family) noexcept {
     rows.clear();
-    const iphlpapi_impl& bound = the_helper().iphlpapi;
+    const iphlpapi_impl& bound = bound_iphlpapi();
     if (family != family_ipv4 && bound.GetIpNetTable2 != nullptr && bound.FreeMibTable != nullptr) {
-        return list_newer_table(rows, family);
+        return report_exhaustion([&] { return list_newer_table(rows, family); });
     }
-    return family == family_ipv6 ? 0 : list_older_table(rows);
-} catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
+    return family == family_ipv6 ? 0 : report_exhaustion([&] { return list_older_table(rows); });
 }
 
-unsigned long hlpapi::sendARP(const saddr4& source, const saddr4& destination, macaddr& mac) {
-    const auto send_arp = the_helper().iphlpapi.SendARP;
+unsigned long hlpapi::sendARP(const saddr4& source, const saddr4& destination, macaddr& mac) noexcept {
+    const auto send_arp = bound_iphlpapi().SendARP;
     if (send_arp == nullptr) {
         return ERROR_CALL_NOT_IMPLEMENTED;
     }
@@ -148,7 +142,7 @@ unsigned long hlpapi::sendARP(const saddr4& source, const saddr4& destination, m
     return 0;
 }
 
-unsigned long macaddr::from_addr(const addr& target, const addr* source) {
+unsigned long macaddr::from_addr(const addr& target, const addr* source) noexcept {
     switch (target.family) {
     case family_ipv4:
         return resolve_ipv4(target, source, *this);
