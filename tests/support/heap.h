@@ -23,6 +23,7 @@ struct watch {
         now = {0, 0, denied, persistent ? ~std::size_t{0} : denied, true};
     }
     ~watch() { now.watched = false; }
+    void allow_all() { now.first_denied = ~std::size_t{0}; }
 
     std::size_t allocations() const { return now.asked; } ///< asked for so far
     std::size_t live() const { return now.live; }         ///< made while watching and not freed yet

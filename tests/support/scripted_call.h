@@ -19,6 +19,9 @@ extern system* current;
 /// What is handed out counts 1, what comes back -1.
 void enter_in_ledger(const std::string& what, int by);
 
+/// The critical sections that the calling thread holds, the last one taken last.
+std::vector<const void*> held_locks();
+
 /// The fake of the socket library's entry of that name; null if it has none.
 FARPROC socket_entry(std::string_view name);
 /// The same of the DNS, IP Helper and remote-access libraries.
@@ -41,6 +44,7 @@ public:
         const std::string name = function;
         full_ = of.empty() ? name : name + "(" + of + ")";
         current->calls.push_back(full_);
+        current->moments.push_back({heap::now.asked, held_locks()});
         for (const std::string& key : std::set{name, full_}) {
             if (std::deque<DWORD>& answers = current->answers[key]; !answers.empty()) {
                 code_ = answers.front();

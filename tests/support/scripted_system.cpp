@@ -210,6 +210,10 @@ KVTIP_FAKE(ExpandEnvironmentStringsW) = [](LPCWSTR text, LPWSTR out, DWORD capac
 constinit thread_local const void* held[8] = {};
 constinit thread_local std::size_t held_count = 0;
 
+std::vector<const void*> held_locks() {
+    return std::vector<const void*>(held, held + held_count);
+}
+
 template <auto Real, auto Note>
 void watched(CRITICAL_SECTION* section) {
     const heap::pause pause;

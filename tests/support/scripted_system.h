@@ -97,9 +97,9 @@ public:
     std::map<std::string, DWORD> peers; ///< what a connect to an address gives in the end; else 10065 at once
     std::map<SOCKET, open_socket> sockets;
     SOCKET next_socket = 101;
-    std::map<std::string, host> hosts;       ///< by name; "" is this one
-    std::map<std::string, u_short> services; ///< ports by "name/protocol", in host order
-    const void* hints = nullptr; ///< of the last look-up
+    std::map<std::string, host> hosts;                  ///< by name; "" is this one
+    std::map<std::string, u_short> services;            ///< ports by "name/protocol", in host order
+    const void* hints = nullptr;                        ///< of the last look-up
     std::map<std::string, std::vector<dns_record>> dns; ///< by "type name"
     std::string echo_reply;                             ///< as the system writes it
     int echo_data_at = 0; ///< where in the buffer an IPv4 reply says its data is, if above 0
@@ -135,6 +135,12 @@ public:
     // What was called, "Name" or "Name(argument)". Off for threads.
     std::vector<std::string> calls;
     bool logs = true;
+    /// What was so when each of them was made.
+    struct moment {
+        std::size_t allocations;        ///< made by then
+        std::vector<const void*> locks; ///< held by the thread
+    };
+    std::vector<moment> moments;
     /// The calls that begin with `prefix`, without it, between blanks.
     std::string called(std::string_view prefix = "") const;
     std::ptrdiff_t count(const std::string& of) const { return std::count(calls.begin(), calls.end(), of); }

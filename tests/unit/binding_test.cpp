@@ -1,5 +1,6 @@
 // The process-wide binding state, and the starts and stops through the client handles.
 
+#include "binding/entry_table.h"
 #include "ip/detail/helper.h"
 #include "kvt/exceptions/error.h"
 #include "scripted_system.h"
@@ -7,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
 #include <optional>
 #include <thread>
 
@@ -26,6 +29,7 @@ struct Binding : testing::Test {
     ip::lib lib, other;
     ip::hlpapi hlpapi, other_hlpapi;
     ip::winsock2 winsock;
+    ip::dnsapi dns;
 };
 
 TEST(Load, AsksForTheProductTypeFromVersion6On) {
@@ -112,34 +116,92 @@ TEST_F(Binding, FailedInitPutsEverythingBackButCountsIpHelperBelowZero) {
     EXPECT_EQ(system.count("LoadLibraryW(Iphlpapi.dll)"), 1); // goes without that library
 }
 
-TEST_F(Binding, ReportsTheSocketLibrarysErrorOfAStopFirst) {
-    const std::pair<const char*, DWORD> failures[] = {
-        {"FreeLibrary(Iphlpapi.dll)", 5}, {"FreeLibrary(Ws2_32.dll)", 6}, {"WSACleanup", 10050}};
+TEST_F(Binding, ReportsTheFirstErrorOfAStopAndTheSocketLibrarysBeforeThat) {
+    const auto start_lib = [&] { return lib.init(); };
+    const auto stop_lib = [&] { return lib.free(); };
+    const struct {
+        const char* failing; ///< one more, whose code counts rather than those before
+        std::deque<DWORD> codes;
+        std::function<unsigned long()> start, stop;
+    } rows[] = {{"FreeLibrary(Iphlpapi.dll)", {5}, start_lib, stop_lib},
+                {"FreeLibrary(Ws2_32.dll)", {6}, start_lib, stop_lib},
+                {"WSACleanup", {10050}, start_lib, stop_lib},
+                {"WSACleanup",
+                 {10051, 10050},
+                 [&] { return winsock.start(data); },
+                 [&] { return winsock.cleanup(); }},
+                {"FreeLibrary(Dnsapi.dll)", {8}, [&] { return dns.init(); }, [&] { return dns.free(); }}};
     std::map<std::string, std::deque<DWORD>> answers;
-    for (const auto& [call, code] : failures) { // each one more, and stronger than those before
-        EXPECT_EQ(lib.init(), 0u);
-        answers[call] = {code};
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.start(), 0u);
+        answers[row.failing] = row.codes;
         system.answers = answers;
-        EXPECT_EQ(lib.free(), code);
+        EXPECT_EQ(row.stop(), row.codes.front()) << row.failing;
+        system.answers.clear();
     }
 }
 
-TEST_F(Binding, LooksEntriesUpInItsOrder) {
+TEST_F(Binding, LooksEntriesUpInTheOrderOfItsTables) {
+    std::string in_order;
+    int required = 0;
+    for (const auto& tables : {ip::detail::iphlpapi_tables(), ip::detail::winsock_tables()}) {
+        for (const ip::detail::entry_table& table : tables) {
+            for (const ip::detail::entry& row : table.rows) {
+                in_order += (in_order.empty() ? "(" : " (") + std::string(row.name) + ")";
+                required += table.is_required;
+            }
+        }
+    }
     system.calls.clear();
     EXPECT_EQ(lib.init(), 0u);
-    const char in_order[] =
-        "(IcmpCreateFile) (IcmpCloseHandle) (IcmpSendEcho) (SendARP) (GetIpNetTable) "
-        "(GetAdaptersAddresses) (GetBestInterfaceEx) (Icmp6CreateFile) (Icmp6SendEcho2) "
-        "(ResolveIpNetEntry2) (GetIpNetTable2) (FreeMibTable) (GetExtendedTcpTable) (GetExtendedUdpTable) "
-        "(GetPerTcpConnectionEStats) (GetPerTcp6ConnectionEStats) (WSAStartup) (WSACleanup) "
-        "(WSAGetLastError) (WSAEnumProtocolsW) (WSASocketW) (getsockopt) (setsockopt) (shutdown) "
-        "(closesocket) (bind) (listen) (select) (WSAAccept) (send) (sendto) (recv) (recvfrom) (connect) "
-        "(htons) (ntohs) (htonl) (gethostbyname) (gethostbyaddr) (getservbyname) (getservbyport) "
-        "(getpeername) (getsockname) (gethostname) (ioctlsocket) (WSAAddressToStringA) "
-        "(WSAAddressToStringW) (WSAStringToAddressA) (WSAStringToAddressW) (getaddrinfo) (freeaddrinfo) "
-        "(getnameinfo) (GetNameInfoW) (GetAddrInfoW) (FreeAddrInfoW) (WSAConnectByNameA) "
-        "(WSAConnectByNameW) (WSAPoll)";
     EXPECT_EQ(system.called("GetProcAddress"), in_order);
+    EXPECT_EQ(required, 35);
+}
+
+TEST(OldestSystem, HasAllThatTheLibraryNeeds) {
+    scripted::system system(4);
+    for (const ip::detail::entry_table& table : ip::detail::iphlpapi_tables()) {
+        for (const ip::detail::entry& row : table.rows) {
+            system.missing.insert(row.name);
+        }
+    }
+    system.missing.erase("SendARP");
+    system.missing.erase("GetIpNetTable");
+    EXPECT_EQ(ip::lib().init(), 0u);
+}
+
+/// The calls that load, bind, start and stop, each once and with the locks that the thread holds then.
+std::string locks(const scripted::system& system) {
+    const std::map<const void*, std::string> names = {{&the_helper().lock, "library"},
+                                                      {&the_helper().iphlpapi.lock, "iphlpapi"},
+                                                      {&the_helper().winsock.lock, "winsock"},
+                                                      {&the_helper().dnsapi.lock, "dnsapi"}};
+    std::string result;
+    for (std::size_t i = 0; i < system.calls.size(); ++i) {
+        std::string call = system.calls[i].substr(0, system.calls[i].find('('));
+        for (const void* lock : system.moments[i].locks) {
+            call += " " + (names.contains(lock) ? names.at(lock) : "?");
+        }
+        result += result.ends_with(call + "\n") ? "" : call + "\n";
+    }
+    return result;
+}
+
+TEST_F(Binding, HoldsTheLocksOfWhatItChangesButNoneOfABindingWhileItStartsSockets) {
+    const auto seen_in = [&](const std::function<unsigned long()>& operation) {
+        system.calls.clear();
+        system.moments.clear();
+        EXPECT_EQ(operation(), 0u);
+        return locks(system);
+    };
+    EXPECT_EQ(seen_in([&] { return lib.init(); }),
+              "LoadLibraryW library iphlpapi\nGetProcAddress library iphlpapi\nLoadLibraryW library winsock\n"
+              "GetProcAddress library winsock\nWSAStartup library\n");
+    EXPECT_EQ(seen_in([&] { return dns.init(); }), "LoadLibraryW dnsapi\nGetProcAddress dnsapi\n");
+    EXPECT_EQ(seen_in([&] { return dns.free(); }), "FreeLibrary dnsapi\n");
+    EXPECT_EQ(seen_in([&] { return winsock.start(data) + winsock.cleanup(); }), "WSAStartup\nWSACleanup\n");
+    EXPECT_EQ(seen_in([&] { return lib.free(); }),
+              "FreeLibrary library iphlpapi\nWSACleanup library\nFreeLibrary library winsock\n");
 }
 
 TEST_F(Binding, EveryWinsockStartCallsWsaStartup) {
@@ -162,20 +224,12 @@ TEST_F(Binding, OneCleanupTooManyTakesAwaySomebodyElsesStart) {
     EXPECT_EQ(counts(), "1 1 0");
 }
 
-TEST_F(Binding, CleanupReportsItsOwnErrorBeforeThatOfTheStop) {
-    EXPECT_EQ(winsock.start(data), 0u);
-    system.answers["WSACleanup"] = {10050, 10051};
-    EXPECT_EQ(winsock.cleanup(), 10050u);
-}
-
 TEST_F(Binding, IpHelperHandlesCountTheirLoads) {
     EXPECT_EQ(hlpapi.free(), 0u);
     EXPECT_EQ(hlpapi.load() + hlpapi.load() + other_hlpapi.load(), 0u);
     EXPECT_EQ(counts(), "2 3 1");
     EXPECT_EQ(hlpapi.free() + hlpapi.free(), 0u);
     EXPECT_EQ(counts(), "1 2 1");
-    system.answers["FreeLibrary(Iphlpapi.dll)"] = {6};
-    EXPECT_EQ(other_hlpapi.free(), 6u);
 }
 
 TEST_F(Binding, FailedLoadOfIpHelperLeavesTheHandleUninitialised) {

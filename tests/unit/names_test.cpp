@@ -83,6 +83,7 @@ TEST_F(Names, NarrowLookUpPrefersIpv4) {
            {look_up("?", &any), "11001 ", "getaddrinfo(?,-,1,0,3,4)"},
            {look_up("odd", &any), "0 -,192.0.2.3", "getaddrinfo(odd,-,1,0,3,4) freeaddrinfo"},
            {look_up("none", &any), "0 ", "getaddrinfo(none,-,1,0,3,4) freeaddrinfo"}});
+    EXPECT_EQ(system.hints, &any);
     for (const DWORD code : {11004u, 10047u, 11001u, 11002u, 11003u, 10109u}) {
         const bool again = code == 11004 || code == 10047 || code == 11001;
         system.answers["getaddrinfo"] = {code};
@@ -103,6 +104,8 @@ TEST_F(Names, WideLookUpIsTheSystemsOwn) {
                   {look_up(L"odd"), "0 -,192.0.2.3", "GetAddrInfoW(odd,25,0,0,0,0) FreeAddrInfoW"},
                   {look_up(L"none"), "0 ", "GetAddrInfoW(none,25,0,0,0,0) FreeAddrInfoW"},
                   {look_up(L"?"), "11001 ", "GetAddrInfoW(?,25,0,0,0,0)"}});
+    look_up(L"both", &six)();
+    EXPECT_EQ(system.hints, &six);
 }
 
 TEST_F(Names, WideLookUpIsNarrowWhereEitherEntryIsMissing) {
@@ -123,44 +126,24 @@ TEST_F(Names, WideLookUpIsNarrowWhereEitherEntryIsMissing) {
 template <class Char>
 void check_names(scripted::system& system, const std::string& call) {
     const struct {
-        const char* address;
-        bool wants_host = false, wants_service = false;
-        int flags = 0;
+        ip::saddr from;
+        bool host, service; ///< whether they are wanted
+        int flags;
         std::string expected, arguments;
         DWORD failure = 0;
     } rows[] = {
-        {.address = "192.0.2.1",
-         .wants_host = true,
-         .wants_service = true,
-         .flags = 4,
-         .expected = "0 first second",
-         .arguments = "192.0.2.1@80,16,1025,32,4"},
-        {.address = "2001:db8::6",
-         .wants_host = true,
-         .flags = 2,
-         .expected = "0 first ?",
-         .arguments = "2001:db8::6@80,28,1025,-,32,2"},
-        {.address = "192.0.2.9",
-         .wants_service = true,
-         .expected = "0 ? first",
-         .arguments = "192.0.2.9@80,16,-,1025,32,0"},
-        {.address = nullptr,
-         .wants_host = true,
-         .wants_service = true,
-         .expected = "11001 ? ?",
-         .arguments = "-,0,1025,32,0",
-         .failure = 11001},
-    };
-    system.outputs["getnameinfo"] = {bytes<char>("first"), bytes<char>("second")};
-    system.outputs["GetNameInfoW"] = {bytes<wchar_t>("first"), bytes<wchar_t>("second")};
+        {socket_address("192.0.2.1", 80), true, true, 4, "0 first second", "192.0.2.1@80,16,1025,32,4"},
+        {socket_address("2001:db8::6", 80), true, false, 2, "0 first ?", "2001:db8::6@80,28,1025,-,32,2"},
+        {socket_address("192.0.2.9", 80), false, true, 0, "0 ? first", "192.0.2.9@80,16,-,1025,32,0"},
+        {ip::saddr{}, true, true, 0, "11001 ? ?", "-,0,1025,32,0", 11001}};
+    system.outputs[call] = {bytes<Char>("first"), bytes<Char>("second")};
     for (const auto& row : rows) {
         std::basic_string<Char> host(1, '?'), service = host;
         system.calls.clear();
         system.answers[call] = {row.failure};
-        const ip::saddr from = row.address == nullptr ? ip::saddr{} : socket_address(row.address, 80);
-        const std::string code = text(winsock2::getnameinfo(
-            from, row.wants_host ? &host : nullptr, row.wants_service ? &service : nullptr, row.flags));
-        EXPECT_EQ(code + " " + text(host) + " " + text(service), row.expected) << row.arguments;
+        const unsigned long code = winsock2::getnameinfo(row.from, row.host ? &host : nullptr,
+                                                         row.service ? &service : nullptr, row.flags);
+        EXPECT_EQ(text(code) + " " + text(host) + " " + text(service), row.expected) << row.arguments;
         EXPECT_EQ(system.calls.front(), call + "(" + row.arguments + ")");
     }
 }
@@ -183,7 +166,15 @@ TEST_F(Names, UnterminatedNamesEndWithTheirBuffers) {
 }
 
 TEST_F(OlderNames, WideNamesAreNarrowOnesConverted) {
-    check_names<wchar_t>(system, "getnameinfo");
+    system.outputs["getnameinfo"] = {bytes<char>("first"), bytes<char>("second")};
+    std::wstring host, service;
+    EXPECT_EQ(winsock2::getnameinfo(socket_address("::6"), &host, &service, 4), 0u);
+    EXPECT_EQ(system.calls.front() + text(host) + text(service), "getnameinfo(::6,28,1025,32,4)firstsecond");
+    host = L"kept";
+    EXPECT_EQ(winsock2::getnameinfo(socket_address("::6"), nullptr, &service, 0), 0u);
+    system.answers["getnameinfo"] = {11001};
+    EXPECT_EQ(winsock2::getnameinfo(socket_address("::6"), &host, &service, 0), 11001u);
+    EXPECT_EQ(text(host) + text(service), "keptfirst");
 }
 
 TEST_F(Names, HostNameIsCopiedUnitByUnitAndNeverTooFar) {
