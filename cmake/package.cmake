@@ -3,21 +3,43 @@
 
 include(CMakePackageConfigHelpers)
 
-install(TARGETS kvtIP EXPORT kvtIP
+install(TARGETS kvtIP
   RUNTIME DESTINATION bin COMPONENT runtime
-  ARCHIVE DESTINATION lib COMPONENT development
-  INCLUDES DESTINATION include)
+  ARCHIVE DESTINATION lib COMPONENT development)
 install(FILES README.md DESTINATION share/doc/kvtIP COMPONENT runtime)
 
 install(DIRECTORY include/ip include/kvt DESTINATION include COMPONENT development
   PATTERN detail EXCLUDE) # the library's own
-install(EXPORT kvtIP NAMESPACE kvtIP:: FILE kvtIPConfig.cmake DESTINATION lib/cmake/kvtIP
-  COMPONENT development)
+install(DIRECTORY include/kvtip DESTINATION include COMPONENT development)
+
+# The compilers that can use the classes, by the variable that CMake sets for them.
+set(family MINGW)
+if(MSVC)
+  set(family MSVC)
+endif()
+configure_package_config_file(cmake/kvtIPConfig.cmake.in kvtIPConfig.cmake INSTALL_DESTINATION lib/cmake/kvtIP
+  NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
 write_basic_package_version_file(kvtIPConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/kvtIPConfigVersion.cmake DESTINATION lib/cmake/kvtIP
-  COMPONENT development)
-configure_file(cmake/kvtIP.pc.in kvtIP.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/kvtIP.pc DESTINATION lib/pkgconfig COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/kvtIPConfig.cmake ${PROJECT_BINARY_DIR}/kvtIPConfigVersion.cmake
+  DESTINATION lib/cmake/kvtIP COMPONENT development)
+foreach(name IN ITEMS kvtIP kvtIP-classes)
+  configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION lib/pkgconfig COMPONENT development)
+endforeach()
+
+# The import library that MSVC and lld-link read has the functions of the C interface alone.
+if(MINGW)
+  find_program(KVTIP_DLLTOOL llvm-dlltool)
+  if(KVTIP_DLLTOOL)
+    set(definition ${PROJECT_SOURCE_DIR}/src/kvtip/kvtIP.def)
+    add_custom_command(OUTPUT kvtIP.lib DEPENDS ${definition}
+      COMMAND ${KVTIP_DLLTOOL} -m i386:x86-64 -d ${definition} -l kvtIP.lib)
+    add_custom_target(kvtIP_lib ALL DEPENDS kvtIP.lib)
+    install(FILES ${PROJECT_BINARY_DIR}/kvtIP.lib DESTINATION lib COMPONENT development)
+  else()
+    kvtip_leave_out("kvtIP.lib" "it needs llvm-dlltool")
+  endif()
+endif()
 
 if(TARGET kvtip)
   install(TARGETS kvtip RUNTIME DESTINATION bin COMPONENT tools)
@@ -29,7 +51,7 @@ endforeach()
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_VENDOR "the kvtIP authors")
-# A program cannot use a DLL that another family of compilers built.
+# The classes are for the family of compilers that built the DLL.
 set(CPACK_SYSTEM_NAME win64-mingw)
 if(MSVC)
   set(CPACK_SYSTEM_NAME win64-msvc)
