@@ -23,7 +23,6 @@ function(kvtip_header_library name header folder)
   endif()
 endfunction()
 
-if(WIN32 AND (KVTIP_BUILD_TOOL OR KVTIP_BUILD_TESTS))
+if(WIN32 AND KVTIP_BUILD_TOOL)
   kvtip_header_library(kvtip_cli11 CLI/CLI.hpp CLI)
-  kvtip_header_library(kvtip_json nlohmann/json.hpp nlohmann)
 endif()

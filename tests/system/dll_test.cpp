@@ -1,8 +1,9 @@
 // The built DLL in a client's process: its load and unload, and the exceptions and records that it shares
-// with the client. Also what the tool prints of text that is not valid.
+// with the client. Also how the tool writes what it found.
 
+#include "encoding.h"
 #include "ip/ip.h"
-#include "output.h"
+#include "value.h"
 
 #include <gtest/gtest.h>
 
@@ -119,7 +120,7 @@ TEST(Dll, UnloadGivesBackMemoryAndHandles) {
 TEST(Output, IsUtf8WhateverTheSystemsTextHolds) {
     EXPECT_EQ(to_utf8(L"\u00E4 \xD83D\xDE00"), "\xC3\xA4 \xF0\x9F\x98\x80");
     EXPECT_EQ(to_utf8(std::wstring_view(L"a\xD800z\xDC00", 4)), "a\xEF\xBF\xBDz\xEF\xBF\xBD");
-    EXPECT_EQ(json_text("a\xFFz"), "\"a\xEF\xBF\xBDz\"\n");
+    EXPECT_EQ(printable("a\xFFz"), "a\xEF\xBF\xBDz");
 }
 
 TEST(Output, ShowsControlCharactersAsEscapes) {
@@ -128,7 +129,26 @@ TEST(Output, ShowsControlCharactersAsEscapes) {
     const std::string shown = "\\u0001\\u001F\\u007F\\u009F\\u202A\\u202E\\u2066\\u2069";
     EXPECT_EQ(printable(to_utf8(first_and_last)), shown);
     EXPECT_EQ(printable(to_utf8(beside)), to_utf8(beside));
-    EXPECT_EQ(with_printable_text(json{{"a", {"\t"}}}), (json{{"a", {"\\u0009"}}}));
+    const std::vector<value> list{"\x1B", nullptr};
+    const value outside({{"list", list}, {"text", "\n"}, {"number", 1}});
+    EXPECT_EQ(outside.with_printable_text()["list"], (std::vector<value>{"\\u001B", nullptr}));
+    EXPECT_EQ(outside.with_printable_text()["text"], "\\u000A");
+}
+
+TEST(Output, IsJson) {
+    const std::vector<value> list{nullptr, true, -1, 0.25, "a\"\\\n\x7F"};
+    const value document({{"list", list}, {"nothing", value::list()}, {"\"", value::object()}});
+    EXPECT_EQ(document.to_json(), R"({
+  "list": [
+    null,
+    true,
+    -1,
+    0.25,
+    "a\"\\\u000A\u007F"
+  ],
+  "nothing": [],
+  "\"": {}
+})");
 }
 
 } // namespace

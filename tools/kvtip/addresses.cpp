@@ -1,21 +1,22 @@
 #include <vector>
 
 #include "arguments.h"
-#include "check.h"
 #include "command.h"
+#include "errors.h"
 #include "ip/adapter_enumerator.h"
-#include "output.h"
+#include "layout.h"
+#include "network_values.h"
 
 namespace {
 
-json list_addresses(unsigned short family) {
+value list_addresses(unsigned short family) {
     std::vector<ip::addr> found;
     check(ip::localaddresses(found, family), "localaddresses");
-    return list_json(found);
+    return address_list(found);
 }
 
-operation prepare(CLI::App& options) {
-    return [family = add_family(options)](const line_sink&) { return list_addresses(family()); };
+operation prepare(parameters& expected) {
+    return [family = add_family(expected)](const line_sink&) { return list_addresses(family()); };
 }
 
 } // namespace

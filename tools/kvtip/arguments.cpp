@@ -5,16 +5,15 @@
 #include <cstring>
 #include <iterator>
 
-#include <CLI/CLI.hpp>
 #include <ws2tcpip.h>
 
-#include "check.h"
+#include "encoding.h"
+#include "errors.h"
 #include "ip/winsock2.h"
-#include "output.h"
 
 namespace {
 
-std::vector<ip::addr> ask(const std::string& host, unsigned short family, int flags) {
+std::vector<ip::addr> resolve(const std::string& host, unsigned short family, int flags) {
     ADDRINFOW hints{};
     hints.ai_family = family;
     hints.ai_flags = flags;
@@ -26,7 +25,7 @@ std::vector<ip::addr> ask(const std::string& host, unsigned short family, int fl
     return found;
 }
 
-/// The interface's index behind the "%" of a link-local address; 0 without one.
+/// The interface's index after the "%" of a link-local address; 0 without one.
 std::uint32_t scope_of(const std::string& host) {
     std::uint32_t scope = 0;
     if (const std::size_t mark = host.find('%'); mark != std::string::npos) {
@@ -37,30 +36,23 @@ std::uint32_t scope_of(const std::string& host) {
 
 } // namespace
 
-std::function<unsigned short()> add_family(CLI::App& options) {
-    auto family = std::make_shared<int>(0);
-    options.add_option("--family", *family, "Only IPv4 or only IPv6 addresses")->check(CLI::IsMember({4, 6}));
+std::function<unsigned short()> add_family(parameters& expected) {
+    auto family = std::make_shared<std::string>();
+    expected.add_choice("--family", *family, "Only IPv4 or only IPv6 addresses", {"4", "6"});
     return [family] {
-        return *family == 4 ? ip::family_ipv4 : *family == 6 ? ip::family_ipv6 : ip::family_none;
+        return *family == "4" ? ip::family_ipv4 : *family == "6" ? ip::family_ipv6 : ip::family_none;
     };
 }
 
-std::shared_ptr<std::string> add_host(CLI::App& options, const char* name, const char* description,
-                                      const char* otherwise) {
-    auto host = std::make_shared<std::string>(otherwise);
-    CLI::Option* option = options.add_option(name, *host, description)->check([](const std::string& text) {
-        return std::string(text.empty() ? "must not be empty" : "");
-    });
-    if (host->empty()) {
-        option->required();
-    } else {
-        option->capture_default_str();
-    }
+std::shared_ptr<std::string> add_host(parameters& expected, const char* name, const char* description,
+                                      const char* fallback) {
+    auto host = std::make_shared<std::string>(fallback);
+    expected.add_text(name, *host, description);
     return host;
 }
 
-std::vector<ip::saddr> look_up(const std::string& host, unsigned short family) {
-    const std::vector<ip::addr> found = ask(host, family, 0);
+std::vector<ip::saddr> find_addresses(const std::string& host, unsigned short family) {
+    const std::vector<ip::addr> found = resolve(host, family, 0);
     std::vector<ip::saddr> result;
     std::transform(found.begin(), found.end(), std::back_inserter(result), socket_address);
     if (result.front().family == ip::family_ipv6) {
@@ -69,18 +61,18 @@ std::vector<ip::saddr> look_up(const std::string& host, unsigned short family) {
     return result;
 }
 
-ip::saddr look_up_first(const std::string& host, unsigned short family) {
-    return look_up(host, family).front();
+ip::saddr find_first_address(const std::string& host, unsigned short family) {
+    return find_addresses(host, family).front();
 }
 
 ip::addr parse_address(const std::string& text, const char* name) {
     try {
-        return ask(text, ip::family_none, AI_NUMERICHOST).front();
+        return resolve(text, ip::family_none, AI_NUMERICHOST).front();
     } catch (const kvt::exceptions::error& error) {
         if (error.error_code() != WSAHOST_NOT_FOUND) {
             throw;
         }
-        throw CLI::ValidationError(name, text + " is not an address");
+        throw usage_error(std::string(name) + ": " + text + " is not an address");
     }
 }
 

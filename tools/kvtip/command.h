@@ -4,33 +4,28 @@
 #include <string>
 #include <string_view>
 
-#include <nlohmann/json.hpp>
+#include "value.h"
 
-namespace CLI {
-class App;
-}
+class parameters;
 
-/// JSON whose members stay in the order in which they were added.
-using json = nlohmann::ordered_json;
-
-/// Takes a line for people while the work still goes on.
+/// Shows a line while the work still goes on.
 using line_sink = std::function<void(std::string_view line)>;
 
-/// The work of a subcommand. It throws `kvt::exceptions::error` where an operation fails, and
-/// `CLI::ParseError` where an argument turns out to be none that it can use.
-using operation = std::function<json(const line_sink& show)>;
+/// The work of a subcommand. It throws `kvt::exceptions::error` where an operation fails, and `usage_error`
+/// where an argument turns out to be unusable.
+using operation = std::function<value(const line_sink& show)>;
 
 /// A subcommand: one file, and one row in main.cpp's table.
 struct command {
     const char* name;
     const char* summary;
-    /// Adds the options that are the subcommand's own, for work to be done once these are parsed.
-    operation (*prepare)(CLI::App& options);
-    /// The result of that work, for people: what they have not been shown yet.
-    std::string (*text)(const json& result);
-    /// Why the result is a failure for all that there is to show, empty if it is none; null for never.
-    std::string (*failure)(const json& result) = nullptr;
-    bool starts_itself = false; ///< whether it wants to see for itself that the library starts
+    /// Adds the subcommand's options and arguments. The work that it returns is done after these are parsed.
+    operation (*prepare)(parameters& expected);
+    /// Lays the result out for people, without the lines that were shown meanwhile.
+    std::string (*text)(const value& result);
+    /// The reason if the result counts as a failure, otherwise empty; null if it never does.
+    std::string (*failure)(const value& result) = nullptr;
+    bool starts_library_itself = false; ///< otherwise the library is started before the work
 };
 
 extern const command adapters_command;

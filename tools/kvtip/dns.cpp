@@ -3,14 +3,13 @@
 #include <sstream>
 #include <vector>
 
-#include <windows.h>
-
+#include "all_adapters.h"
 #include "arguments.h"
-#include "check.h"
 #include "command.h"
 #include "ip/adapter_enumerator.h"
 #include "ip/winsock2.h"
-#include "output.h"
+#include "layout.h"
+#include "network_values.h"
 
 namespace {
 
@@ -23,7 +22,7 @@ bool is_same(const ip::saddr& one, const ip::saddr& other) {
                                           : std::equal(one.address6, std::end(one.address6), other.address6));
 }
 
-/// Compares addresses, since one can be written in several ways.
+/// Compares addresses, since an address has several texts.
 bool has_server(const ip::_SFindAdapter& adapter, const std::string& text) {
     ip::addr server;
     return ip::winsock2::address_from_string(server, text.c_str()) == 0 &&
@@ -31,58 +30,46 @@ bool has_server(const ip::_SFindAdapter& adapter, const std::string& text) {
                        [&](const ip::saddr& each) { return is_same(each, socket_address(server)); });
 }
 
-json adapters_with(const std::string& server, const std::vector<ip::_SFindAdapter>& adapters) {
-    json names = json::array();
+value adapters_with(const std::string& server, const std::vector<ip::_SFindAdapter>& adapters) {
+    value names = value::list();
     for (const ip::_SFindAdapter& adapter : adapters) {
         if (has_server(adapter, server)) {
-            names.push_back(title_of(adapter));
+            names.add(display_name(adapter));
         }
     }
     return names;
 }
 
-std::vector<ip::_SFindAdapter> all_adapters() {
-    std::vector<ip::_SFindAdapter> found;
-    ip::adapter_enumerator adapters;
-    ip::_SFindAdapter adapter;
-    for (bool more = adapters.find_first(adapter, 0); more; more = adapters.find_next(adapter)) {
-        found.push_back(adapter);
-    }
-    if (const unsigned long code = GetLastError(); code != ERROR_NO_MORE_ITEMS) {
-        check(code, "enumeration");
-    }
-    return found;
-}
-
-json list_servers(const line_sink& /*show*/) {
+value list_servers(const line_sink& /*show*/) {
     std::string servers;
     ip::adapter_enumerator::retrievednsservers(servers);
-    const std::vector<ip::_SFindAdapter> adapters = all_adapters();
-    json result = json::array();
+    std::vector<ip::_SFindAdapter> adapters;
+    for_each_adapter([&](const ip::_SFindAdapter& adapter, auto&) { adapters.push_back(adapter); });
+    value result = value::list();
     std::istringstream rest(servers);
     for (std::string server; std::getline(rest, server, ',');) {
         const bool placeholder =
             std::find(std::begin(placeholders), std::end(placeholders), server) != std::end(placeholders);
-        result.push_back({{"server", server},
-                          {"placeholder", placeholder},
-                          {"adapters", adapters_with(server, adapters)}});
+        result.add({{"server", server},
+                    {"placeholder", placeholder},
+                    {"adapters", adapters_with(server, adapters)}});
     }
     return result;
 }
 
-std::string joined(const json& names) {
+std::string joined(const value& names) {
     std::string text;
-    for (const json& name : names) {
+    for (const value& name : names.elements()) {
         text += (text.empty() ? "" : ", ") + plain_text(name);
     }
     return text.empty() ? "-" : text;
 }
 
-std::string use_text(const json& placeholder) {
-    return placeholder ? "placeholder" : "name server";
+std::string use_text(const value& placeholder) {
+    return placeholder.truth() ? "placeholder" : "name server";
 }
 
-std::string text(const json& result) {
+std::string text(const value& result) {
     constexpr column columns[] = {
         {"SERVER", "server"}, {"USE", "placeholder", use_text}, {"ADAPTERS", "adapters", joined}};
     return table_text(result, columns, "no name servers");
@@ -91,4 +78,4 @@ std::string text(const json& result) {
 } // namespace
 
 const command dns_command = {"dns", "List the name servers, each with the adapters that have it",
-                             [](CLI::App&) -> operation { return list_servers; }, text};
+                             [](parameters&) -> operation { return list_servers; }, text};

@@ -6,15 +6,17 @@
 #include <windows.h>
 
 #include "command.h"
+#include "encoding.h"
+#include "errors.h"
 #include "ip/lib.h"
-#include "output.h"
+#include "layout.h"
 
 namespace {
 
-/// An entry of a system library, and what the library does where it is missing.
+/// An entry of a system library, and what its absence means.
 struct entry {
     const char* name;
-    const char* otherwise;
+    const char* effect;
     bool has_substitute = false;
     bool is_one_of_two = false; ///< the library takes `getaddrinfo` and `freeaddrinfo` both or none
 };
@@ -22,7 +24,7 @@ struct entry {
 /// What the library takes from a system library: without one of the required entries nothing of it works.
 struct binding {
     const wchar_t* file;
-    const char* otherwise;
+    const char* effect; ///< of a required entry that is missing
     std::span<const char* const> required;
     std::span<const entry> optional;
 };
@@ -62,17 +64,17 @@ constexpr const char* sockets[] = {
     "WSAStringToAddressA",
     "WSAStringToAddressW",
 };
-constexpr const char* own_look_up = "names are looked up by gethostbyname, IPv4 only";
-constexpr const char* own_connect = "connecting by name looks the name up and connects itself";
+constexpr const char* narrow_lookup = "names are looked up by gethostbyname, IPv4 only";
+constexpr const char* connect_substitute = "the library itself looks the name up and connects";
 constexpr entry newer_sockets[] = {
-    {"getaddrinfo", own_look_up, true, true},
-    {"freeaddrinfo", own_look_up, true, true},
+    {"getaddrinfo", narrow_lookup, true, true},
+    {"freeaddrinfo", narrow_lookup, true, true},
     {"getnameinfo", "addresses are looked up by gethostbyaddr, IPv4 only", true},
-    {"GetNameInfoW", "wide names of addresses are converted narrow ones"},
+    {"GetNameInfoW", "wide names of addresses are converted from narrow ones"},
     {"GetAddrInfoW", "wide names are looked up as narrow ones"},
     {"FreeAddrInfoW", "wide names are looked up as narrow ones"},
-    {"WSAConnectByNameA", own_connect},
-    {"WSAConnectByNameW", own_connect},
+    {"WSAConnectByNameA", connect_substitute},
+    {"WSAConnectByNameW", connect_substitute},
     {"WSAPoll", "there is no poll"},
 };
 
@@ -104,7 +106,7 @@ constexpr const char* connections[] = {"RasEnumConnectionsW", "RasGetProjectionI
 constexpr binding bindings[] = {
     {L"Ws2_32.dll", "the library does not start", sockets, newer_sockets},
     {L"Iphlpapi.dll", "the library does not start", neighbours, newer_helpers},
-    {L"Dnsapi.dll", "there are no DNS look-ups", queries, {}},
+    {L"Dnsapi.dll", "there are no DNS lookups", queries, {}},
     {L"rasapi32.dll", "no connection counts as dial-up", connections, {}},
 };
 
@@ -128,29 +130,28 @@ private:
     HMODULE handle_;
 };
 
-json entry_json(const char* name, const char* state, const char* otherwise) {
-    return {{"name", name}, {"state", state}, {"meaning", otherwise == nullptr ? json() : json(otherwise)}};
+value entry_value(const char* name, const char* state, const char* effect) {
+    return {{"name", name}, {"state", state}, {"meaning", effect == nullptr ? value() : value(effect)}};
 }
 
-json binding_json(const binding& which) {
+value binding_value(const binding& which) {
     const module library(which.file);
-    json entries = json::array();
+    value entries = value::list();
     for (const char* name : which.required) {
         const bool bound = library.has(name);
-        entries.push_back(entry_json(name, bound ? "bound" : "missing", bound ? nullptr : which.otherwise));
+        entries.add(entry_value(name, bound ? "bound" : "missing", bound ? nullptr : which.effect));
     }
     const bool has_lists = library.has("getaddrinfo") && library.has("freeaddrinfo");
     for (const entry& each : which.optional) {
         const bool bound = each.is_one_of_two ? has_lists : library.has(each.name);
-        const char* otherwise = each.has_substitute && library.is_loaded() ? "substituted" : "missing";
-        entries.push_back(
-            entry_json(each.name, bound ? "bound" : otherwise, bound ? nullptr : each.otherwise));
+        const char* unbound = each.has_substitute && library.is_loaded() ? "substituted" : "missing";
+        entries.add(entry_value(each.name, bound ? "bound" : unbound, bound ? nullptr : each.effect));
     }
     return {{"module", to_utf8(which.file)}, {"loaded", library.is_loaded()}, {"entries", entries}};
 }
 
-/// The version, which the system tells in full to this call only.
-json system_json() {
+/// The version, which the system reports in full to this call only.
+value system_value() {
     using rtl_get_version = LONG(WINAPI*)(OSVERSIONINFOW*);
     const auto ask =
         std::bit_cast<rtl_get_version>(GetProcAddress(GetModuleHandleW(L"ntdll"), "RtlGetVersion"));
@@ -164,53 +165,54 @@ json system_json() {
             {"build", version.dwBuildNumber}};
 }
 
-json examine(const line_sink& /*show*/) {
-    json libraries = json::array();
+value examine(const line_sink& /*show*/) {
+    value libraries = value::list();
     for (const binding& each : bindings) {
-        libraries.push_back(binding_json(each));
+        libraries.add(binding_value(each));
     }
     ip::lib library;
-    return {{"system", system_json()}, {"start", library.init()}, {"libraries", libraries}};
+    return {{"system", system_value()}, {"start", library.init()}, {"libraries", libraries}};
 }
 
-std::string version_text(const json& version) {
+std::string version_text(const value& version) {
     return version.is_null() ? "unknown"
-                             : version["major"].dump() + "." + version["minor"].dump() + ", build " +
-                                   version["build"].dump();
+                             : plain_text(version["major"]) + "." + plain_text(version["minor"]) +
+                                   ", build " + plain_text(version["build"]);
 }
 
-/// How many entries are bound, and what it means that others are not.
-json library_lines(const json& library) {
-    if (!library["loaded"]) {
-        return "missing: " + library["entries"][0]["meaning"].get<std::string>();
+bool is_bound(const value& entry) {
+    return entry["state"] == "bound";
+}
+
+/// How many entries are bound, and what the absence of the others means.
+value library_lines(const value& library) {
+    const std::vector<value>& entries = library["entries"].elements();
+    if (!library["loaded"].truth()) {
+        return "missing: " + entries.front()["meaning"].text();
     }
-    const json& entries = library["entries"];
-    const auto bound =
-        std::count_if(entries.begin(), entries.end(), [](auto& each) { return each["state"] == "bound"; });
-    json lines = {std::to_string(bound) + " of " + std::to_string(entries.size()) + " entries"};
-    for (const json& each : entries) {
-        if (each["state"] != "bound") {
-            lines.push_back(each["name"].get<std::string>() + " is " + each["state"].get<std::string>() +
-                            ": " + each["meaning"].get<std::string>());
+    value lines = value::list();
+    lines.add(std::to_string(std::count_if(entries.begin(), entries.end(), is_bound)) + " of " +
+              std::to_string(entries.size()) + " entries");
+    for (const value& each : entries) {
+        if (!is_bound(each)) {
+            lines.add(each["name"].text() + " is " + each["state"].text() + ": " + each["meaning"].text());
         }
     }
     return lines;
 }
 
-std::string text(const json& result) {
+std::string text(const value& result) {
     std::string fields;
     append_field(fields, "Windows", version_text(result["system"]));
-    const unsigned long code = result["start"];
-    append_field(fields, "kvtIP",
-                 code == 0 ? "starts"
-                           : "does not start: " + std::to_string(code) + ": " + system_message(code));
-    for (const json& library : result["libraries"]) {
-        append_field(fields, library["module"].get<std::string>(), library_lines(library));
+    const auto code = static_cast<unsigned long>(result["start"].number());
+    append_field(fields, "kvtIP", code == 0 ? "starts" : "does not start: " + code_text(code));
+    for (const value& library : result["libraries"].elements()) {
+        append_field(fields, library["module"].text(), library_lines(library));
     }
     return fields;
 }
 
-std::string failure(const json& result) {
+std::string failure(const value& result) {
     return result["start"] == 0 ? "" : "the library does not start";
 }
 
@@ -218,7 +220,7 @@ std::string failure(const json& result) {
 
 const command doctor_command = {"doctor",
                                 "Show what the system offers the library, and what is missing",
-                                [](CLI::App&) -> operation { return examine; },
+                                [](parameters&) -> operation { return examine; },
                                 text,
                                 failure,
                                 true};

@@ -1,19 +1,20 @@
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <windows.h>
 
 #include <windns.h>
 
 #include "arguments.h"
-#include "check.h"
 #include "command.h"
+#include "encoding.h"
+#include "errors.h"
 #include "ip/dnsapi.h"
-#include "output.h"
+#include "layout.h"
+#include "network_values.h"
 
 namespace {
 
-constexpr unsigned long query_options = DNS_QUERY_STANDARD | DNS_QUERY_NO_NETBT; // NetBIOS is no DNS
+constexpr unsigned long query_options = DNS_QUERY_STANDARD | DNS_QUERY_NO_NETBT; // not by NetBIOS
 
 /// The DNS library, for as long as this object lives.
 class dns_library {
@@ -28,8 +29,8 @@ unsigned short family_of(const std::string& type) {
     return type == "a" ? ip::family_ipv4 : type == "aaaa" ? ip::family_ipv6 : ip::family_none;
 }
 
-/// Where one of the two types of records is found, a failure of the other does not count.
-json addresses_of(const std::string& name, const std::string& type) {
+/// If one of the two types of records is found, a failure of the other does not count.
+value addresses_of(const std::string& name, const std::string& type) {
     const dns_library dns;
     std::vector<ip::addr> found;
     const unsigned long code =
@@ -37,41 +38,39 @@ json addresses_of(const std::string& name, const std::string& type) {
     if (found.empty()) {
         check(code, "addresses_from_name");
     }
-    return list_json(found);
+    return address_list(found);
 }
 
-json names_of(const std::string& text) {
+value names_of(const std::string& text) {
     const ip::addr address = parse_address(text, "ADDRESS");
     const dns_library dns;
     std::vector<std::wstring> found;
     check(ip::dnsapi::names_from_address(address, found, query_options), "names_from_address");
-    json result = json::array();
+    value result = value::list();
     for (const std::wstring& name : found) {
-        result.push_back(to_utf8(name));
+        result.add(to_utf8(name));
     }
     return result;
 }
 
-operation prepare_lookup(CLI::App& options) {
-    const auto name = add_host(options, "NAME", "The name to ask the name server for");
+operation prepare_lookup(parameters& expected) {
+    const auto name = add_host(expected, "NAME", "The name to ask the name server for");
     auto type = std::make_shared<std::string>("both");
-    options.add_option("--type", *type, "Which records")
-        ->check(CLI::IsMember({"a", "aaaa", "both"}))
-        ->capture_default_str();
+    expected.add_choice("--type", *type, "Which records", {"a", "aaaa", "both"});
     return [name, type](const line_sink&) { return addresses_of(*name, *type); };
 }
 
-operation prepare_reverse(CLI::App& options) {
-    const auto address = add_host(options, "ADDRESS", "An IPv4 or IPv6 address");
+operation prepare_reverse(parameters& expected) {
+    const auto address = add_host(expected, "ADDRESS", "An IPv4 or IPv6 address");
     return [address](const line_sink&) { return names_of(*address); };
 }
 
-std::string addresses_text(const json& result) {
-    return result.empty() ? "no addresses\n" : list_text(result);
+std::string addresses_text(const value& result) {
+    return result.elements().empty() ? "no addresses\n" : list_text(result);
 }
 
-std::string names_text(const json& result) {
-    return result.empty() ? "no names\n" : list_text(result);
+std::string names_text(const value& result) {
+    return result.elements().empty() ? "no names\n" : list_text(result);
 }
 
 } // namespace

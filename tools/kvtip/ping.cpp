@@ -1,24 +1,25 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <numeric>
 
-#include <CLI/CLI.hpp>
 #include <windows.h>
 
 #include "arguments.h"
 #include "command.h"
-#include "echo.h"
-#include "output.h"
+#include "layout.h"
+#include "network_values.h"
+#include "single_ping.h"
 
 namespace {
 
 using std::chrono::steady_clock;
 
-struct request {
+struct ping_request {
     std::shared_ptr<const std::string> host;
     std::function<unsigned short()> family;
     unsigned count = 4;
-    echo_options options;
+    ping_options options;
 };
 
 void sleep_until(steady_clock::time_point time) {
@@ -28,57 +29,54 @@ void sleep_until(steady_clock::time_point time) {
     }
 }
 
-std::string reply_line(const json& reply) {
-    const unsigned long code = reply["code"];
-    if (code == 0) {
+std::string reply_line(const value& reply) {
+    if (reply["code"] == 0) {
         return "reply from " + plain_text(reply["address"]) + ": " +
                milliseconds_text(reply["milliseconds"]) +
-               (reply["ttl"].is_null() ? "" : ", ttl " + reply["ttl"].dump());
+               (reply["ttl"].is_null() ? "" : ", ttl " + plain_text(reply["ttl"]));
     }
-    return "no answer: " + echo_code_text(code) +
-           (reply["address"].is_null() ? "" : ", says " + plain_text(reply["address"]));
+    return "no answer: " + ping_code_text(reply["code"]) +
+           (reply["address"].is_null() ? "" : ", reported by " + plain_text(reply["address"]));
 }
 
-/// Echoes one by one, a second from one to the next.
-json send(const ip::saddr& destination, const request& what, const line_sink& show) {
-    json replies = json::array();
-    for (auto next = steady_clock::now(); replies.size() < what.count;) {
+/// Sends one echo request a second.
+value send(const ip::saddr& destination, const ping_request& what, const line_sink& show) {
+    value replies = value::list();
+    auto next = steady_clock::now();
+    for (unsigned sent = 0; sent < what.count; ++sent) {
         sleep_until(next);
         next = steady_clock::now() + std::chrono::seconds(1);
-        replies.push_back(echo(destination, what.options));
-        show(reply_line(replies.back()));
+        replies.add(ping_once(destination, what.options));
+        show(reply_line(replies.elements().back()));
     }
     return replies;
 }
 
-/// Adds how the replies were on the whole: times are null where no answer came.
-json with_summary(json result) {
-    double sum = 0;
-    std::uint32_t received = 0;
-    json least;
-    json most;
-    for (const json& reply : result["replies"]) {
+/// Adds a summary of the replies; its times are null if there was no answer.
+value with_summary(value result) {
+    const std::vector<value>& replies = result["replies"].elements();
+    std::vector<std::int64_t> times;
+    for (const value& reply : replies) {
         if (reply["code"] == 0) {
-            const json& time = reply["milliseconds"];
-            least = received == 0 ? time : std::min(least, time);
-            most = received == 0 ? time : std::max(most, time);
-            sum += time.get<double>();
-            ++received;
+            times.push_back(reply["milliseconds"].number());
         }
     }
-    const std::size_t sent = result["replies"].size();
-    result["sent"] = sent;
-    result["received"] = received;
-    result["lost"] = sent - received;
-    result["minimum"] = least;
-    result["average"] = received == 0 ? json() : json(std::round(sum / received * 100) / 100);
-    result["maximum"] = most;
+    const std::size_t sent = replies.size();
+    result.add("sent", sent);
+    result.add("received", times.size());
+    result.add("lost", sent - times.size());
+    const bool answered = !times.empty();
+    const double sum = std::accumulate(times.begin(), times.end(), 0.0);
+    const double average = std::round(sum / static_cast<double>(times.size()) * 100) / 100;
+    result.add("minimum", answered ? value(*std::min_element(times.begin(), times.end())) : value());
+    result.add("average", answered ? value(average) : value());
+    result.add("maximum", answered ? value(*std::max_element(times.begin(), times.end())) : value());
     return result;
 }
 
-json ping(const request& what, const line_sink& show) {
-    const ip::saddr destination = look_up_first(*what.host, what.family());
-    const json address = address_json(destination);
+value ping(const ping_request& what, const line_sink& show) {
+    const ip::saddr destination = find_first_address(*what.host, what.family());
+    const value address = address_value(destination);
     show("pinging " + plain_text(address) + " with " + std::to_string(what.options.size) + " bytes");
     return with_summary({{"host", *what.host},
                          {"address", address},
@@ -86,27 +84,22 @@ json ping(const request& what, const line_sink& show) {
                          {"replies", send(destination, what, show)}});
 }
 
-operation prepare(CLI::App& options) {
-    auto what = std::make_shared<request>();
-    what->host = add_host(options, "HOST", "The host's name or address");
-    what->family = add_family(options);
-    const auto add_number = [&](const char* name, unsigned& value, const char* description, unsigned least,
-                                unsigned most) {
-        options.add_option(name, value, description)->check(CLI::Range(least, most))->capture_default_str();
-    };
-    add_number("--count", what->count, "How many echoes to send", 1, 65535);
-    add_number("--size", what->options.size, "Bytes of data in each", 0, 65500);
-    add_number("--ttl", what->options.ttl, "Time to live: routers it may pass, and one", 1, 255);
-    add_number("--timeout", what->options.timeout, "Milliseconds to wait for each answer", 1, 60000);
-    options.add_flag("--df", what->options.dont_fragment, "Do not fragment");
+operation prepare(parameters& expected) {
+    auto what = std::make_shared<ping_request>();
+    what->host = add_host(expected, "HOST", "The host's name or address");
+    what->family = add_family(expected);
+    expected.add_number("--count", what->count, "Number of echo requests to send", 1, 65535);
+    expected.add_number("--size", what->options.size, "Bytes of data in each", 0, 65500);
+    expected.add_number("--ttl", what->options.ttl, "Maximum number of hops", 1, 255);
+    expected.add_number("--timeout", what->options.timeout, "Milliseconds to wait for each answer", 1, 60000);
+    expected.add_flag("--df", what->options.dont_fragment, "Do not fragment");
     return [what](const line_sink& show) { return ping(*what, show); };
 }
 
-std::string text(const json& result) {
-    const std::uint64_t sent = result["sent"];
-    const std::uint64_t lost = result["lost"];
-    std::string line = result["sent"].dump() + " sent, " + result["received"].dump() + " answered, " +
-                       std::to_string(lost * 100 / sent) + "% lost\n";
+std::string text(const value& result) {
+    const std::int64_t lost_percent = result["lost"].number() * 100 / result["sent"].number();
+    std::string line = plain_text(result["sent"]) + " sent, " + plain_text(result["received"]) +
+                       " answered, " + std::to_string(lost_percent) + "% lost\n";
     if (!result["average"].is_null()) {
         line += "minimum " + milliseconds_text(result["minimum"]) + ", average " +
                 milliseconds_text(result["average"]) + ", maximum " + milliseconds_text(result["maximum"]) +
@@ -115,8 +108,8 @@ std::string text(const json& result) {
     return line;
 }
 
-std::string failure(const json& result) {
-    return result["received"] == 0 ? echo_failure(result["replies"].back()["code"]) : "";
+std::string failure(const value& result) {
+    return result["received"] == 0 ? ping_failure(result["replies"].elements().back()["code"]) : "";
 }
 
 } // namespace

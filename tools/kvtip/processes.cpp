@@ -6,7 +6,7 @@
 
 #include <tlhelp32.h>
 
-#include "output.h"
+#include "encoding.h"
 
 process_names::process_names() {
     const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
@@ -22,7 +22,7 @@ process_names::process_names() {
     }
 }
 
-json process_names::find(unsigned long pid) const {
+value process_names::find(unsigned long pid) const {
     const auto found = pid == 0 ? names_.end() : names_.find(pid); // 0 is nobody
-    return found == names_.end() ? json() : json(found->second);
+    return found == names_.end() ? value() : value(found->second);
 }

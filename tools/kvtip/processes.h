@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "command.h"
+#include "value.h"
 
 /// The names of the programs that ran when this object was made.
 class process_names {
@@ -11,7 +11,7 @@ public:
     process_names();
 
     /// The program's file name; null where the system does not know the process.
-    json find(unsigned long pid) const;
+    value find(unsigned long pid) const;
 
 private:
     std::map<unsigned long, std::string> names_;

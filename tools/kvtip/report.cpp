@@ -1,12 +1,12 @@
 #include <exception>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
-#include "check.h"
 #include "command.h"
+#include "command_line.h"
+#include "errors.h"
 #include "ip/lib.h"
-#include "output.h"
+#include "layout.h"
+#include "network_values.h"
 
 namespace {
 
@@ -24,48 +24,45 @@ const section sections[] = {
     {"connections", &connections_command},
 };
 
-json failed(unsigned long code, const std::string& message) {
-    return {{"code", number_json(code)}, {"message", message}};
+value failure_value(unsigned long code, const std::string& message) {
+    return {{"code", number_or_null(code)}, {"message", message}};
 }
 
 /// The work of a subcommand, or why it failed.
-json run(const section& which) try {
+value run_section(const section& which) try {
     ip::lib library;
-    if (!which.source->starts_itself) {
+    if (!which.source->starts_library_itself) {
         check(library.init(), "start");
     }
-    CLI::App options;
-    const operation work = which.source->prepare(options);
-    options.parse(std::string(which.arguments));
+    const operation work = prepare(*which.source, which.arguments);
     return {{"result", work([](std::string_view) {})}};
 } catch (const kvt::exceptions::error& error) {
-    return failed(error.error_code(), system_message(error.error_code()));
+    return failure_value(error.error_code(), system_message(error.error_code()));
 } catch (const std::exception& error) {
-    return failed(0, error.what());
+    return failure_value(0, error.what());
 }
 
-json report(const line_sink& /*show*/) {
-    json result;
+value report(const line_sink& /*show*/) {
+    value result = value::object();
     for (const section& each : sections) {
-        result[each.title] = run(each);
+        result.add(each.title, run_section(each));
     }
     return result;
 }
 
-std::string text(const json& result) {
+std::string text(const value& result) {
     std::string page;
     for (const section& each : sections) {
-        const json& part = result[each.title];
+        const value& part = result[each.title];
         page += (page.empty() ? "" : "\n") + std::string("== ") + each.title + "\n\n";
-        page += part.contains("result")
-                    ? each.source->text(part["result"])
-                    : plain_text(part["code"]) + ": " + plain_text(part["message"]) + "\n";
+        page += part.has("result") ? each.source->text(part["result"])
+                                   : plain_text(part["code"]) + ": " + plain_text(part["message"]) + "\n";
     }
     return page;
 }
 
-/// What is not there to be shown is no failure, a library that does not start is.
-std::string failure(const json& result) {
+/// A part that cannot be shown is not a failure, a library that does not start is.
+std::string failure(const value& result) {
     return doctor_command.failure(result["system"]["result"]);
 }
 
@@ -73,7 +70,7 @@ std::string failure(const json& result) {
 
 const command report_command = {"report",
                                 "Show this host's networking on one page",
-                                [](CLI::App&) -> operation { return report; },
+                                [](parameters&) -> operation { return report; },
                                 text,
                                 failure,
                                 true};

@@ -1,12 +1,13 @@
 #include "arguments.h"
 #include "command.h"
-#include "output.h"
+#include "layout.h"
+#include "network_values.h"
 
 namespace {
 
-operation prepare(CLI::App& options) {
-    return [name = add_host(options, "NAME", "The host's name"),
-            family = add_family(options)](const line_sink&) { return list_json(look_up(*name, family())); };
+operation prepare(parameters& expected) {
+    return [name = add_host(expected, "NAME", "The host's name"), family = add_family(expected)](
+               const line_sink&) { return address_list(find_addresses(*name, family())); };
 }
 
 } // namespace

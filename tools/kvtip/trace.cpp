@@ -1,26 +1,26 @@
-#include <CLI/CLI.hpp>
 #include <windows.h>
 
 #include <ipexport.h>
 
 #include "arguments.h"
 #include "command.h"
-#include "echo.h"
-#include "output.h"
+#include "layout.h"
+#include "network_values.h"
+#include "single_ping.h"
 
 namespace {
 
 constexpr int tries_per_hop = 3;
 constexpr unsigned timeout = 1000; // milliseconds
 
-json hop(const ip::saddr& destination, unsigned number) {
-    // IPv6 error messages do not bring the data back; IPv4 ones, which some systems take only where the
-    // answer has room for them, may do so.
+value hop(const ip::saddr& destination, unsigned number) {
+    // IPv6 error messages do not return the data. IPv4 ones may, and some systems accept them only if the
+    // buffer has room for it.
     const unsigned size = destination.family == ip::family_ipv6 ? 0 : 32;
-    const echo_options options{number, timeout, size, false};
-    json reply = echo(destination, options);
+    const ping_options options{number, timeout, size, false};
+    value reply = ping_once(destination, options);
     for (int i = 1; i < tries_per_hop && reply["code"] == IP_REQ_TIMED_OUT; ++i) {
-        reply = echo(destination, options);
+        reply = ping_once(destination, options);
     }
     return {{"hop", number},
             {"address", reply["address"]},
@@ -28,49 +28,51 @@ json hop(const ip::saddr& destination, unsigned number) {
             {"code", reply["code"]}};
 }
 
-std::string hop_line(const json& hop) {
-    const std::string number = hop["hop"].dump();
+/// Whether the destination is further away, or may be.
+bool goes_on(const value& code) {
+    return code == IP_TTL_EXPIRED_TRANSIT || code == IP_REQ_TIMED_OUT;
+}
+
+std::string hop_line(const value& hop) {
+    const std::string number = plain_text(hop["hop"]);
     std::string line = std::string(number.size() < 3 ? 3 - number.size() : 0, ' ') + number + "  ";
     line += hop["address"].is_null() ? "*" : plain_text(hop["address"]);
-    const unsigned long code = hop["code"];
-    if (code != 0 && code != IP_TTL_EXPIRED_TRANSIT && code != IP_REQ_TIMED_OUT) {
-        line += "  " + echo_code_text(code);
+    if (hop["code"] != 0 && !goes_on(hop["code"])) {
+        line += "  " + ping_code_text(hop["code"]);
     } else if (!hop["milliseconds"].is_null()) {
         line += "  " + milliseconds_text(hop["milliseconds"]);
     }
     return line;
 }
 
-json trace(const std::string& host, unsigned short family, unsigned max_hops, const line_sink& show) {
-    const ip::saddr destination = look_up_first(host, family);
-    const json address = address_json(destination);
-    show("tracing the way to " + plain_text(address) + ", up to hop " + std::to_string(max_hops));
-    json hops = json::array();
-    unsigned long code = IP_TTL_EXPIRED_TRANSIT;
-    while (hops.size() < max_hops && (code == IP_TTL_EXPIRED_TRANSIT || code == IP_REQ_TIMED_OUT)) {
-        hops.push_back(hop(destination, static_cast<unsigned>(hops.size()) + 1));
-        code = hops.back()["code"];
-        show(hop_line(hops.back()));
+value trace(const std::string& host, unsigned short family, unsigned max_hops, const line_sink& show) {
+    const ip::saddr destination = find_first_address(host, family);
+    const value address = address_value(destination);
+    show("tracing the way to " + plain_text(address) + ", at most " + std::to_string(max_hops) + " hops");
+    value hops = value::list();
+    value code = IP_TTL_EXPIRED_TRANSIT;
+    for (unsigned number = 1; number <= max_hops && goes_on(code); ++number) {
+        hops.add(hop(destination, number));
+        code = hops.elements().back()["code"];
+        show(hop_line(hops.elements().back()));
     }
     return {{"host", host}, {"address", address}, {"reached", code == 0}, {"hops", hops}};
 }
 
-operation prepare(CLI::App& options) {
-    const auto host = add_host(options, "HOST", "The host's name or address");
-    const auto family = add_family(options);
+operation prepare(parameters& expected) {
+    const auto host = add_host(expected, "HOST", "The host's name or address");
+    const auto family = add_family(expected);
     auto max_hops = std::make_shared<unsigned>(30);
-    options.add_option("--max-hops", *max_hops, "Routers and hosts to show at most")
-        ->check(CLI::Range(1, 255))
-        ->capture_default_str();
+    expected.add_number("--max-hops", *max_hops, "Maximum number of hops", 1, 255);
     return [=](const line_sink& show) { return trace(*host, family(), *max_hops, show); };
 }
 
-std::string text(const json& result) {
-    return plain_text(result["address"]) + (result["reached"] ? " reached\n" : " not reached\n");
+std::string text(const value& result) {
+    return plain_text(result["address"]) + (result["reached"].truth() ? " reached\n" : " not reached\n");
 }
 
-std::string failure(const json& result) {
-    return echo_failure(result["hops"].back()["code"]);
+std::string failure(const value& result) {
+    return ping_failure(result["hops"].elements().back()["code"]);
 }
 
 } // namespace

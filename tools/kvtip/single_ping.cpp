@@ -1,11 +1,13 @@
-#include "echo.h"
+#include "single_ping.h"
 
+#include "errors.h"
 #include "ip/hlpapi.h"
-#include "output.h"
+#include "layout.h"
+#include "network_values.h"
 
 namespace {
 
-/// The system's own texts for these numbers speak of sockets.
+/// The system's texts for most of these numbers are about sockets.
 constexpr number_name statuses[] = {{59, "an error message, or other data than was sent"},
                                     {120, "the system cannot ping over this family"},
                                     {11001, "buffer too small"},
@@ -35,32 +37,33 @@ constexpr number_name statuses[] = {{59, "an error message, or other data than w
                                     {11045, "scope mismatch"},
                                     {11050, "general failure"}};
 
-std::string meaning(unsigned long code) {
-    const json name = name_json(statuses, code);
-    return name.is_null() ? system_message(code) : name.get<std::string>();
+std::string meaning(const value& number) {
+    const auto code = static_cast<std::uint32_t>(number.number());
+    const value name = name_value(statuses, code);
+    return name.is_null() ? system_message(code) : name.text();
 }
 
 } // namespace
 
-json echo(const ip::saddr& destination, const echo_options& options) {
+value ping_once(const ip::saddr& destination, const ping_options& options) {
     ip::hlpapi::_SPingReply reply;
     const unsigned long failed =
         ip::hlpapi::ping(destination, reply, static_cast<unsigned char>(options.ttl), options.timeout,
                          static_cast<unsigned short>(options.size), 0, options.dont_fragment ? 1 : 0);
-    return {{"address", address_json(reply.address)},
-            {"milliseconds", failed == 0 ? json(reply.round_trip_time) : json()},
-            {"ttl", number_json(reply.ttl)},
+    return {{"address", address_value(reply.address)},
+            {"milliseconds", failed == 0 ? value(reply.round_trip_time) : value()},
+            {"ttl", number_or_null(reply.ttl)},
             {"code", failed == 0 ? reply.status : failed}};
 }
 
-std::string echo_code_text(unsigned long code) {
-    return meaning(code) + " (" + std::to_string(code) + ")";
+std::string ping_code_text(const value& code) {
+    return meaning(code) + " (" + plain_text(code) + ")";
 }
 
-std::string echo_failure(unsigned long code) {
-    return code == 0 ? "" : std::to_string(code) + ": " + meaning(code);
+std::string ping_failure(const value& code) {
+    return code == 0 ? "" : plain_text(code) + ": " + meaning(code);
 }
 
-std::string milliseconds_text(const json& milliseconds) {
-    return (milliseconds == 0 ? "<1" : milliseconds.dump()) + " ms";
+std::string milliseconds_text(const value& milliseconds) {
+    return (milliseconds == 0 ? "<1" : plain_text(milliseconds)) + " ms";
 }

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// Text to UTF-16; the code page is UTF-8 if no other is given.
+std::wstring to_wide(std::string_view text, unsigned code_page = 65001);
+
+/// UTF-16 to UTF-8; an unpaired surrogate becomes U+FFFD.
+std::string to_utf8(std::wstring_view text);
+
+/// Text from outside, safe to show: a terminal obeys control characters (C0, DEL and C1), and bidirectional
+/// controls make text look like other text. Each of them becomes an escape such as "\u001B"; bytes that are
+/// not UTF-8 become U+FFFD.
+std::string printable(std::string_view text);
