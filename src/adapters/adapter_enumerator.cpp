@@ -23,7 +23,7 @@ void adapter_enumerator::load_device_ids() {
     try {
         detail::read_device_ids(device_ids);
     } catch (const std::bad_alloc&) {
-        // The identifiers are an extra: the walk goes on with those found so far.
+        // The walk does not need the identifiers, and continues with those found so far.
     }
 }
 
@@ -82,7 +82,7 @@ bool adapter_enumerator::fill_adapter(_SFindAdapter& adapter) {
     } catch (const std::bad_alloc&) {
         code = ERROR_NOT_ENOUGH_MEMORY;
     }
-    SetLastError(code); // last: freeing an exception may change it
+    SetLastError(code); // last, because to free an exception may change it
     return false;
 }
 

@@ -11,12 +11,10 @@ namespace ip::detail {
 
 namespace {
 
-constexpr std::uint32_t status_unknown = 4;
-
 /// The first known status among the entries with that index.
 std::uint32_t status_of(DWORD index, const IP_ADAPTER_ADDRESSES* list) {
-    std::uint32_t status = status_unknown;
-    for (; list != nullptr && status == status_unknown; list = list->Next) {
+    std::uint32_t status = oper_status_unknown;
+    for (; list != nullptr && status == oper_status_unknown; list = list->Next) {
         if (list->IfIndex == index) {
             status = static_cast<std::uint32_t>(list->OperStatus);
         }

@@ -37,14 +37,12 @@ unsigned long local_address(addr& address, unsigned short family) {
 }
 
 bool lib::address_family_supported(unsigned short family) try {
-    constexpr std::uint32_t status_up = 1;
-    constexpr std::uint32_t type_loopback = 24;
     adapter_enumerator adapters;
     _SFindAdapter adapter;
     _SFindAddress address;
     for (bool found = adapters.find_first_without_ids(adapter, family_none); found;
          found = adapters.find_next(adapter)) {
-        if (adapter.oper_status != status_up || adapter.type == type_loopback) {
+        if (adapter.oper_status != oper_status_up || adapter.type == interface_type_loopback) {
             continue;
         }
         while (adapters.find_next_addr(address)) {

@@ -28,7 +28,7 @@ namespace {
 
 using ras_connection = RASCONNW; // the platform's name is a macro
 
-/// The full path of a file in the system folder; empty if that folder cannot be told.
+/// The full path of a file in the system folder; empty if the system does not report that folder.
 std::wstring system_file(const wchar_t* name) {
     wchar_t folder[MAX_PATH];
     const UINT length = GetSystemDirectoryW(folder, MAX_PATH);

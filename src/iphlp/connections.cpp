@@ -38,20 +38,19 @@ saddr endpoint(const UCHAR (&address)[16], DWORD port) {
     return result;
 }
 
-/// Which side opened a TCP connection, from the statistics for its family: 2 this host, 1 the other, 0
-/// unknown.
+/// Which end opened a TCP connection, from the statistics for its family.
 template <class GetStatistics, class Identity>
 std::uint32_t opened_by(GetStatistics get_statistics, Identity* identity) {
     if (bound().GetPerTcpConnectionEStats == nullptr || get_statistics == nullptr) {
-        return 0;
+        return direction_unknown;
     }
     TCP_ESTATS_SYN_OPTS_ROS_v0 options{};
     static_assert(sizeof options == 12);
     if (get_statistics(identity, TcpConnectionEstatsSynOpts, nullptr, 0, 0,
                        reinterpret_cast<UCHAR*>(&options), 0, sizeof options, nullptr, 0, 0) != 0) {
-        return 0;
+        return direction_unknown;
     }
-    return options.ActiveOpen ? 2 : 1;
+    return options.ActiveOpen ? direction_opened : direction_accepted;
 }
 
 // A row begins with the members that identify a connection in the statistics.
@@ -66,7 +65,7 @@ std::uint32_t direction_of(MIB_TCP6ROW_OWNER_PID row) {
     return opened_by(bound().GetPerTcp6ConnectionEStats, reinterpret_cast<MIB_TCP6ROW*>(&row));
 }
 
-// Everything but the direction.
+// These set everything except the direction.
 
 connection to_connection(const MIB_TCPROW_OWNER_PID& row) {
     return {row.dwState,
@@ -96,9 +95,9 @@ connection to_connection(const MIB_UDP6ROW_OWNER_PID& row) {
         0, IPPROTO_UDP, 0, endpoint(row.ucLocalAddr, row.dwLocalPort), endpoint(unset, 0), row.dwOwningPid};
 }
 
-/// What a caller wants to know of the TCP connections. UDP endpoints have neither.
-struct wish {
-    unsigned long state; ///< 0: of any state
+/// What a caller wants to know about TCP connections. UDP endpoints have neither state nor direction.
+struct tcp_query {
+    unsigned long state; ///< 0 for any
     bool directions;
 };
 
@@ -108,13 +107,13 @@ std::span<const Row> rows_of(const std::vector<std::uint8_t>& table) {
     static_assert(alignof(Row) <= sizeof(DWORD));
     DWORD said = 0;
     std::memcpy(&said, table.data(), sizeof said);
-    // No more rows than the buffer can hold, whatever the count says.
+    // The count is limited to the rows that the buffer can hold.
     const std::size_t count = std::min<std::size_t>(said, (table.size() - sizeof said) / sizeof(Row));
     return {reinterpret_cast<const Row*>(table.data() + sizeof said), count};
 }
 
 template <class Row>
-void append_rows(const std::vector<std::uint8_t>& table, const wish& wanted,
+void append_rows(const std::vector<std::uint8_t>& table, const tcp_query& wanted,
                  std::vector<connection>& connections) {
     constexpr bool is_tcp = requires(Row row) {
         row.dwState;
@@ -133,7 +132,7 @@ void append_rows(const std::vector<std::uint8_t>& table, const wish& wanted,
         if (is_wanted(row)) {
             connections.push_back(to_connection(row));
             if constexpr (is_tcp) {
-                connections.back().direction = wanted.directions ? direction_of(row) : 0;
+                connections.back().direction = wanted.directions ? direction_of(row) : direction_unknown;
             }
         }
     }
@@ -144,8 +143,8 @@ static_assert(sizeof(MIB_UDPROW_OWNER_PID) == 12 && sizeof(MIB_UDP6ROW_OWNER_PID
 
 /// Lists one table, of TCP or UDP.
 template <class Row4, class Row6, class GetTable, class Table>
-unsigned long list_table(GetTable get_table, Table table_class, unsigned short family, const wish& wanted,
-                         std::vector<connection>& connections) {
+unsigned long list_table(GetTable get_table, Table table_class, unsigned short family,
+                         const tcp_query& wanted, std::vector<connection>& connections) {
     if (get_table == nullptr) {
         return ERROR_FUNCTION_FAILED;
     }
@@ -168,7 +167,7 @@ unsigned long list_table(GetTable get_table, Table table_class, unsigned short f
     return 0;
 }
 
-unsigned long list_tcp(unsigned short family, const wish& wanted, std::vector<connection>& connections) {
+unsigned long list_tcp(unsigned short family, const tcp_query& wanted, std::vector<connection>& connections) {
     return list_table<MIB_TCPROW_OWNER_PID, MIB_TCP6ROW_OWNER_PID>(
         bound().GetExtendedTcpTable, TCP_TABLE_OWNER_PID_ALL, family, wanted, connections);
 }
@@ -179,7 +178,7 @@ unsigned long list_udp(unsigned short family, std::vector<connection>& connectio
 }
 
 /// Lists the tables of the protocols and families, up to the first failure.
-unsigned long list_tables(unsigned long protocol, unsigned short family, const wish& wanted,
+unsigned long list_tables(unsigned long protocol, unsigned short family, const tcp_query& wanted,
                           std::vector<connection>& connections) {
     const bool wants_tcp = protocol == 0 || protocol == IPPROTO_TCP;
     const bool wants_udp = (protocol == 0 || protocol == IPPROTO_UDP) && wanted.state == 0;

@@ -26,7 +26,7 @@ struct echo_request {
     unsigned char tos;
     bool dont_fragment;
 
-    /// `size` bytes; one more if there are none, because the system wants a pointer all the same.
+    /// The bytes to send. There is at least one, because the system takes no null pointer even for size 0.
     std::vector<std::uint8_t> data() const {
         return std::vector<std::uint8_t>(std::max<std::size_t>(size, 1), pattern);
     }
@@ -61,13 +61,13 @@ bool is_pattern(const std::uint8_t* data, std::size_t size) {
     return std::all_of(data, data + size, [](std::uint8_t byte) { return byte == pattern; });
 }
 
-/// How many bytes of echoed data there can be: none after the end of the buffer, and, wherever they are, no
-/// more than fit after the answer.
+/// The most bytes of echoed data that can be at `data`: as many as fit after the reply, and none past the end
+/// of the buffer.
 std::size_t data_room(const std::vector<std::uint8_t>& buffer, const void* data) {
     const auto offset =
         reinterpret_cast<std::uintptr_t>(data) - reinterpret_cast<std::uintptr_t>(buffer.data());
-    const std::size_t after_answer = buffer.size() - sizeof(ICMP_ECHO_REPLY);
-    return offset < buffer.size() ? std::min(buffer.size() - offset, after_answer) : after_answer;
+    const std::size_t after_reply = buffer.size() - sizeof(ICMP_ECHO_REPLY);
+    return offset < buffer.size() ? std::min(buffer.size() - offset, after_reply) : after_reply;
 }
 
 unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& request,
@@ -108,8 +108,7 @@ unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& re
     return ERROR_NOT_ENOUGH_MEMORY;
 }
 
-/// The system's record of an IPv6 answer, which its headers do not all declare. The address record in it is
-/// packed.
+/// The system's record of an IPv6 reply, which not all headers declare. The address in it is packed.
 struct icmpv6_echo_reply {
     std::uint8_t port[2];
     std::uint8_t flow_info[4];
@@ -173,7 +172,7 @@ unsigned long hlpapi::ping(saddr destination, _SPingReply& reply, unsigned char 
         if (code != ERROR_CALL_NOT_IMPLEMENTED || !is_ipv4_mapped(destination.address6)) {
             return code;
         }
-        // A system without the IPv6 calls can still reach the IPv4 host behind the address.
+        // A system without the IPv6 calls can still reach the IPv4 host of a mapped address.
     }
     addr address;
     to_addr(destination, address);

@@ -13,8 +13,8 @@
 
 namespace ip::detail {
 
-/// Fetches a table by `GetExtendedTcpTable` or `GetExtendedUdpTable`, which must be bound, into `table`, whose
-/// room grows as the system asks. Returns the system's code; throws `std::bad_alloc`.
+/// Fetches a table by `GetExtendedTcpTable` or `GetExtendedUdpTable`, which must be bound, into `table`,
+/// whose room grows as the system asks. Returns the system's code; throws `std::bad_alloc`.
 template <class GetTable, class TableClass>
 unsigned long fetch_table(GetTable get_table, TableClass table_class, unsigned short family,
                           std::vector<std::uint8_t>& table) {
@@ -29,8 +29,8 @@ unsigned long fetch_table(GetTable get_table, TableClass table_class, unsigned s
     return code;
 }
 
-/// The rows of a table: a count of 4 bytes and the rows after it. No more than the room holds, whatever the count
-/// says; none for a table that was not fetched.
+/// The rows of a table: a count of 4 bytes and the rows after it. No more than the room holds, whatever the
+/// count says; none for a table that was not fetched.
 template <class Row>
 std::span<const Row> rows_of(const std::vector<std::uint8_t>& table) {
     DWORD count = 0;

@@ -19,7 +19,7 @@ namespace {
 
 /// Copies a hardware address of the system, at most `room` bytes of it. Only the low byte of `length` is
 /// used. A length above 32 means that there is no address, and leaves the bytes untouched.
-void assign(macaddr& mac, const void* bytes, std::size_t room, unsigned long length) {
+void copy_mac(macaddr& mac, const void* bytes, std::size_t room, unsigned long length) {
     const auto size = static_cast<std::uint8_t>(length);
     mac.length = size > macaddr::max_length ? 0 : size;
     std::memcpy(mac.bytes, bytes, std::min<std::size_t>(mac.length, room));
@@ -41,15 +41,15 @@ unsigned long list_newer_table(std::vector<hlpapi::_SIpNetRow>& rows, unsigned s
         std::memcpy(&row.state, &entry.State, sizeof row.state); // a newer system may have other states
         row.interface_type = static_cast<std::uint32_t>(entry.InterfaceLuid.Info.IfType);
         row.address = from_sockaddr(&entry.Address, sizeof entry.Address);
-        assign(row.mac, entry.PhysicalAddress, sizeof entry.PhysicalAddress, entry.PhysicalAddressLength);
+        copy_mac(row.mac, entry.PhysicalAddress, sizeof entry.PhysicalAddress, entry.PhysicalAddressLength);
     }
     return 0;
 }
 
 unsigned long list_older_table(std::vector<hlpapi::_SIpNetRow>& rows) {
     static_assert(offsetof(MIB_IPNETTABLE, table) == 4 && sizeof(MIB_IPNETROW) == 24);
-    const auto ask = bound_iphlpapi().GetIpNetTable;
-    if (ask == nullptr) {
+    const auto get_table = bound_iphlpapi().GetIpNetTable;
+    if (get_table == nullptr) {
         return ERROR_CALL_NOT_IMPLEMENTED;
     }
     membuffer buffer;
@@ -57,12 +57,12 @@ unsigned long list_older_table(std::vector<hlpapi::_SIpNetRow>& rows) {
     if (const unsigned long code = get_list<MIB_IPNETTABLE>(buffer, 4096, ERROR_INSUFFICIENT_BUFFER,
                                                             [&](MIB_IPNETTABLE* table, ULONG* size) {
                                                                 capacity = *size;
-                                                                return ask(table, size, FALSE);
+                                                                return get_table(table, size, FALSE);
                                                             })) {
         return code;
     }
     const auto* table = static_cast<const MIB_IPNETTABLE*>(buffer.get(0));
-    // No more rows than the buffer can hold, whatever the count says.
+    // The count is limited to the rows that the buffer can hold.
     constexpr std::size_t head = offsetof(MIB_IPNETTABLE, table);
     const std::size_t most = (std::max(capacity, head) - head) / sizeof(MIB_IPNETROW);
     const std::size_t count = std::min<std::size_t>(table->dwNumEntries, most);
@@ -75,7 +75,7 @@ unsigned long list_older_table(std::vector<hlpapi::_SIpNetRow>& rows) {
         row.interface_type = interface_type_other;
         row.address.family = family_ipv4;
         std::memcpy(row.address.address4, &entry.dwAddr, ipv4_size);
-        assign(row.mac, entry.bPhysAddr, sizeof entry.bPhysAddr, entry.dwPhysAddrLen);
+        copy_mac(row.mac, entry.bPhysAddr, sizeof entry.bPhysAddr, entry.dwPhysAddrLen);
     }
     return 0;
 }
@@ -91,7 +91,7 @@ unsigned long resolve_ipv4(const addr& target, const addr* source, macaddr& mac)
             send_arp(ipv4_number(target.address), ipv4_number(ipv4_view(source).bytes), bytes, &length)) {
         return code;
     }
-    assign(mac, bytes, sizeof bytes, length);
+    copy_mac(mac, bytes, sizeof bytes, length);
     return 0;
 }
 
@@ -110,7 +110,7 @@ unsigned long resolve_ipv6(const addr& target, const addr* source, macaddr& mac)
     if (const unsigned long code = resolve(&row, source == nullptr ? nullptr : &from)) {
         return code;
     }
-    assign(mac, row.PhysicalAddress, sizeof row.PhysicalAddress, row.PhysicalAddressLength);
+    copy_mac(mac, row.PhysicalAddress, sizeof row.PhysicalAddress, row.PhysicalAddressLength);
     return 0;
 }
 
@@ -138,7 +138,7 @@ unsigned long hlpapi::sendARP(const saddr4& source, const saddr4& destination, m
         return code;
     }
     std::memcpy(mac.bytes, bytes, sizeof bytes);
-    mac.length = mac_size; // whatever the system says
+    mac.length = mac_size; // also if the system reports another length
     return 0;
 }
 
