@@ -180,7 +180,9 @@ KVTIP_FAKE(RegQueryValueExW) = [](HKEY key, LPCWSTR name, auto, LPDWORD type, LP
     call now("RegQueryValueExW");
     const auto& values = *std::bit_cast<const device*>(key);
     const auto value = values.find(name);
-    if (!now.fails_if(value == values.end(), ERROR_FILE_NOT_FOUND)) {
+    if (now.failed()) {
+        *size += sizeof(wchar_t); // a value that has grown, if the code says so
+    } else if (!now.fails_if(value == values.end(), ERROR_FILE_NOT_FOUND)) {
         const std::wstring& text = value->second.second; // without terminator, as a stored one may be
         const DWORD room = std::exchange(*size, static_cast<DWORD>(text.size() * sizeof(wchar_t)));
         *type = value->second.first;
@@ -200,7 +202,10 @@ KVTIP_FAKE(ExpandEnvironmentStringsW) = [](LPCWSTR text, LPWSTR out, DWORD capac
     if (!now.failed() && expanded.size() < capacity) {
         *std::copy(expanded.begin(), expanded.end(), out) = 0;
     }
-    return static_cast<DWORD>(now.failed() ? 0 : expanded.size() + 1);
+    if (now.failed()) {
+        return now.code() == ERROR_MORE_DATA ? capacity + 1 : DWORD{0}; // a text that grows, or no text
+    }
+    return static_cast<DWORD>(expanded.size() + 1);
 };
 
 // Critical sections and text conversions: the true ones, watched.

@@ -238,6 +238,7 @@ TEST_F(Adapters, FindTheirDeviceInTheRegistry) {
         std::vector<device> network;
         std::wstring id;
         std::vector<device> modems = {};
+        std::map<std::string, std::deque<DWORD>> answers = {};
     } rows[] = {{{registered(L"one"), registered(L"two")}, L"two"},
                 {{registered(L"one")}, L"modem", {registered(L"modem")}},
                 {{registered(L"other case", REG_SZ, L"{a}")}, L""},
@@ -245,11 +246,17 @@ TEST_F(Adapters, FindTheirDeviceInTheRegistry) {
                 {{idless, nameless, registered(L"complete"), idless, nameless}, L"complete"},
                 {{registered(x1000)}, x1000},
                 {{registered(L"end inside", REG_SZ, std::wstring(L"{A}\0x", 5))}, L"end inside"},
+                {{registered(L"grows")}, L"", {}, {{"RegQueryValueExW", std::deque<DWORD>(16, 234)}}},
+                {{registered(L"grows", REG_EXPAND_SZ)},
+                 L"",
+                 {},
+                 {{"ExpandEnvironmentStringsW", std::deque<DWORD>(16, 234)}}},
                 {{registered(L"ab", REG_EXPAND_SZ)}, L"abababababababababab"},
                 {std::vector<device>(10, registered(x100, REG_EXPAND_SZ)), x1000}};
     for (const auto& row : rows) {
         system.network_devices = row.network;
         system.modem_devices = row.modems;
+        system.answers = row.answers;
         first();
         EXPECT_EQ(adapter.device_instance_id, row.id);
     }
@@ -288,15 +295,15 @@ TEST_F(Adapters, BestOneIsFoundByEitherIndex) {
     ipv6.flow_info = 5;
     ipv6.scope_id = 6;
     const struct {
-        std::uint32_t wanted, best;
-        DWORD code;
+        std::uint32_t wanted = 0, best = 7;
+        DWORD code = 0;
         std::string expected;
-    } rows[] = {{0, 7, 0, "{A} 0(2001:db8::9@1/5%6)"},
-                {0, 9, 0, "{B} 0(2001:db8::9@1/5%6)"},
-                {9, 7, 0, "{B} 0"},
-                {1, 7, 0, "- 259"},
-                {0, 0, 0, "- 259(2001:db8::9@1/5%6)"},
-                {0, 7, 1231, "- 1231(2001:db8::9@1/5%6)"}};
+    } rows[] = {{.expected = "{A} 0(2001:db8::9@1/5%6)"},
+                {.best = 9, .expected = "{B} 0(2001:db8::9@1/5%6)"},
+                {.wanted = 9, .expected = "{B} 0"},
+                {.wanted = 1, .expected = "- 259"},
+                {.best = 0, .expected = "- 259(2001:db8::9@1/5%6)"},
+                {.code = 1231, .expected = "- 1231(2001:db8::9@1/5%6)"}};
     for (const auto& row : rows) {
         system.best_index = row.best;
         for (const bool own_enumerator : {true, false}) {
@@ -306,7 +313,8 @@ TEST_F(Adapters, BestOneIsFoundByEitherIndex) {
                                    ? ip::getbestinterface(ipv6, adapter)
                                    : enumerator.find_best(adapter, ipv6, row.wanted);
             const std::string result = (found ? adapter.name : "-") + " " + text(GetLastError());
-            EXPECT_EQ(result + system.called("GetBestInterfaceEx"), row.expected);
+            EXPECT_EQ(result + system.called("GetBestInterfaceEx"), row.expected)
+                << row.wanted << " is wanted, " << row.best << " is best";
         }
     }
     EXPECT_TRUE(enumerator.find_best(adapter, ipv6, 7));
@@ -403,34 +411,36 @@ TEST_F(Adapters, CurrentProfileKnowsADialUpConnectionByItsAddress) {
         std::wcscpy(system.dial_ups[i].szDeviceType, L"vpn");
         std::wcscpy(system.dial_ups[i].szDeviceName, L"a port");
     }
-    const std::string lan = "{A}|192.0.2.10|255.255.255.0|192.0.2.1|0||||", grows = "RasEnumConnectionsW";
-    const std::string first = "{A}|192.0.2.10|255.255.255.0|192.0.2.1|1|1|vpn|a port|";
+    const std::string lan = "{A}|192.0.2.10|255.255.255.0|192.0.2.1|0||||",
+                      second = "{A}|192.0.2.10|255.255.255.0|192.0.2.1|1|1|vpn|a port|",
+                      second_on_ipv6 = "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|1|1|vpn|a port|";
+    const std::vector<std::wstring> first_connected{L"192.0.2.10", L"", L""},
+        second_connected{L"1.1.1.1", L"192.0.2.10", L"192.0.2.10"};
     const struct {
-        std::vector<std::wstring> addresses;
-        std::map<std::string, std::deque<DWORD>> answers;
         std::string expected;
+        std::vector<std::wstring> addresses = {L"", L"", L""}; ///< of the three connections
         const char* destination = "192.0.2.9";
+        std::map<std::string, std::deque<DWORD>> answers = {};
         std::deque<DWORD> wanted = {};
         DWORD record_size = 1388;
-    } rows[] = {{{L"1.1.1.1", L"192.0.2.10", L"192.0.2.10"}, {}, first},
-                {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", {4000, 9000}},
-                {{L"1.1.1.1", L"192.0.2.10", L""}, {{"RasGetProjectionInfoW", {731}}}, first},
-                {{L"", L"1.1.1.1", L"1.1.1.1"}, {}, lan},
-                {{L"192.0.2.10", L"", L""}, {{"RasGetProjectionInfoW", {731}}}, lan},
-                {{L"192.0.2.10", L"", L""}, {}, lan, "192.0.2.9", {}, 820},
-                {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", {}, 1372},
-                {{L"1.1.1.1", L"192.0.2.10", L""}, {}, first, "192.0.2.9", {3000}, 1344},
-                {{L"192.0.2.10", L"", L""}, {{grows, std::deque<DWORD>(16, 603)}}, lan},
-                {{L"1.1.1.1", L"2001:db8:0::0:1099", L""},
-                 {},
-                 "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|1|1|vpn|a port|",
-                 "9::"},
-                {{L"", L"", L""}, {{"GetBestRoute", {5}}}, "{A}|192.0.2.10|255.255.255.0|-|0||||"},
-                {{L"", L"", L""}, {}, "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|0||||", "9::"},
-                {{L"1.1.1.1", L"192.0.2.10", L""},
-                 {},
-                 "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|1|1|vpn|a port|",
-                 "9::"}};
+    } rows[] = {
+        {.expected = second, .addresses = second_connected},
+        {.expected = second, .addresses = second_connected, .wanted = {4000, 9000}},
+        {.expected = second, .addresses = second_connected, .record_size = 1372},
+        {.expected = second, .addresses = second_connected, .wanted = {3000}, .record_size = 1344},
+        {.expected = lan, .addresses = first_connected, .record_size = 820},
+        {.expected = lan,
+         .addresses = first_connected,
+         .answers = {{"RasEnumConnectionsW", std::deque<DWORD>(16, 603)}}},
+        {.expected = second, .addresses = second_connected, .answers = {{"RasGetProjectionInfoW", {731}}}},
+        {.expected = lan, .addresses = first_connected, .answers = {{"RasGetProjectionInfoW", {731}}}},
+        {.expected = lan, .addresses = {L"", L"1.1.1.1", L"1.1.1.1"}},
+        {.expected = "{A}|192.0.2.10|255.255.255.0|-|0||||", .answers = {{"GetBestRoute", {5}}}},
+        {.expected = "{A}|2001:db8::10|ffff:ffff:ffff:ffff::|-|0||||", .destination = "9::"},
+        {.expected = second_on_ipv6, .addresses = second_connected, .destination = "9::"},
+        {.expected = second_on_ipv6, // the text is longer than its member
+         .addresses = {L"1.1.1.1", L"2001:db8:0::0:1099", L""},
+         .destination = "9::"}};
     for (const auto& row : rows) {
         ip::_SCurrentProfile p;
         p.gateway = socket_address("::8");
@@ -443,7 +453,8 @@ TEST_F(Adapters, CurrentProfileKnowsADialUpConnectionByItsAddress) {
         EXPECT_EQ(GetLastError(), 0u);
         EXPECT_EQ(texts({p.adapter.name, p.address, p.mask, p.gateway, p.dial_up, p.entry_name, p.device_type,
                          p.device_name}),
-                  row.expected);
+                  row.expected)
+            << texts({row.addresses, row.destination, row.record_size});
     }
     std::fill_n(system.dial_ups[1].szEntryName, 257 + 17 + 129 + 260, L'x');
     ip::_SCurrentProfile unterminated;
