@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <span>
 
 #include "address/convert.h"
 #include "ip/detail/helper.h"
 #include "ip/hlpapi.h"
+#include "iphlp/endpoint_tables.h"
 
 #include <tcpestats.h>
 
@@ -15,10 +15,6 @@ using namespace detail;
 using connection = hlpapi::_SIpConnection;
 
 namespace {
-
-const iphlpapi_impl& bound() {
-    return the_helper().iphlpapi;
-}
 
 // The low 16 bits of a port are the port in network byte order.
 
@@ -41,7 +37,7 @@ saddr endpoint(const UCHAR (&address)[16], DWORD port) {
 /// Which end opened a TCP connection, from the statistics for its family.
 template <class GetStatistics, class Identity>
 std::uint32_t opened_by(GetStatistics get_statistics, Identity* identity) {
-    if (bound().GetPerTcpConnectionEStats == nullptr || get_statistics == nullptr) {
+    if (bound_iphlpapi().GetPerTcpConnectionEStats == nullptr || get_statistics == nullptr) {
         return direction_unknown;
     }
     TCP_ESTATS_SYN_OPTS_ROS_v0 options{};
@@ -56,13 +52,13 @@ std::uint32_t opened_by(GetStatistics get_statistics, Identity* identity) {
 // A row begins with the members that identify a connection in the statistics.
 std::uint32_t direction_of(MIB_TCPROW_OWNER_PID row) {
     static_assert(offsetof(MIB_TCPROW_OWNER_PID, dwOwningPid) == sizeof(MIB_TCPROW));
-    return opened_by(bound().GetPerTcpConnectionEStats, reinterpret_cast<MIB_TCPROW*>(&row));
+    return opened_by(bound_iphlpapi().GetPerTcpConnectionEStats, reinterpret_cast<MIB_TCPROW*>(&row));
 }
 
 // A row of IPv6 has its state elsewhere, so that the system normally knows no such connection.
 std::uint32_t direction_of(MIB_TCP6ROW_OWNER_PID row) {
     static_assert(sizeof(MIB_TCP6ROW) <= sizeof row);
-    return opened_by(bound().GetPerTcp6ConnectionEStats, reinterpret_cast<MIB_TCP6ROW*>(&row));
+    return opened_by(bound_iphlpapi().GetPerTcp6ConnectionEStats, reinterpret_cast<MIB_TCP6ROW*>(&row));
 }
 
 // These set everything except the direction.
@@ -101,17 +97,6 @@ struct tcp_query {
     bool directions;
 };
 
-/// The rows of a table: a count of 4 bytes, and the rows after it.
-template <class Row>
-std::span<const Row> rows_of(const std::vector<std::uint8_t>& table) {
-    static_assert(alignof(Row) <= sizeof(DWORD));
-    DWORD said = 0;
-    std::memcpy(&said, table.data(), sizeof said);
-    // The count is limited to the rows that the buffer can hold.
-    const std::size_t count = std::min<std::size_t>(said, (table.size() - sizeof said) / sizeof(Row));
-    return {reinterpret_cast<const Row*>(table.data() + sizeof said), count};
-}
-
 template <class Row>
 void append_rows(const std::vector<std::uint8_t>& table, const tcp_query& wanted,
                  std::vector<connection>& connections) {
@@ -148,15 +133,8 @@ unsigned long list_table(GetTable get_table, Table table_class, unsigned short f
     if (get_table == nullptr) {
         return ERROR_FUNCTION_FAILED;
     }
-    std::vector<std::uint8_t> table(1024);
-    auto size = static_cast<DWORD>(table.size());
-    unsigned long code = 0;
-    while ((code = get_table(table.data(), &size, TRUE, family, table_class, 0)) ==
-           ERROR_INSUFFICIENT_BUFFER) {
-        table.resize(std::max<std::size_t>(table.size(), size)); // the system may ask for less than there is
-        size = static_cast<DWORD>(table.size());
-    }
-    if (code != 0) {
+    std::vector<std::uint8_t> table;
+    if (const unsigned long code = fetch_table(get_table, table_class, family, table)) {
         return code;
     }
     if (family == family_ipv4) {
@@ -169,12 +147,12 @@ unsigned long list_table(GetTable get_table, Table table_class, unsigned short f
 
 unsigned long list_tcp(unsigned short family, const tcp_query& wanted, std::vector<connection>& connections) {
     return list_table<MIB_TCPROW_OWNER_PID, MIB_TCP6ROW_OWNER_PID>(
-        bound().GetExtendedTcpTable, TCP_TABLE_OWNER_PID_ALL, family, wanted, connections);
+        bound_iphlpapi().GetExtendedTcpTable, TCP_TABLE_OWNER_PID_ALL, family, wanted, connections);
 }
 
 unsigned long list_udp(unsigned short family, std::vector<connection>& connections) {
     return list_table<MIB_UDPROW_OWNER_PID, MIB_UDP6ROW_OWNER_PID>(
-        bound().GetExtendedUdpTable, UDP_TABLE_OWNER_PID, family, {}, connections);
+        bound_iphlpapi().GetExtendedUdpTable, UDP_TABLE_OWNER_PID, family, {}, connections);
 }
 
 /// Lists the tables of the protocols and families, up to the first failure.

@@ -9,6 +9,7 @@
 #include "address/ipv4_mapped.h"
 #include "ip/detail/helper.h"
 #include "ip/hlpapi.h"
+#include "iphlp/echo_calls.h"
 
 namespace ip {
 
@@ -39,24 +40,6 @@ struct echo_request {
     }
 };
 
-class echo_handle {
-public:
-    explicit echo_handle(HANDLE handle) : handle_(handle) {}
-    ~echo_handle() {
-        if (is_open()) {
-            the_helper().iphlpapi.IcmpCloseHandle(handle_);
-        }
-    }
-    echo_handle(const echo_handle&) = delete;
-    echo_handle& operator=(const echo_handle&) = delete;
-
-    bool is_open() const { return handle_ != INVALID_HANDLE_VALUE; }
-    HANDLE get() const { return handle_; }
-
-private:
-    HANDLE handle_;
-};
-
 bool is_pattern(const std::uint8_t* data, std::size_t size) {
     return std::all_of(data, data + size, [](std::uint8_t byte) { return byte == pattern; });
 }
@@ -72,7 +55,6 @@ std::size_t data_room(const std::vector<std::uint8_t>& buffer, const void* data)
 
 unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& request,
                         hlpapi::_SPingReply& reply) try {
-    static_assert(sizeof(ICMP_ECHO_REPLY) == 40 && sizeof(IP_OPTION_INFORMATION) == 16);
     const iphlpapi_impl& bound = the_helper().iphlpapi;
     if (bound.IcmpCreateFile == nullptr || bound.IcmpCloseHandle == nullptr ||
         bound.IcmpSendEcho == nullptr) {
@@ -107,18 +89,6 @@ unsigned long echo_ipv4(const _raw_addr4_no& destination, const echo_request& re
 } catch (const std::bad_alloc&) {
     return ERROR_NOT_ENOUGH_MEMORY;
 }
-
-/// The system's record of an IPv6 reply, which not all headers declare. The address in it is packed.
-struct icmpv6_echo_reply {
-    std::uint8_t port[2];
-    std::uint8_t flow_info[4];
-    std::uint8_t address[16];
-    std::uint8_t scope_id[4];
-    std::uint32_t status;
-    std::uint32_t round_trip_time;
-};
-static_assert(offsetof(icmpv6_echo_reply, address) == 6 && offsetof(icmpv6_echo_reply, status) == 28 &&
-              sizeof(icmpv6_echo_reply) == 36);
 
 unsigned long echo_ipv6(const saddr& destination, const echo_request& request,
                         hlpapi::_SPingReply& reply) try {

@@ -37,8 +37,7 @@ private:
 
 static_assert(sizeof(ICMP_ECHO_REPLY) == 40 && sizeof(IP_OPTION_INFORMATION) == 16);
 
-/// The system's record of an IPv6 answer, which its headers do not all declare. The address record in it is
-/// packed.
+/// The system's record of an IPv6 answer, which not all headers declare. The address in it is packed.
 struct icmpv6_echo_reply {
     std::uint8_t port[2];
     std::uint8_t flow_info[4];
