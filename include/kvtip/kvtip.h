@@ -442,13 +442,14 @@ typedef struct kvtip_route {
     kvtip_address source;     /* the host's address that the system would use; family 0 if it does not say */
     kvtip_address next_hop;   /* the router; family 0 if `on_link` */
     uint32_t on_link;         /* 1: the destination is reached without a router */
-    uint32_t metric;          /* KVTIP_UNKNOWN_METRIC if the system does not say */
+    uint32_t metric;          /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if the system does
+                                 not say */
     uint32_t reserved;
 } kvtip_route;
 
 /* Finds the way to a destination: for interface index 0 (and a destination without scope) whichever the system
- * would choose, otherwise the way through that interface. Rests on GetBestRoute2; where that is missing, for
- * IPv4 on GetBestInterfaceEx and GetBestRoute.
+ * would choose, otherwise the way through that interface. Rests on GetBestRoute2; where that is missing or not
+ * supported, for IPv4 on GetBestRoute.
  *
  * Returns: 0; WSAENETUNREACH (10051) without a route; 120 for IPv6, or for a given interface, without
  *     GetBestRoute2; 8; 87; or the system's code.

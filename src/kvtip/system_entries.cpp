@@ -24,6 +24,8 @@ constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, SetHandleInformation, "Child processes inherit connected sockets."),
     KVTIP_ENTRY(system_entries, QueryPerformanceCounter, system_time),
     KVTIP_ENTRY(system_entries, QueryPerformanceFrequency, system_time),
+    KVTIP_ENTRY(system_entries, CompareStringOrdinal,
+                "In the names of interfaces, only A to Z are found in any case."),
 };
 
 constexpr entry iphlpapi_entries[] = {

@@ -33,6 +33,7 @@ struct system_entries {
     decltype(&::SetHandleInformation) SetHandleInformation = nullptr;
     decltype(&::QueryPerformanceCounter) QueryPerformanceCounter = nullptr;
     decltype(&::QueryPerformanceFrequency) QueryPerformanceFrequency = nullptr;
+    decltype(&::CompareStringOrdinal) CompareStringOrdinal = nullptr;
 
     // Iphlpapi
     decltype(&::GetBestRoute2) GetBestRoute2 = nullptr;

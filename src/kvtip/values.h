@@ -77,6 +77,15 @@ inline ip::saddr to_saddr(const kvtip_endpoint& endpoint) {
     return to_saddr(endpoint.address, endpoint.port);
 }
 
+/// A hardware address; none if it has more bytes than there is room for.
+inline kvtip_mac to_mac(const std::uint8_t* bytes, std::size_t length,
+                        std::size_t room = sizeof(kvtip_mac::bytes)) {
+    kvtip_mac mac{};
+    mac.length = static_cast<std::uint8_t>(length > room ? 0 : length);
+    std::memcpy(mac.bytes, bytes, mac.length);
+    return mac;
+}
+
 /// Whether the caller's address is one, or none, with everything zero that must be.
 inline bool is_valid(const kvtip_address& address) {
     const auto is_zero = [](std::uint8_t byte) { return byte == 0; };

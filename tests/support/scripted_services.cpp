@@ -127,8 +127,16 @@ extern "C" DWORD WINAPI __wrap_GetBestInterface(IPAddr to, DWORD* index) {
 }
 
 extern "C" DWORD WINAPI __wrap_GetBestRoute(DWORD to, DWORD source, MIB_IPFORWARDROW* route) {
-    return give(call("GetBestRoute", ipv4(to), ipv4(source)), &route->dwForwardNextHop,
-                current->next_hop.address4, sizeof route->dwForwardNextHop);
+    const auto number = [](const ip::saddr& address) { return ip::detail::ipv4_number(address.address4); };
+    const scripted::route& known = current->route;
+    MIB_IPFORWARDROW row{};
+    row.dwForwardDest = number(known.network);
+    row.dwForwardMask = known.prefix_length == 0 ? 0 : _byteswap_ulong(~0U << (32 - known.prefix_length));
+    row.dwForwardNextHop = number(current->next_hop);
+    row.dwForwardIfIndex = current->best_index;
+    row.dwForwardType = known.type;
+    row.dwForwardMetric1 = known.metric;
+    return give(call("GetBestRoute", ipv4(to), ipv4(source)), route, &row, sizeof row);
 }
 
 extern "C" DWORD WINAPI __wrap_GetNetworkParams(FIXED_INFO* info, ULONG* size) {
@@ -211,8 +219,15 @@ FARPROC service_entry(std::string_view name) {
         {"GetBestRoute2", fake([](void* luid, ULONG index, void* from, const SOCKADDR_INET* to, ULONG options,
                                   MIB_IPFORWARD_ROW2* route, SOCKADDR_INET* own) {
              EXPECT_TRUE(luid == nullptr && from == nullptr && own != nullptr);
-             return give(call("GetBestRoute2", index, image(to), options), &route->NextHop,
-                         &current->next_hop, sizeof route->NextHop);
+             const scripted::route& known = current->route;
+             MIB_IPFORWARD_ROW2 row{};
+             row.InterfaceIndex = index == 0 ? current->best_index : index;
+             std::memcpy(&row.DestinationPrefix.Prefix, &known.network, sizeof known.network);
+             row.DestinationPrefix.PrefixLength = known.prefix_length;
+             std::memcpy(&row.NextHop, &current->next_hop, sizeof row.NextHop);
+             row.Metric = known.metric;
+             std::memcpy(own, &known.source, sizeof *own);
+             return give(call("GetBestRoute2", index, image(to), options), route, &row, sizeof row);
          })},
         {"RasEnumConnectionsW", fake([](RASCONNW* list, DWORD* size, DWORD* count) {
              const DWORD record = current->dial_up_size;

@@ -128,9 +128,9 @@ KVTIP_FAKE(GetProcAddress) = [](HMODULE module, LPCSTR name) -> FARPROC {
     const auto row = [](std::string_view of, auto* fake) {
         return std::pair(of, std::bit_cast<FARPROC>(fake));
     };
-    static const std::map<std::string_view, FARPROC> entries = {row("RtlGetVersion", &rtl_get_version),
-                                                                row("GetProductInfo", &get_product_info),
-                                                                row("GetAdaptersAddresses", &list_adapters)};
+    static const std::map<std::string_view, FARPROC> entries = {
+        row("RtlGetVersion", &rtl_get_version), row("GetProductInfo", &get_product_info),
+        row("GetAdaptersAddresses", &list_adapters), row("CompareStringOrdinal", &CompareStringOrdinal)};
     if (now.fails_if(module == nullptr, ERROR_PROC_NOT_FOUND)) {
         return nullptr;
     }

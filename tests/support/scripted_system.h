@@ -69,6 +69,15 @@ struct open_socket {
     DWORD error = 0;   ///< `SO_ERROR`
 };
 
+/// What else the system says of a route than its interface and next hop.
+struct route {
+    ip::saddr network = socket_address("192.0.2.0");
+    UINT8 prefix_length = 24;
+    DWORD metric = 5;
+    DWORD type = 4; ///< indirect
+    ip::saddr source = socket_address("192.0.2.10");
+};
+
 /// A record that a DNS query is answered with, and its data: an address or a name, null for none.
 struct dns_record {
     WORD type;
@@ -113,6 +122,7 @@ public:
     std::map<DWORD, UCHAR> active; ///< whether a connection was opened here, by its first four bytes
     DWORD best_index = 7;
     ip::saddr next_hop = socket_address("192.0.2.1");
+    scripted::route route;
     FIXED_INFO network{};
     std::vector<RASCONNW> dial_ups;
     std::vector<std::wstring> dial_up_addresses;

@@ -4,6 +4,7 @@
 
 #include "address/convert.h"
 #include "address/format.h"
+#include "kvtip/values.h"
 
 #include <algorithm>
 #include <concepts>
@@ -43,6 +44,8 @@ struct text : std::string {
     }
     text(const ip::saddr4& from) : text(record_at(&from, sizeof from)) {}
     text(const ip::addr& from) : text(ip::detail::to_saddr(from)) {}
+    text(const kvtip_address& from) : text(kvtip::library::to_saddr(from)) {}
+    text(const kvtip_mac& from) : text(std::vector(from.bytes, from.bytes + from.length)) {}
     template <class Element>
     text(const std::vector<Element>& from) {
         for (const Element& element : from) {

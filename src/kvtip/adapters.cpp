@@ -1,0 +1,149 @@
+// Adapters, their DNS servers, and the scope that an adapter's name stands for.
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <cwctype>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "ip/detail/helper.h"
+#include "kvtip/adapter_sources.h"
+#include "kvtip/boundary.h"
+#include "kvtip/encoding.h"
+#include "kvtip/options.h"
+#include "kvtip/system_entries.h"
+
+namespace kvtip::library {
+
+std::uint32_t list_adapters(const kvtip_adapter_options& options, bool with_device_ids, adapter_rows& rows) {
+    const selection wanted{options.family, options.up != 0, with_device_ids};
+    const ip::detail::helper& helper = ip::detail::the_helper();
+    if (helper.is_version_6_or_later() && helper.iphlpapi.GetAdaptersAddresses != nullptr) {
+        const std::uint32_t code = list_newer_adapters(wanted, rows);
+        if (code == 0 || code == ERROR_NOT_ENOUGH_MEMORY) {
+            return code;
+        }
+    }
+    return list_older_adapters(wanted, rows);
+}
+
+namespace {
+
+bool read_adapter_options(const kvtip_adapter_options* given, kvtip_adapter_options& options) {
+    return read_options(given, options) && is_family(options.family) && options.up <= 1;
+}
+
+/// fec0:0:0:ffff::1 to ::3.
+bool is_placeholder(const kvtip_address& address) {
+    constexpr std::uint8_t prefix[15] = {0xFE, 0xC0, 0, 0, 0, 0, 0xFF, 0xFF};
+    const std::uint8_t last = address.bytes[15];
+    return address.family == 6 && std::memcmp(address.bytes, prefix, sizeof prefix) == 0 && last >= 1 &&
+           last <= 3;
+}
+
+const kvtip_dns_server_list* make_servers(const kvtip_adapter_list& adapters) {
+    const std::span rows(adapters.rows, adapters.count);
+    std::size_t count = 0;
+    for (const kvtip_adapter* adapter : rows) {
+        count += adapter->dns_server_count;
+    }
+    return block::make<kvtip_dns_server_list>([&](block& out, kvtip_dns_server_list& list) {
+        list.missing = adapters.missing;
+        out.list(list, count, [&](auto add) {
+            for (const kvtip_adapter* adapter : rows) {
+                const char* name = out.text(std::string_view(adapter->name));
+                for (const kvtip_address& server :
+                     std::span(adapter->dns_servers, adapter->dns_server_count)) {
+                    add() = {server, index_for(*adapter, server.family), is_placeholder(server), name};
+                }
+            }
+        });
+    });
+}
+
+/// A number from 1 to 4294967295, without leading zeros; otherwise 0.
+std::uint32_t to_scope(std::string_view text) {
+    std::uint32_t scope = 0;
+    const char* end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, scope);
+    return text.starts_with('0') || read.ec != std::errc() || read.ptr != end ? 0 : scope;
+}
+
+bool is_same_in_any_case(const std::wstring& one, const std::wstring& other) {
+    if (const auto compare = entries().CompareStringOrdinal) {
+        return compare(one.c_str(), -1, other.c_str(), -1, TRUE) == CSTR_EQUAL;
+    }
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [](wchar_t a, wchar_t b) { return std::towlower(a) == std::towlower(b); });
+}
+
+std::uint32_t find_scope(const std::wstring& name, std::uint32_t& scope) {
+    adapter_rows adapters;
+    if (const std::uint32_t code = list_adapters({}, false, adapters)) {
+        return code;
+    }
+    std::wstring wide;
+    for (const kvtip_adapter* adapter : std::span(adapters->rows, adapters->count)) {
+        for (const char* each : {adapter->name, adapter->guid}) {
+            if (to_wide(each, wide) && is_same_in_any_case(wide, name)) {
+                scope = index_for(*adapter, 6);
+                return 0;
+            }
+        }
+    }
+    return ERROR_NOT_FOUND;
+}
+
+} // namespace
+
+} // namespace kvtip::library
+
+using namespace kvtip::library;
+
+uint32_t kvtip_adapters(const kvtip_adapter_options* options, const kvtip_adapter_list** adapters) noexcept {
+    kvtip_adapter_options wanted;
+    if (!clear(adapters) || !read_adapter_options(options, wanted)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    return held([&] {
+        adapter_rows rows;
+        const uint32_t code = list_adapters(wanted, true, rows);
+        *adapters = rows.release();
+        return code;
+    });
+}
+
+uint32_t kvtip_dns_servers(const kvtip_adapter_options* options,
+                           const kvtip_dns_server_list** servers) noexcept {
+    kvtip_adapter_options wanted;
+    if (!clear(servers) || !read_adapter_options(options, wanted)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    return held([&] {
+        adapter_rows rows;
+        const uint32_t code = list_adapters(wanted, false, rows);
+        if (code == 0) {
+            *servers = make_servers(*rows);
+        }
+        return code;
+    });
+}
+
+uint32_t kvtip_scope(const char* text, uint32_t* scope) noexcept {
+    if (!clear(scope) || text == nullptr) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    *scope = to_scope(text);
+    if (*scope != 0) {
+        return 0;
+    }
+    return held([&]() -> uint32_t {
+        std::wstring name;
+        if (!to_wide(text, name)) {
+            return ERROR_INVALID_PARAMETER;
+        }
+        return name.empty() ? ERROR_NOT_FOUND : find_scope(name, *scope);
+    });
+}

@@ -1,0 +1,334 @@
+// Adapters, DNS servers and scopes of the C interface.
+
+#include "sample_adapters.h"
+#include "text.h"
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <memory>
+#include <span>
+
+namespace {
+
+using scripted::socket_address;
+using scripted::text;
+using scripted::texts;
+
+constexpr auto owned = [](const auto* result) {
+    return std::unique_ptr<std::remove_pointer_t<decltype(result)>, decltype(&kvtip_free)>(result,
+                                                                                           kvtip_free);
+};
+
+std::string list(const kvtip_address* addresses, std::size_t count) {
+    return text(std::vector(addresses, addresses + count));
+}
+
+std::string record(const kvtip_adapter& a) {
+    std::string addresses;
+    for (const kvtip_adapter_address* each : std::span(a.addresses.rows, a.addresses.count)) {
+        addresses += text(each->address) + "/" + text(each->prefix_length) + " ";
+    }
+    return texts({a.name,
+                  a.guid,
+                  a.description,
+                  a.dns_suffix,
+                  a.device_id,
+                  a.index,
+                  a.ipv6_index,
+                  a.type,
+                  a.status,
+                  a.ipv4_metric,
+                  a.ipv6_metric,
+                  a.dhcp_enabled,
+                  a.dhcpv6_iaid,
+                  a.mac,
+                  a.dhcp_server,
+                  a.dhcpv6_server,
+                  std::vector(a.dhcpv6_duid, a.dhcpv6_duid + a.dhcpv6_duid_size),
+                  addresses,
+                  list(a.gateways, a.gateway_count),
+                  list(a.dns_servers, a.dns_server_count)});
+}
+
+struct AdapterRows : testing::Test {
+    explicit AdapterRows(DWORD version = 10) : system(version) {
+        system.adapters = {full_adapter(system), loopback_adapter(system)};
+        system.older_adapters = {scripted::older_adapter()};
+        system.network_devices = {
+            {{L"NetCfgInstanceId", {REG_SZ, L"{A}"}}, {L"DeviceInstanceID", {REG_SZ, L"PCI\\1"}}}};
+    }
+
+    /// The code, or what is missing and the records of all adapters.
+    std::string all(kvtip_adapter_options options = {sizeof options, 0, 0}) const {
+        const kvtip_adapter_list* adapters = nullptr;
+        if (const std::uint32_t code = kvtip_adapters(&options, &adapters)) {
+            return "error " + text(code) + (adapters == nullptr ? "" : " with rows");
+        }
+        const auto owner = owned(adapters);
+        std::string result = adapters->missing == 0 ? "" : "missing " + text(adapters->missing) + " ";
+        for (const kvtip_adapter* adapter : std::span(adapters->rows, adapters->count)) {
+            result += record(*adapter) + "\n";
+        }
+        return result;
+    }
+    /// The record of the first adapter alone.
+    std::string first() const {
+        const std::string records = all();
+        return records.substr(0, records.find('\n'));
+    }
+
+    scripted::system system;
+};
+
+struct OlderAdapterRows : AdapterRows {
+    OlderAdapterRows() : AdapterRows(5) {}
+};
+
+TEST_F(AdapterRows, HaveEverythingTheSystemSays) {
+    system.adapters[1].Dhcpv4Server = system.adapters[0].Dhcpv4Server; // without DHCP it does not count
+    EXPECT_EQ(all(), "a friendly name|{A}|a description|lab.test|PCI\\1|7|7|6|1|25|35|1|7|2,0,94,16,0,2|"
+                     "192.0.2.1|2001:db8::1|1,2,3|192.0.2.10/24 2001:db8::10/64 |192.0.2.1,fe80::1%9|"
+                     "2001:db8::53,192.0.2.53|\n"
+                     "a friendly name|{B}|a description|lab.test||1|1|24|1|0|0|0|0||-|-||127.0.0.1/8 ::1/128 "
+                     "|||\n");
+    EXPECT_EQ(system.count("GetAdaptersAddresses(0,128)"), 1);
+}
+
+TEST_F(AdapterRows, TakeMembersOnlyFromEntriesLongEnoughToHaveThem) {
+    IP_ADAPTER_ADDRESSES& entry = system.adapters[0];
+    entry.FirstUnicastAddress = nullptr;
+    const std::string head = "a friendly name|{A}|a description|lab.test|PCI\\1|7|7|6|1|",
+                      mac = "2,0,94,16,0,2|", unknown = "4294967295|";
+    const std::pair<ULONG, std::string> rows[] = {
+        {48, unknown + unknown + "1|0|" + mac + "-|-|||||"},
+        {208, unknown + unknown + "1|0|" + mac + "-|-||||2001:db8::53,192.0.2.53|"},
+        {216, unknown + unknown + "1|0|" + mac + "-|-|||192.0.2.1,fe80::1%9|2001:db8::53,192.0.2.53|"},
+        {221, "25|35|1|0|" + mac + "-|-|||192.0.2.1,fe80::1%9|2001:db8::53,192.0.2.53|"},
+        {281, "25|35|1|0|" + mac + "192.0.2.1|2001:db8::1|||192.0.2.1,fe80::1%9|2001:db8::53,192.0.2.53|"},
+        {440,
+         "25|35|1|7|" + mac + "192.0.2.1|2001:db8::1|1,2,3||192.0.2.1,fe80::1%9|2001:db8::53,192.0.2.53|"}};
+    for (const auto& [length, expected] : rows) {
+        entry.Length = length;
+        EXPECT_EQ(first(), head + expected) << length;
+    }
+}
+
+TEST_F(AdapterRows, SurviveHostileEntries) {
+    IP_ADAPTER_ADDRESSES& entry = system.adapters[0];
+    entry.AdapterName = nullptr;
+    entry.Description = entry.DnsSuffix = nullptr;
+    entry.FriendlyName = system.text(L"\xD83D\xDE00 \xD83D \x00E9"); // a pair, half of one, two bytes
+    entry.PhysicalAddressLength = 9;
+    entry.Dhcpv6ClientDuidLength = 0xFFFFFFFF;
+    entry.Dhcpv4Server = system.record(socket_address("2001:db8::1"));
+    entry.Dhcpv6Server = system.record(socket_address("192.0.2.1"));
+    entry.FirstUnicastAddress->Address.lpSockaddr->sa_family = 17;
+    entry.FirstUnicastAddress->Next->Address.iSockaddrLength = 27;
+    entry.FirstGatewayAddress->Address.iSockaddrLength = -1;
+    entry.FirstDnsServerAddress->Address.iSockaddrLength = 1;
+    std::string zeros;
+    for (int i = 3; i < 130; ++i) {
+        zeros += ",0";
+    }
+    EXPECT_EQ(first(), "\xF0\x9F\x98\x80 \xEF\xBF\xBD \xC3\xA9||||" + text("|7|7|6|1|25|35|1|7||-|-|1,2,3") +
+                           zeros + "||fe80::1%9|192.0.2.53|");
+}
+
+TEST_F(AdapterRows, HaveScopesAndPrefixLengthsWhereTheyMakeSense) {
+    ip::saddr with_scope = socket_address("fe80::2"), global = socket_address("2001:db8::2");
+    with_scope.scope_id = global.scope_id = 9;
+    const struct {
+        ip::saddr address;
+        UINT8 prefix;
+        ULONG length, ipv6_index;
+        std::string expected;
+    } rows[] = {{socket_address("fe80::1"), 64, 64, 8, "fe80::1%8/64 "},
+                {socket_address("fe80::1"), 64, 64, 0, "fe80::1%7/64 "},
+                {with_scope, 128, 64, 8, "fe80::2%9/128 "},
+                {global, 0, 64, 8, "2001:db8::2/0 "},
+                {global, 129, 64, 8, "2001:db8::2/255 "},
+                {socket_address("192.0.2.1"), 32, 64, 8, "192.0.2.1/32 "},
+                {socket_address("192.0.2.1"), 33, 64, 8, "192.0.2.1/255 "},
+                {socket_address("192.0.2.1"), 24, 56, 8, "192.0.2.1/255 "}};
+    for (const auto& row : rows) {
+        IP_ADAPTER_UNICAST_ADDRESS node{};
+        node.Length = row.length;
+        node.OnLinkPrefixLength = row.prefix;
+        system.adapters[0].FirstUnicastAddress = system.list({row.address}, node);
+        system.adapters[0].Ipv6IfIndex = row.ipv6_index;
+        EXPECT_NE(first().find("|" + row.expected + "|"), std::string::npos) << row.expected << first();
+    }
+}
+
+TEST_F(AdapterRows, HaveTheLeaseOfAddressesWithAFiniteLifetime) {
+    system.adapters[0].FirstUnicastAddress->LeaseLifetime = 3000; // below the valid lifetime of 3600
+    const kvtip_adapter_list* adapters = nullptr;
+    ASSERT_EQ(kvtip_adapters(nullptr, &adapters), 0u);
+    const auto owner = owned(adapters);
+    const auto& addresses = adapters->rows[0]->addresses;
+    EXPECT_NEAR(static_cast<double>(addresses.rows[0]->lease_expires - std::time(nullptr)), 3600, 2);
+    EXPECT_EQ(addresses.rows[0]->lease_obtained, addresses.rows[0]->lease_expires - 3000);
+    EXPECT_EQ(addresses.rows[1]->lease_obtained + addresses.rows[1]->lease_expires, 0);
+}
+
+TEST_F(AdapterRows, AreSelected) {
+    system.adapters[0].OperStatus = IfOperStatusDown;
+    system.adapters[0].Ipv6IfIndex = 0; // but there is an address
+    system.adapters.push_back(plain_adapter(system, 5, "{C}", IF_TYPE_TUNNEL, {}));
+    system.adapters[2].IfIndex = 0;
+    constexpr std::uint32_t size = sizeof(kvtip_adapter_options);
+    const struct {
+        kvtip_adapter_options options;
+        std::string expected; ///< GUID, addresses, gateways and DNS servers
+    } rows[] = {{{size, 0, 1}, "{B} 127.0.0.1/8 ::1/128 ||| {C} ||| "},
+                {{size, 4, 0}, "{A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 ||| "},
+                {{size, 6, 0}, "{A} 2001:db8::10/64 |fe80::1%9|2001:db8::53| {B} ::1/128 ||| {C} ||| "},
+                {{size, 6, 1}, "{B} ::1/128 ||| {C} ||| "},
+                {{8, 4, 1}, "{A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 ||| "}}; // older caller
+    for (const auto& row : rows) {
+        const kvtip_adapter_list* adapters = nullptr;
+        ASSERT_EQ(kvtip_adapters(&row.options, &adapters), 0u);
+        const auto owner = owned(adapters);
+        std::string found;
+        for (const kvtip_adapter* each : std::span(adapters->rows, adapters->count)) {
+            const std::string whole = record(*each);
+            std::size_t tail = whole.size() - 1;
+            for (int i = 0; i < 3; ++i) {
+                tail = whole.rfind('|', tail - 1);
+            }
+            found += text(each->guid) + " " + whole.substr(tail + 1) + " ";
+        }
+        EXPECT_EQ(found, row.expected);
+    }
+}
+
+TEST_F(AdapterRows, RefuseMisuse) {
+    constexpr std::uint32_t size = sizeof(kvtip_adapter_options);
+    struct longer {
+        kvtip_adapter_options known;
+        std::uint32_t unknown;
+    };
+    const longer rows[] = {
+        {{0, 0, 0}, 0}, {{3, 0, 0}, 0}, {{size, 5, 0}, 0}, {{size, 0, 2}, 0}, {{sizeof(longer), 0, 0}, 1}};
+    for (const longer& row : rows) {
+        const kvtip_adapter_list* adapters = reinterpret_cast<const kvtip_adapter_list*>(&row);
+        const kvtip_dns_server_list* servers = reinterpret_cast<const kvtip_dns_server_list*>(&row);
+        EXPECT_EQ(kvtip_adapters(&row.known, &adapters), 87u) << row.known.size;
+        EXPECT_EQ(kvtip_dns_servers(&row.known, &servers), 87u) << row.known.size;
+        EXPECT_TRUE(adapters == nullptr && servers == nullptr);
+    }
+    const longer newer = {{sizeof newer, 4, 0}, 0};
+    EXPECT_NE(all(newer.known), "error 87");
+    EXPECT_EQ(kvtip_adapters(nullptr, nullptr), 87u);
+    EXPECT_EQ(kvtip_dns_servers(nullptr, nullptr), 87u);
+}
+
+TEST_F(AdapterRows, ComeFromTheOlderSourceWithoutTheNewer) {
+    const std::string older = "missing 2 |{A}|an older description|||7|0|6|4|4294967295|4294967295|1|0|"
+                              "2,0,94,16,0,2|192.0.2.1|-||192.0.2.10/24 |192.0.2.1||\n";
+    const struct {
+        std::map<std::string, std::deque<DWORD>> answers;
+        std::set<std::string> missing;
+        std::string expected;
+    } rows[] = {{{{"GetAdaptersAddresses", {5, 5}}}, {}, older},
+                {{}, {"GetAdaptersAddresses"}, older},
+                {{{"GetAdaptersAddresses", {8}}}, {}, "error 8"},
+                {{{"GetAdaptersAddresses", {232}}}, {}, ""},
+                {{{"GetAdaptersInfo", {232}}}, {"GetAdaptersAddresses"}, "missing 2 "},
+                {{{"GetAdaptersInfo", {50}}}, {"GetAdaptersAddresses"}, "error 50"}};
+    for (const auto& row : rows) {
+        system.answers = row.answers;
+        system.missing = row.missing;
+        EXPECT_EQ(all(), row.expected);
+    }
+    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 6, 0}), "missing 2 ");
+}
+
+TEST_F(OlderAdapterRows, KnowIpv4AndWhatTheNewerListAdds) {
+    const std::string head =
+        "missing 2 a friendly name|{A}|an older description|||7|0|6|1|4294967295|4294967295|"
+        "1|0|2,0,94,16,0,2|";
+    EXPECT_EQ(all(), head + "192.0.2.1|-||192.0.2.10/24 |192.0.2.1|2001:db8::53,192.0.2.53|\n");
+    IP_ADAPTER_INFO& entry = system.older_adapters[0];
+    const struct {
+        const char *address, *mask, *gateway, *server;
+        std::string expected;
+    } rows[] = {
+        {"0.0.0.0", "0.0.0.0", "0.0.0.0", "255.255.255.255", "-|-||||"},
+        {"192.0.2.1", "255.255.255.255", "192.0.2.2", "192.0.2.3", "192.0.2.3|-||192.0.2.1/32 |192.0.2.2|"},
+        {"192.0.2.1", "0.0.0.0", "nonsense", "", "-|-||192.0.2.1/0 ||"},
+        {"192.0.2.1", "255.0.255.0", "", "0.0.0.0", "-|-||192.0.2.1/255 ||"},
+        {"192.0.2.1", "nonsense", "", "0.0.0.0", "-|-||192.0.2.1/255 ||"}};
+    for (const auto& row : rows) {
+        std::strcpy(entry.IpAddressList.IpAddress.String, row.address);
+        std::strcpy(entry.IpAddressList.IpMask.String, row.mask);
+        std::strcpy(entry.GatewayList.IpAddress.String, row.gateway);
+        std::strcpy(entry.DhcpServer.IpAddress.String, row.server);
+        EXPECT_EQ(all(), head + row.expected + "2001:db8::53,192.0.2.53|\n");
+    }
+}
+
+TEST_F(AdapterRows, DnsServersSayTheirAdapter) {
+    ip::saddr placeholder = socket_address("fec0:0:0:ffff::3");
+    system.adapters[1].FirstDnsServerAddress = system.list<IP_ADAPTER_DNS_SERVER_ADDRESS>(
+        {placeholder, socket_address("fec0:0:0:ffff::4"), socket_address("192.0.2.54")});
+    system.adapters[1].FriendlyName = system.text(L"other");
+    system.adapters[1].Ipv6IfIndex = 3;
+    const auto servers = [](std::uint32_t family) {
+        const kvtip_adapter_options options{sizeof options, family, 0};
+        const kvtip_dns_server_list* list = nullptr;
+        EXPECT_EQ(kvtip_dns_servers(&options, &list), 0u);
+        const auto owner = owned(list);
+        std::string result;
+        for (const kvtip_dns_server* each : std::span(list->rows, list->count)) {
+            result += texts({each->address, each->interface_index, each->placeholder, each->adapter}) + " ";
+        }
+        return result;
+    };
+    EXPECT_EQ(servers(0),
+              "2001:db8::53|7|0|a friendly name| 192.0.2.53|7|0|a friendly name| "
+              "fec0:0:0:ffff::3%3|3|1|other| fec0:0:0:ffff::4%3|3|0|other| 192.0.2.54|1|0|other| ");
+    EXPECT_EQ(servers(4), "192.0.2.53|7|0|a friendly name| 192.0.2.54|1|0|other| ");
+    EXPECT_EQ(system.count("RegOpenKeyExW"), 0);
+    system.answers["GetAdaptersAddresses"] = {8};
+    const kvtip_dns_server_list* list = nullptr;
+    EXPECT_EQ(kvtip_dns_servers(nullptr, &list), 8u);
+    EXPECT_EQ(list, nullptr);
+}
+
+TEST_F(AdapterRows, ScopesAreFoundByName) {
+    system.adapters[0].FriendlyName = system.text(L"B\x00FCro \x0416");
+    system.adapters[0].Ipv6IfIndex = 8;
+    system.adapters[1].Ipv6IfIndex = 0;
+    system.adapters[1].FriendlyName = system.text(L"");
+    const struct {
+        const char* text;
+        std::uint32_t code, scope;
+        std::set<std::string> missing = {};
+    } rows[] = {{"1", 0, 1},
+                {"4294967295", 0, 0xFFFFFFFF},
+                {"4294967296", 1168, 0},
+                {"07", 1168, 0},
+                {"7 ", 1168, 0},
+                {"0", 1168, 0},
+                {"", 1168, 0},
+                {"B\xC3\xBCro \xD0\x96", 0, 8},
+                {"b\xC3\x9CRO \xD0\xB6", 0, 8}, // the other case of every letter
+                {"b\xC3\xBCRO \xD0\x96", 0, 8, {"CompareStringOrdinal"}},
+                {"B\xC3\xBCro", 1168, 0},
+                {"B\xC3\xBCro", 1168, 0, {"CompareStringOrdinal"}},
+                {"{a}", 0, 8},
+                {"{B}", 0, 1},
+                {"\xFF", 87, 0},
+                {nullptr, 87, 0}};
+    for (const auto& row : rows) {
+        system.missing = row.missing;
+        std::uint32_t scope = 9;
+        EXPECT_EQ(kvtip_scope(row.text, &scope), row.code) << row.text;
+        EXPECT_EQ(scope, row.scope) << row.text;
+    }
+    EXPECT_EQ(kvtip_scope("1", nullptr), 87u);
+}
+
+} // namespace
