@@ -78,32 +78,22 @@ struct connection_options {
     }
 };
 
-/// Connections, and what this system cannot say of them.
-struct connection_list {
-    std::vector<connection> rows;
-    kvtip::missing missing = missing::nothing;
-
-    auto begin() const noexcept { return rows.begin(); }
-    auto end() const noexcept { return rows.end(); }
-    std::size_t size() const noexcept { return rows.size(); }
-};
+using connection_list = listing<connection>;
 
 /// Lists connections: `kvtip_connections`.
 inline connection_list connections(const connection_options& options, std::error_code& error) {
     const kvtip_connection_options native = options.native();
     const auto list = detail::fetch<kvtip_connection_list>(
         error, [&](auto** out) { return kvtip_connections(&native, out); });
-    return {detail::rows_of<connection>(list.get(),
-                                        [](const kvtip_connection& row) {
-                                            return connection{endpoint(row.local),
-                                                              endpoint(row.remote),
-                                                              static_cast<kvtip::protocol>(row.protocol),
-                                                              static_cast<connection_state>(row.state),
-                                                              static_cast<kvtip::direction>(row.direction),
-                                                              row.process,
-                                                              row.process_name};
-                                        }),
-            detail::missing_of(list.get())};
+    return detail::listing_of<connection>(list.get(), [](const kvtip_connection& row) {
+        return connection{endpoint(row.local),
+                          endpoint(row.remote),
+                          static_cast<kvtip::protocol>(row.protocol),
+                          static_cast<connection_state>(row.state),
+                          static_cast<kvtip::direction>(row.direction),
+                          row.process,
+                          row.process_name};
+    });
 }
 
 /// A process.

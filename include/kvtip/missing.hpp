@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
+#include "kvtip/detail/call.hpp"
 #include "kvtip/kvtip.h"
 
 namespace kvtip {
@@ -21,11 +24,24 @@ constexpr bool has(missing all, missing one) noexcept {
     return (static_cast<std::uint32_t>(all) & static_cast<std::uint32_t>(one)) != 0;
 }
 
+/// Rows, and what this system cannot list.
+template <class Row>
+struct listing {
+    std::vector<Row> rows;
+    kvtip::missing missing = missing::nothing;
+
+    auto begin() const noexcept { return rows.begin(); }
+    auto end() const noexcept { return rows.end(); }
+    std::size_t size() const noexcept { return rows.size(); }
+};
+
 namespace detail {
 
-template <class List>
-constexpr kvtip::missing missing_of(const List* list) noexcept {
-    return list == nullptr ? kvtip::missing::nothing : static_cast<kvtip::missing>(list->missing);
+/// A list with each row converted to `Row` by `convert(const CRow&)`; empty for null.
+template <class Row, class List, class Convert>
+listing<Row> listing_of(const List* list, Convert convert) {
+    const std::uint32_t missing = list == nullptr ? 0 : list->missing;
+    return {rows_of<Row>(list, convert), static_cast<kvtip::missing>(missing)};
 }
 
 } // namespace detail
