@@ -6,6 +6,7 @@
 #include "address/format.h"
 #include "address/parse.h"
 #include "corpus.h"
+#include "kvtip/address.hpp"
 
 #include <arpa/inet.h>
 #include <asio/ip/address.hpp>
@@ -14,6 +15,7 @@
 #include <boost/url/ipv6_address.hpp>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -69,8 +71,24 @@ void add(const std::string& name, std::vector<Input> inputs, Operation operation
         });
 }
 
+/// Adds the reader of the headers, which takes either family, with text of both kinds.
+void add_header_parsers(const std::string& row, const corpus& samples) {
+    const auto parse = [](const auto& text) {
+        std::optional<kvtip::address> address = kvtip::address::parse(text);
+        benchmark::DoNotOptimize(address);
+        return address.has_value();
+    };
+    std::vector<std::u16string> utf16;
+    for (const sample& each : samples) {
+        utf16.emplace_back(each.view().begin(), each.view().end());
+    }
+    add(row + "/header", samples, [=](const sample& input) { return parse(input.view()); });
+    add(row + "/header_utf16", utf16, parse);
+}
+
 template <class Family>
 void add_parsers(const std::string& row, const corpus& samples) {
+    add_header_parsers(row, samples);
     add(row + "/kvtip", samples, [](const sample& input) {
         std::uint8_t out[16];
         const int prefix = Family::parse(input.text.data(), out);
@@ -108,8 +126,25 @@ std::vector<Value> values(const corpus& samples) {
     return result;
 }
 
+/// The samples as values of the headers.
+template <class Family>
+std::vector<kvtip::address> header_values(const corpus& samples) {
+    std::vector<kvtip::address> result;
+    for (const sample& each : samples) {
+        const auto& bytes = each.bytes;
+        result.push_back(Family::family == AF_INET ? kvtip::address(bytes[0], bytes[1], bytes[2], bytes[3])
+                                                   : kvtip::address(bytes));
+    }
+    return result;
+}
+
 template <class Family>
 void add_formatters(const std::string& row, const corpus& samples) {
+    add(row + "/header", header_values<Family>(samples), [](const kvtip::address& input) {
+        auto text = input.text();
+        benchmark::DoNotOptimize(text);
+        return text.size() != 0;
+    });
     add(row + "/kvtip", samples, [](const sample& input) {
         char out[Family::text_size];
         const std::size_t length = Family::format(input.bytes.data(), out);
@@ -139,6 +174,7 @@ void add_formatters(const std::string& row, const corpus& samples) {
 
 /// Adds the readers of text of either family, which only asio has besides.
 void add_address_parsers(const std::string& row, const corpus& samples) {
+    add_header_parsers(row, samples);
     add(row + "/kvtip", samples, [](const sample& input) {
         ip::addr address;
         const bool succeeded = ip::detail::parse_address(input.text.data(), address);

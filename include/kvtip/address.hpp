@@ -3,28 +3,36 @@
 // Addresses, endpoints, networks and hardware addresses: plain values, their text, and what can be asked of
 // them.
 //
-// | Decision | Reason |
-// | --- | --- |
-// | A default value is no address. It equals neither 0.0.0.0 nor ::, and its text is empty. | Those are
-// addresses. | | fe80::1 and fe80::1%4 differ. Filters and owner lookups take scope 0 as any. | They name
-// different hosts. | | ::ffff:192.0.2.1 never equals 192.0.2.1; `unmapped` converts. | The system keeps them
-// apart. | | Questions such as `is_loopback` look through a mapped address. | ::ffff:127.0.0.1 must pass no
-// filter. | | `network::parse` refuses host bits; `network::of` masks them. | A typing error must not widen a
-// rule. | | `next` and `previous` are empty past the ends. | No loop wraps around. |
+// Decision                                                     Reason
+// -----------------------------------------------------------  ---------------------------------------------
+// A default value is no address. It equals neither 0.0.0.0     Those are addresses.
+// nor ::, and its text is empty.
+// fe80::1 and fe80::1%4 differ. `without_scope` compares       They name different hosts.
+// without; filters and owner lookups take scope 0 as any.
+// ::ffff:192.0.2.1 never equals 192.0.2.1, nor is it in an     The system keeps them apart.
+// IPv4 network. `unmapped` converts it.
+// Questions such as `is_loopback` look through a mapped        ::ffff:127.0.0.1 must pass no filter.
+// address.
+// `network::parse` refuses bits after the prefix;              A typing error must not widen a rule.
+// `network::of` clears them.
+// `next` and `previous` are empty past the ends.               No loop wraps around.
 //
 // Text is strict: the whole text must be the value. There are no octal numbers, no leading zeros in octets,
 // ports, prefix lengths and scopes, no missing octets and no blanks. Lenient address text is a known security
-// hole: what one program reads as 127.0.0.1 another reads as 10.0.0.1. A scope is a number (`kvtip::scope`
+// hole: what one program reads as 10.0.0.1 another reads as 8.0.0.1. A scope is a number (`kvtip::scope`
 // finds that of an interface's name).
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <compare>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -45,34 +53,36 @@ class address;
 
 namespace detail {
 
+/// Those bits of a byte that lie in a prefix of `length` bits, the byte being number `index`.
+constexpr std::uint8_t prefix_mask(std::size_t length, std::size_t index) noexcept {
+    const std::size_t rest = length > 8 * index ? length - 8 * index : 0;
+    return static_cast<std::uint8_t>(0xFF00U >> (rest < 8 ? rest : 8));
+}
+
+constexpr bool have_same_prefix(const std::uint8_t* one, const std::uint8_t* other,
+                                std::size_t length) noexcept {
+    for (std::size_t i = 0; 8 * i < length; ++i) {
+        if (((one[i] ^ other[i]) & prefix_mask(length, i)) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
 /// A range of addresses, for the questions.
 struct range {
     std::uint8_t family;
-    std::uint8_t bits;
+    std::uint8_t prefix_length;
     std::array<std::uint8_t, 16> bytes;
 
     constexpr bool contains(const kvtip_address& address) const noexcept {
-        if (address.family != family) {
-            return false;
-        }
-        for (std::size_t i = 0; i < bits; i += 8) {
-            const unsigned mask = bits - i >= 8 ? 0xFFU : 0xFF00U >> (bits - i);
-            if (((address.bytes[i / 8] ^ bytes[i / 8]) & mask & 0xFF) != 0) {
-                return false;
-            }
-        }
-        return true;
+        return address.family == family && have_same_prefix(address.bytes, bytes.data(), prefix_length);
     }
 };
 
-template <std::size_t Count>
-constexpr bool is_in_any(const range (&ranges)[Count], const kvtip_address& address) noexcept {
-    for (const range& each : ranges) {
-        if (each.contains(address)) {
-            return true;
-        }
-    }
-    return false;
+constexpr bool is_in_any(std::span<const range> ranges, const kvtip_address& address) noexcept {
+    return std::any_of(ranges.begin(), ranges.end(),
+                       [&](const range& each) { return each.contains(address); });
 }
 
 inline constexpr range unspecified_ranges[] = {{4, 32, {}}, {6, 128, {}}};
@@ -91,22 +101,25 @@ inline constexpr range documentation_ranges[] = {{4, 24, {192, 0, 2}},
                                                  {6, 20, {0x3F, 0xFF}}};
 inline constexpr range shared_ranges[] = {{4, 10, {100, 64}}};
 inline constexpr range benchmarking_ranges[] = {{4, 15, {198, 18}}, {6, 48, {0x20, 0x01, 0, 2}}};
-inline constexpr range mapped_ranges[] = {{6, 96, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF}}};
 
 /// Whether an IPv6 address is complete only with a scope: link-local, site-local, or multicast of scope 1
 /// or 2.
 constexpr bool may_have_scope(const kvtip_address& address) noexcept {
     const int multicast_scope = address.bytes[1] & 0x0F;
-    return is_in_any(link_local_ranges, address) ? address.family == 6
-           : is_in_any(multicast_ranges, address)
-               ? address.family == 6 && (multicast_scope == 1 || multicast_scope == 2)
-               : is_in_any(site_local_ranges, address);
+    return address.family == 6 &&
+           (is_in_any(link_local_ranges, address) || is_in_any(site_local_ranges, address) ||
+            (is_in_any(multicast_ranges, address) && (multicast_scope == 1 || multicast_scope == 2)));
+}
+
+/// All bytes of an address.
+constexpr std::array<std::uint64_t, 3> words_of(const kvtip_address& address) noexcept {
+    return std::bit_cast<std::array<std::uint64_t, 3>>(address);
 }
 
 /// Reads the address at `at`, with its scope if `scopes` allows one. Returns the place after it, or null.
 constexpr const char* read_address(const char* at, kvtip_address& out, bool scopes = true) noexcept {
-    // Only IPv4 has a dot among its first four characters.
-    if (at[0] != 0 && (at[1] == '.' || at[2] == '.' || at[3] == '.')) {
+    // An IPv6 address that has a dot so early begins with a colon: "::1.2.3.4".
+    if (at[0] != ':' && (at[1] == '.' || at[2] == '.' || at[3] == '.')) {
         out.family = 4;
         return read_ipv4(at, out.bytes);
     }
@@ -129,20 +142,12 @@ constexpr char* write_address(char* at, const kvtip_address& address) noexcept {
     if (address.family != 6) {
         return at;
     }
-    at = write_ipv6(at, address.bytes, is_in_any(mapped_ranges, address));
+    at = write_ipv6(at, address.bytes);
     if (address.scope != 0) {
         *at++ = '%';
         at = write_number(at, address.scope);
     }
     return at;
-}
-
-/// Clears all bits after the first `length` ones.
-constexpr void mask(std::uint8_t* bytes, std::size_t size, std::size_t length) noexcept {
-    for (std::size_t i = 0; i < size; ++i) {
-        const std::size_t kept = length > 8 * i ? std::min<std::size_t>(length - 8 * i, 8) : 0;
-        bytes[i] = static_cast<std::uint8_t>(bytes[i] & 0xFF00U >> kept);
-    }
 }
 
 } // namespace detail
@@ -171,11 +176,12 @@ protected:
     constexpr parsed_from_text() noexcept = default;
 };
 
-/// An IP address: 24 bytes, of which two equal ones are equal byte for byte.
+/// An IP address. Two of them are equal if and only if their 24 bytes are.
 class address : public parsed_from_text<address> {
 public:
     /// No address.
     constexpr address() noexcept = default;
+    /// A value of the C interface, which is kept as it is: it must be a valid one.
     constexpr explicit address(const kvtip_address& native) noexcept : native_(native) {}
     /// An IPv4 address from its octets.
     constexpr address(std::uint8_t a, std::uint8_t b, std::uint8_t c, std::uint8_t d) noexcept
@@ -211,7 +217,7 @@ public:
     constexpr address without_scope() const noexcept { return with_scope(0); }
 
     /// Whether this is an IPv4-mapped IPv6 address, ::ffff:0:0/96 (RFC 4291).
-    constexpr bool is_mapped() const noexcept { return detail::is_in_any(detail::mapped_ranges, native_); }
+    constexpr bool is_mapped() const noexcept { return is_ipv6() && detail::is_mapped(native_.bytes); }
     /// The IPv4 address of a mapped one; any other as it is.
     constexpr address unmapped() const noexcept {
         return is_mapped()
@@ -243,9 +249,10 @@ public:
     /// 198.18.0.0/15 (RFC 2544), 2001:2::/48 (RFC 5180).
     constexpr bool is_benchmarking() const noexcept { return is_in(detail::benchmarking_ranges); }
 
-    /// The address after this one, with the same scope; empty after the last one of the family.
+    /// The address after this one, with the same scope where there can be one; empty after the last one of
+    /// the family, and for no address.
     constexpr std::optional<address> next() const noexcept { return step(0xFF, 1); }
-    /// The address before this one; empty before the first one of the family.
+    /// The address before this one, in the same way.
     constexpr std::optional<address> previous() const noexcept { return step(0, 0xFF); }
 
     constexpr address_text text() const noexcept {
@@ -258,15 +265,12 @@ public:
         if (const auto order = one.native_.family <=> other.native_.family; order != 0) {
             return order;
         }
-        for (std::size_t i = 0; i < sizeof one.native_.bytes; ++i) {
-            if (const auto order = one.native_.bytes[i] <=> other.native_.bytes[i]; order != 0) {
-                return order;
-            }
-        }
-        return one.native_.scope <=> other.native_.scope;
+        const auto [mine, theirs] = std::ranges::mismatch(one.native_.bytes, other.native_.bytes);
+        return mine != std::end(one.native_.bytes) ? *mine <=> *theirs
+                                                   : one.native_.scope <=> other.native_.scope;
     }
     friend constexpr bool operator==(const address& one, const address& other) noexcept {
-        return (one <=> other) == 0;
+        return detail::words_of(one.native_) == detail::words_of(other.native_);
     }
 
 private:
@@ -276,24 +280,21 @@ private:
     static constexpr std::optional<address> read(std::basic_string_view<Char> text) noexcept {
         const detail::text_copy copy(text);
         address result;
-        return detail::read_address(copy.begin(), result.native_) == copy.end() && !text.empty()
-                   ? std::optional(result)
-                   : std::nullopt;
+        return detail::read_address(copy.begin(), result.native_) == copy.end() ? std::optional(result)
+                                                                                : std::nullopt;
     }
 
-    template <std::size_t Count>
-    constexpr bool is_in(const detail::range (&ranges)[Count]) const noexcept {
+    constexpr bool is_in(std::span<const detail::range> ranges) const noexcept {
         return detail::is_in_any(ranges, unmapped().native_);
     }
 
-    /// Adds `addend` to the last byte, and on to the one before while that gives `wrapped` bytes.
+    /// Adds `addend` to the last byte, and to the one before it while the bytes are `wrapping`.
     constexpr std::optional<address> step(std::uint8_t wrapping, std::uint8_t addend) const noexcept {
         address result = *this;
         for (std::size_t i = size(); i-- > 0;) {
-            const bool wraps = native_.bytes[i] == wrapping;
             result.native_.bytes[i] = static_cast<std::uint8_t>(native_.bytes[i] + addend);
-            if (!wraps) {
-                return result;
+            if (native_.bytes[i] != wrapping) {
+                return result.with_scope(scope());
             }
         }
         return std::nullopt;
@@ -378,13 +379,14 @@ public:
 
     /// The network of that length in which the address lies. No network if the address is none, or the length
     /// greater than its bits.
-    static constexpr network of(const address& address, int length) noexcept {
+    static constexpr network of(const kvtip::address& address, int length) noexcept {
         network result;
         if (address && length >= 0 && length <= address.bits()) {
             result.native_.address = address.without_scope().native();
             result.native_.prefix_length = static_cast<std::uint8_t>(length);
-            detail::mask(result.native_.address.bytes, sizeof result.native_.address.bytes,
-                         static_cast<std::size_t>(length));
+            for (std::size_t i = 0; i < address.size(); ++i) {
+                result.native_.address.bytes[i] &= detail::prefix_mask(static_cast<std::size_t>(length), i);
+            }
         }
         return result;
     }
@@ -396,8 +398,10 @@ public:
 
     /// Whether the address lies in this network. Its scope does not count; a mapped address is an IPv6 one.
     constexpr bool contains(const kvtip::address& address) const noexcept {
-        return *this && address.family() == this->address().family() && of(address, prefix_length()) == *this;
+        return *this && address.family() == this->address().family() &&
+               detail::have_same_prefix(address.data(), native_.address.bytes, native_.prefix_length);
     }
+    /// Whether all of the other network lies in this one.
     constexpr bool contains(const network& other) const noexcept {
         return other.prefix_length() >= prefix_length() && contains(other.address());
     }
@@ -409,10 +413,9 @@ public:
     constexpr kvtip::address first() const noexcept { return address(); }
     constexpr kvtip::address last() const noexcept {
         kvtip_address result = native_.address;
-        const auto length = static_cast<std::size_t>(prefix_length());
         for (std::size_t i = 0; i < address().size(); ++i) {
-            const std::size_t kept = length > 8 * i ? std::min<std::size_t>(length - 8 * i, 8) : 0;
-            result.bytes[i] = static_cast<std::uint8_t>(result.bytes[i] | 0xFFU >> kept);
+            const unsigned mask = detail::prefix_mask(native_.prefix_length, i);
+            result.bytes[i] = static_cast<std::uint8_t>(result.bytes[i] | (~mask & 0xFF));
         }
         return kvtip::address(result);
     }
@@ -488,10 +491,9 @@ public:
     std::string to_string() const { return std::string(text().view()); }
 
     friend constexpr std::strong_ordering operator<=>(const mac& one, const mac& other) noexcept {
-        for (std::size_t i = 0; i < sizeof one.native_.bytes; ++i) {
-            if (const auto order = one.native_.bytes[i] <=> other.native_.bytes[i]; order != 0) {
-                return order;
-            }
+        const auto [mine, theirs] = std::ranges::mismatch(one.native_.bytes, other.native_.bytes);
+        if (mine != std::end(one.native_.bytes)) {
+            return *mine <=> *theirs;
         }
         return one.native_.length <=> other.native_.length;
     }
@@ -533,27 +535,34 @@ private:
 namespace detail {
 
 template <class Value>
-concept value_with_text = std::is_base_of_v<parsed_from_text<Value>, Value>;
+concept value_with_text = std::same_as<Value, address> || std::same_as<Value, endpoint> ||
+    std::same_as<Value, network> || std::same_as<Value, mac>;
 
-/// FNV-1a.
-constexpr std::size_t hash_bytes(const std::uint8_t* bytes, std::size_t size, std::uint64_t hash) noexcept {
-    for (std::size_t i = 0; i < size; ++i) {
-        hash = (hash ^ bytes[i]) * 0x100'0000'01B3;
+/// A hash of which every bit depends on every bit of the words.
+template <class Word, std::size_t Count>
+constexpr std::size_t hash_of(const std::array<Word, Count>& words) noexcept {
+    std::uint64_t hash = 0;
+    for (const Word word : words) {
+        hash ^= word;
+        for (int round = 0; round < 2; ++round) {
+            hash = (hash ^ hash >> 32) * 0xD6E8'FEB8'6659'FD93;
+        }
+        hash ^= hash >> 32;
     }
     return hash;
 }
 
 constexpr std::size_t hash_of(const kvtip_address& address, std::uint64_t more = 0) noexcept {
-    return hash_bytes(address.bytes, sizeof address.bytes,
-                      0xCBF2'9CE4'8422'2325 ^ address.family ^ std::uint64_t{address.scope} << 16 ^
-                          more << 48);
+    auto words = words_of(address);
+    words[0] ^= more << 8; // the reserved bytes
+    return hash_of(words);
 }
 
 } // namespace detail
 
 /// Writes the text; a width set on the stream is obeyed.
-template <class Traits, detail::value_with_text Value>
-std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& out, const Value& value) {
+template <detail::value_with_text Value>
+std::ostream& operator<<(std::ostream& out, const Value& value) {
     return out << value.text().view();
 }
 
@@ -584,7 +593,7 @@ struct std::hash<kvtip::network> {
 template <>
 struct std::hash<kvtip::mac> {
     std::size_t operator()(const kvtip::mac& value) const noexcept {
-        return kvtip::detail::hash_bytes(value.data(), value.size(), value.size());
+        return kvtip::detail::hash_of(std::bit_cast<std::array<std::uint32_t, 9>>(value.native()));
     }
 };
 

@@ -1,7 +1,8 @@
-// Writes the unit test's texts and their addresses into the folder given, as the fuzzer's first inputs.
+// Writes the unit tests' texts and their addresses into the folder given, as the fuzzers' first inputs.
 // What the folder held is removed: every run starts from the same inputs.
 
 #include "address_text_cases.h"
+#include "strict_text_cases.h"
 
 #include <arpa/inet.h>
 #include <filesystem>
@@ -26,4 +27,17 @@ int main(int argc, char** argv) {
         if (inet_pton(AF_INET, address, bytes) == 1 || inet_pton(AF_INET6, address, bytes) == 1)
             add({bytes, sizeof bytes});
     }
+    const auto add_texts = [&](const auto& rows) {
+        for (const auto& row : rows)
+            add(row.text);
+    };
+    using namespace strict_text;
+    add_texts(addresses);
+    add_texts(no_addresses);
+    add_texts(endpoints);
+    add_texts(no_endpoints);
+    add_texts(networks);
+    add_texts(no_networks);
+    add_texts(macs);
+    add_texts(no_macs);
 }

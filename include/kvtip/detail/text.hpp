@@ -19,37 +19,65 @@ namespace detail {
 // Groups of characters are composed in a register and stored whole, the first one in the low byte.
 static_assert(std::endian::native == std::endian::little);
 
-template <class Word>
-constexpr void store(char* at, Word word) noexcept {
+template <class Word, class Byte>
+constexpr Word load(const Byte* at) noexcept {
+    Word word = 0;
     if (std::is_constant_evaluated()) {
         for (std::size_t i = 0; i < sizeof word; ++i) {
-            at[i] = static_cast<char>(word >> (8 * i) & 0xFF);
+            word |= static_cast<Word>(Word{static_cast<std::uint8_t>(at[i])} << (8 * i));
+        }
+    } else {
+        std::memcpy(&word, at, sizeof word);
+    }
+    return word;
+}
+
+template <class Word, class Byte>
+constexpr void store(Byte* at, Word word) noexcept {
+    if (std::is_constant_evaluated()) {
+        for (std::size_t i = 0; i < sizeof word; ++i) {
+            at[i] = static_cast<Byte>(word >> (8 * i) & 0xFF);
         }
     } else {
         std::memcpy(at, &word, sizeof word);
     }
 }
 
+/// The byte in every one of eight places.
+constexpr std::uint64_t each_of_8(std::uint8_t byte) noexcept {
+    return std::uint64_t{byte} * 0x0101'0101'0101'0101;
+}
+
 // ---- Reading
 
-/// A copy of a text that ends at a zero, so that the readers need not watch for its end.
+/// A copy of a text that ends at zeros, so that the readers need not watch for its end: they look at up to 60
+/// characters after the one where an address begins. The copy is empty, which no value is, if the text is
+/// longer than any value or has a character outside ASCII.
 class text_copy {
 public:
-    /// The longest text of an endpoint has 58 characters.
-    static constexpr std::size_t room = 64;
+    /// The longest text: an endpoint with brackets, a dotted tail, a scope and a port.
+    static constexpr std::size_t longest = 64;
 
     template <class Char>
-    constexpr explicit text_copy(std::basic_string_view<Char> text) noexcept : size_(text.size()) {
-        if (size_ >= room) {
-            size_ = 0; // no address is that long
+    constexpr explicit text_copy(std::basic_string_view<Char> text) noexcept
+        : size_(text.size() <= longest ? text.size() : 0) {
+        std::uint64_t others = 0;
+        if (size_ < 8) {
+            for (std::size_t i = 0; i < size_; ++i) {
+                const std::uint64_t unit = static_cast<std::make_unsigned_t<Char>>(text[i]);
+                characters_[i] = static_cast<char>(unit);
+                others |= unit & ~std::uint64_t{0x7F};
+            }
+        } else if (size_ <= 16) {
+            others = copy_blocks<2>(text);
+        } else if (size_ <= 40) {
+            others = copy_blocks<5>(text);
+        } else {
+            others = copy_blocks<8>(text);
         }
-        if (sizeof(Char) == 1 && !std::is_constant_evaluated()) {
-            copy_bytes(reinterpret_cast<const char*>(text.data()));
-            return;
-        }
-        for (std::size_t i = 0; i < size_; ++i) {
-            const auto unit = static_cast<std::make_unsigned_t<Char>>(text[i]);
-            characters_[i] = unit < 0x80 ? static_cast<char>(unit) : '\x7F'; // which is in no address
+        if (others != 0) {
+            characters_[0] = 0;
+            size_ = 0;
         }
     }
     text_copy(const text_copy&) = delete;
@@ -59,28 +87,51 @@ public:
     constexpr const char* end() const noexcept { return characters_ + size_; }
 
 private:
-    /// Copies in few steps of a fixed size, which overlap.
-    void copy_bytes(const char* from) noexcept {
-        const auto copy = [&]<std::size_t Size>(std::integral_constant<std::size_t, Size>) {
-            std::memcpy(characters_, from, Size);
-            std::memcpy(characters_ + size_ - Size, from + size_ - Size, Size);
-        };
-        if (size_ >= 32) {
-            copy(std::integral_constant<std::size_t, 32>{});
-        } else if (size_ >= 16) {
-            copy(std::integral_constant<std::size_t, 16>{});
-        } else if (size_ >= 8) {
-            copy(std::integral_constant<std::size_t, 8>{});
-        } else if (size_ >= 4) {
-            copy(std::integral_constant<std::size_t, 4>{});
-        } else {
-            for (std::size_t i = 0; i < size_; ++i) {
-                characters_[i] = from[i];
+    /// Copies the text in so many blocks, and returns the bits that are not ASCII. The last block begins
+    /// where there still are eight characters, and is shifted into its place: where blocks overlapped, a
+    /// reader would wait for both.
+    template <std::size_t Count, class Char>
+    constexpr std::uint64_t copy_blocks(std::basic_string_view<Char> text) noexcept {
+        const std::size_t last = text.size() - 8;
+        std::uint64_t others = 0;
+        for (std::size_t to = 0; to < 8 * Count; to += 8) {
+            const std::size_t from = to < last ? to : last;
+            const std::uint64_t block = pack(text.data() + from, others);
+            const std::size_t shift = 8 * (to - from);
+            store(characters_ + to, shift < 64 ? block >> shift : 0);
+        }
+        return others;
+    }
+
+    /// Packs eight characters into bytes, and adds the bits that are not ASCII to `others`.
+    template <class Char>
+    static constexpr std::uint64_t pack(const Char* from, std::uint64_t& others) noexcept {
+        if (std::is_constant_evaluated() || sizeof(Char) > 2) {
+            std::uint64_t block = 0;
+            for (std::size_t i = 0; i < 8; ++i) {
+                const std::uint64_t unit = static_cast<std::make_unsigned_t<Char>>(from[i]);
+                block |= (unit & 0x7F) << (8 * i);
+                others |= unit & ~std::uint64_t{0x7F};
             }
+            return block;
+        }
+        std::uint64_t words[sizeof(Char)];
+        std::memcpy(words, from, sizeof words);
+        if constexpr (sizeof(Char) == 1) {
+            others |= words[0] & each_of_8(0x80);
+            return words[0];
+        } else {
+            constexpr std::uint64_t not_ascii = 0xFF80'FF80'FF80'FF80;
+            others |= (words[0] | words[1]) & not_ascii;
+            const auto narrow = [](std::uint64_t word) {
+                const std::uint64_t halves = (word | word >> 8) & 0x0000'FFFF'0000'FFFF;
+                return (halves | halves >> 16) & 0xFFFF'FFFF;
+            };
+            return narrow(words[0]) | narrow(words[1]) << 32;
         }
     }
 
-    char characters_[room] = {};
+    char characters_[longest + 16] = {};
     std::size_t size_;
 };
 
@@ -107,6 +158,25 @@ constexpr const char* append_digit(const char* at, unsigned& number) noexcept {
     const continuation& next = continuations[static_cast<unsigned char>(*at)];
     number = number * next.factor + next.addend;
     return at + next.step;
+}
+
+/// A character's value as a hexadecimal digit of either case, or a bit above those of four digits.
+inline constexpr std::uint32_t not_hexadecimal = 0x10000;
+
+inline constexpr auto hexadecimal_values = [] {
+    std::array<std::uint32_t, 256> values{};
+    values.fill(not_hexadecimal);
+    for (unsigned digit = 0; digit < 10; ++digit) {
+        values['0' + digit] = digit;
+    }
+    for (unsigned letter = 0; letter < 6; ++letter) {
+        values['a' + letter] = values['A' + letter] = 10 + letter;
+    }
+    return values;
+}();
+
+constexpr std::uint32_t hexadecimal_value(char character) noexcept {
+    return hexadecimal_values[static_cast<unsigned char>(character)];
 }
 
 // Each of these reads what begins at `at` and returns the place after it, or null for what is not allowed.
@@ -148,99 +218,157 @@ constexpr const char* read_ipv4(const char* at, std::uint8_t* out) noexcept {
     }
 }
 
-/// A character's value as a hexadecimal digit of either case, or a bit above those of four digits.
-inline constexpr std::uint32_t not_hexadecimal = 0x10000;
-
-inline constexpr auto hexadecimal_values = [] {
-    std::array<std::uint32_t, 256> values{};
-    values.fill(not_hexadecimal);
-    for (unsigned digit = 0; digit < 10; ++digit) {
-        values['0' + digit] = digit;
-    }
-    for (unsigned letter = 0; letter < 6; ++letter) {
-        values['a' + letter] = values['A' + letter] = 10 + letter;
-    }
-    return values;
-}();
-
-constexpr std::uint32_t hexadecimal_value(char character) noexcept {
-    return hexadecimal_values[static_cast<unsigned char>(character)];
+/// One bit for each of eight bytes: its highest one.
+constexpr std::uint64_t highest_bits(std::uint64_t bytes) noexcept {
+    return (bytes & each_of_8(0x80)) * 0x0002'0408'1020'4081 >> 56;
 }
 
-struct group {
-    std::uint32_t value;
-    int digits; ///< 0 to 4
+/// Whether each byte is at least `least`, from 1 to 128, in its highest bit.
+constexpr std::uint64_t at_least(std::uint64_t bytes, std::uint8_t least) noexcept {
+    return ((bytes & each_of_8(0x7F)) + each_of_8(static_cast<std::uint8_t>(0x80 - least))) | bytes;
+}
+
+/// The place of the lowest bit, which is then cleared.
+constexpr std::size_t take_lowest(std::uint64_t& bits) noexcept {
+    const auto place = static_cast<std::size_t>(std::countr_zero(bits));
+    bits &= bits - 1;
+    return place;
+}
+
+/// The first `length` of four characters, moved up so that the last of them is the highest byte. What is
+/// below them is zero.
+constexpr std::uint32_t last_digits(std::uint32_t characters, std::size_t length) noexcept {
+    return static_cast<std::uint32_t>(std::uint64_t{characters} << ((32 - 8 * length) & 63));
+}
+
+/// Eight groups of 16 bits, each in network order, the first one in the lowest bits.
+struct groups {
+    std::uint64_t low, high;
+
+    friend constexpr groups operator&(const groups& one, const groups& other) noexcept {
+        return {one.low & other.low, one.high & other.high};
+    }
+    friend constexpr groups operator|(const groups& one, const groups& other) noexcept {
+        return {one.low | other.low, one.high | other.high};
+    }
+    constexpr groups operator~() const noexcept { return {~low, ~high}; }
+
+    /// The groups moved on by up to 7 places.
+    constexpr groups moved(std::size_t places) const noexcept {
+        const std::size_t bits = 16 * places & 63;
+        const groups result{low << bits, high << bits | low >> 1 >> (63 - bits)};
+        const std::uint64_t half = 0 - static_cast<std::uint64_t>(places >> 2 & 1); // all bits, or none
+        return {result.low & ~half, (result.high & ~half) | (result.low & half)};
+    }
 };
 
-/// Looks at four characters at once: how many of them are digits is random.
-constexpr group read_group(const char* at) noexcept {
-    const std::uint32_t digits = hexadecimal_value(at[0]) << 12 | hexadecimal_value(at[1]) << 8 |
-                                 hexadecimal_value(at[2]) << 4 | hexadecimal_value(at[3]);
-    if (digits < not_hexadecimal) {
-        return {digits, 4};
+/// All bits of the first groups, by their number.
+inline constexpr auto first_groups = [] {
+    std::array<groups, 9> result{};
+    for (std::size_t count = 1; count < 9; ++count) {
+        result[count] = result[count - 1] | groups{0xFFFF, 0}.moved(count - 1);
     }
-    // The first character that is no digit has set the highest bit: 28, 24, 20 or 16.
-    const int count = std::countl_zero(digits) / 4;
-    return {(digits & 0xFFFF) >> (16 - 4 * count), count};
+    return result;
+}();
+
+/// The values of two groups that are given as characters, as `last_digits` returns them.
+constexpr std::uint64_t read_groups(std::uint32_t first, std::uint32_t second) noexcept {
+    const std::uint64_t characters = first | std::uint64_t{second} << 32;
+    const std::uint64_t digits =
+        (characters & each_of_8(0x0F)) + (characters >> 6 & each_of_8(1)) * 9; // a letter has bit 6
+    const std::uint64_t bytes = (digits << 4 | digits >> 8) & 0x00FF'00FF'00FF'00FF;
+    const std::uint64_t halves = (bytes | bytes >> 8) & 0x0000'FFFF'0000'FFFF;
+    return (halves | halves >> 16) & 0xFFFF'FFFF;
+}
+
+/// Eight groups of four digits, whose places are fixed. False for any other text.
+constexpr bool read_full_form(const char* at, groups& out) noexcept {
+    std::uint64_t halves[2] = {};
+    std::uint32_t wrong = 0;
+    for (std::size_t i = 0; i < 8; ++i) {
+        const std::uint32_t group = hexadecimal_value(at[5 * i]) << 4 | hexadecimal_value(at[5 * i + 1]) |
+                                    hexadecimal_value(at[5 * i + 2]) << 12 |
+                                    hexadecimal_value(at[5 * i + 3]) << 8;
+        wrong |= group | (i < 7 && at[5 * i + 4] != ':' ? not_hexadecimal : 0);
+        halves[i / 4] |= std::uint64_t{group & 0xFFFF} << (16 * (i % 4));
+    }
+    out = {halves[0], halves[1]};
+    return wrong < not_hexadecimal;
 }
 
 /// Eight groups, of which `::` stands for one or more; the last two may be written as an IPv4 address.
 constexpr const char* read_ipv6(const char* at, std::uint8_t* out) noexcept {
-    constexpr int none = -1;
-    std::uint8_t bytes[18] = {};
-    int size = 0;
-    int zero_run = none;
-    if (at[0] == ':') {
-        if (at[1] != ':') {
+    groups all{};
+    if (at[29] == ':' && at[34] == ':' && read_full_form(at, all)) {
+        store(out, all.low);
+        store(out + 8, all.high);
+        return at + 39;
+    }
+    // Of the first 40 characters, which no eight groups fill: the colons, and where the groups end.
+    std::uint64_t colons = 0;
+    std::uint64_t others = std::uint64_t{1} << 40;
+    for (std::size_t i = 0; i < 40; i += 8) {
+        const auto characters = load<std::uint64_t>(at + i);
+        const std::uint64_t lower = (characters | each_of_8(0x20)) ^ each_of_8(0x60); // a to f are 1 to 6
+        const std::uint64_t letters = at_least(lower, 1) & ~at_least(lower, 7);
+        const std::uint64_t no_digit_or_colon = at_least(characters ^ each_of_8('0'), ':' - '0' + 1);
+        colons |= highest_bits(~at_least(characters ^ each_of_8(':'), 1)) << i;
+        others |= highest_bits(no_digit_or_colon & ~letters) << i;
+    }
+    const auto end = static_cast<std::size_t>(std::countr_zero(others));
+    const std::uint64_t before_end = (std::uint64_t{1} << end) - 1;
+    colons &= before_end;
+
+    // At most one "::". A colon that begins or ends the text belongs to it, and delimits no other group.
+    const std::uint64_t pairs = colons & colons >> 1;
+    const std::uint64_t leading = colons & 1;
+    const std::uint64_t trailing = colons << 1 >> end & 1;
+    std::uint64_t wrong = (pairs & (pairs - 1)) | (leading & ~pairs) | (trailing & ~(pairs << 2 >> end));
+    // At most four digits.
+    const std::uint64_t digits = before_end & ~colons;
+    const std::uint64_t digit_pairs = digits & digits >> 1;
+    wrong |= digit_pairs & digit_pairs >> 2 & digits >> 4;
+
+    colons &= ~leading;
+    std::size_t count = static_cast<std::size_t>(std::popcount(colons)) + 1 - trailing;
+    const auto before_gap = static_cast<std::size_t>(std::popcount(colons & (2 * pairs - 1)));
+    std::uint64_t ends = colons | ~before_end;
+    std::size_t begin = leading;
+    const auto next_group = [&] {
+        const std::size_t group_end = take_lowest(ends);
+        const std::uint32_t group = last_digits(load<std::uint32_t>(at + begin), group_end - begin);
+        begin = group_end + 1;
+        return group;
+    };
+    const auto next_groups = [&] {
+        const std::uint32_t first = next_group();
+        return read_groups(first, next_group());
+    };
+    all.low = next_groups();
+    all.low |= next_groups() << 32;
+    all.high = next_groups();
+    all.high |= next_groups() << 32;
+
+    const char* after = at + end;
+    if (*after == '.') {
+        std::uint8_t octets[4] = {};
+        after = read_ipv4(at + std::bit_width(colons), octets);
+        if (after == nullptr || count > 7) {
             return nullptr;
         }
-        zero_run = 0;
-        at += 2;
+        const groups tail{load<std::uint32_t>(octets), 0};
+        all = (all & first_groups[count - 1]) | tail.moved(count - 1);
+        ++count;
     }
-    for (;;) {
-        const group next = read_group(at);
-        if (next.digits == 0) {
-            if (zero_run != size) {
-                return nullptr;
-            }
-            break; // the text ends in "::"
-        }
-        if (at[next.digits] == '.') {
-            at = size > 12 ? nullptr : read_ipv4(at, bytes + size);
-            if (at == nullptr) {
-                return nullptr;
-            }
-            size += 4;
-            break;
-        }
-        if (size == 16) {
-            return nullptr;
-        }
-        at += next.digits;
-        bytes[size++] = static_cast<std::uint8_t>(next.value >> 8);
-        bytes[size++] = static_cast<std::uint8_t>(next.value);
-        if (*at != ':') {
-            break;
-        }
-        ++at;
-        if (*at == ':') {
-            if (zero_run != none) {
-                return nullptr;
-            }
-            zero_run = size;
-            ++at;
-        }
-    }
-    if (zero_run == none ? size != 16 : size > 14) {
+    if (wrong != 0 || count > 8 || (pairs == 0 && count != 8)) {
         return nullptr;
     }
     // What follows the "::" goes to the end.
-    const int head = zero_run == none ? 16 : zero_run;
-    const int shift = 16 - size;
-    for (int i = 0; i < 16; ++i) {
-        out[i] = i < head ? bytes[i] : i < head + shift ? std::uint8_t{0} : bytes[i - shift];
-    }
-    return at;
+    const std::size_t places = 8 - count;
+    all = (all & first_groups[before_gap]) | (all.moved(places) & ~first_groups[before_gap + places]);
+    store(out, all.low);
+    store(out + 8, all.high);
+    return after;
 }
 
 // ---- Writing
@@ -323,14 +451,7 @@ inline constexpr auto zero_run_cuts = [] {
 /// The set of zero groups among four, the first of them as bit 0.
 constexpr unsigned zero_groups(const std::uint8_t* groups) noexcept {
     constexpr std::uint64_t low_bits = 0x7FFF'7FFF'7FFF'7FFF;
-    std::uint64_t word = 0;
-    if (std::is_constant_evaluated()) {
-        for (std::size_t i = 0; i < sizeof word; ++i) {
-            word |= std::uint64_t{groups[i]} << (8 * i);
-        }
-    } else {
-        std::memcpy(&word, groups, sizeof word);
-    }
+    const auto word = load<std::uint64_t>(groups);
     // The sum sets a group's highest bit unless the other bits are zero, and carries into no other group.
     const std::uint64_t highest_bits = ~(((word & low_bits) + low_bits) | word | low_bits);
     // The product gathers bits 15, 31, 47 and 63 in the highest four.
@@ -348,14 +469,17 @@ constexpr char* write_group(char* at, std::uint8_t high, std::uint8_t low, std::
     return at + 5 - skipped;
 }
 
+/// Whether the 16 bytes are in ::ffff:0:0/96.
+constexpr bool is_mapped(const std::uint8_t* address) noexcept {
+    return load<std::uint64_t>(address) == 0 && load<std::uint32_t>(address + 8) == 0xFFFF'0000;
+}
+
 /// Writes an IPv6 address in the form of RFC 5952, a mapped one with a dotted tail. Stores up to 8 characters
 /// past the end.
-constexpr char* write_ipv6(char* at, const std::uint8_t* address, bool is_mapped) noexcept {
-    if (is_mapped) {
-        for (const char character : {':', ':', 'f', 'f', 'f', 'f', ':'}) {
-            *at++ = character;
-        }
-        return write_ipv4(at, address + 12);
+constexpr char* write_ipv6(char* at, const std::uint8_t* address) noexcept {
+    if (is_mapped(address)) {
+        store(at, std::uint64_t{0x3A66'6666'663A'3A}); // "::ffff:"
+        return write_ipv4(at + 7, address + 12);
     }
     const cuts& cut = zero_run_cuts[zero_groups(address) | zero_groups(address + 8) << 4];
     // A run at either end has a colon there, where other groups have none.
@@ -395,13 +519,18 @@ public:
     /// For the writers: `write(char* begin)` writes the text and returns its end.
     template <class Write>
     constexpr explicit text_buffer(Write write) noexcept {
+        if (std::is_constant_evaluated()) {
+            for (char& character : characters_) {
+                character = 0; // at run time the writers store what is needed
+            }
+        }
         char* const end = write(static_cast<char*>(characters_));
         *end = 0;
         size_ = static_cast<std::size_t>(end - characters_);
     }
 
 private:
-    char characters_[Size + 8] = {}; // the writers store past the end
+    char characters_[Size + 8]; // the writers store past the end
     std::size_t size_ = 0;
 };
 
