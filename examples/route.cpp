@@ -1,40 +1,25 @@
-// Shows how this host reaches another: the adapter, the local address and the gateway.
-//
-//     route [NAME]
+// Shows the way to a host, by default to one on the Internet.
 
-#include <clocale>
-#include <cstdio>
-#include <exception>
+#include <kvtip/kvtip.hpp>
 
-#include "common.h"
+#include <iostream>
 
-int main(int argc, char** argv) try {
-    const char* name = argc > 1 ? argv[1] : "127.0.0.1";
-    std::setlocale(LC_ALL, ""); // names are printed in the user's code page
-    ip::lib library;
-    check(library.init(), "start");
-    ip::addr host;
-    check(ip::winsock2::address_from_string(host, name), name);
-
-    ip::adapter_enumerator adapters;
-    ip::_SCurrentProfile profile;
-    if (!adapters.find_current_profile(profile, endpoint(host))) {
-        check(GetLastError(), "no way there"); // operations that return bool leave the code here
+int main(int argument_count, char** arguments) {
+    const auto destination = kvtip::address::parse(argument_count > 1 ? arguments[1] : "192.0.2.1");
+    if (!destination) {
+        std::cerr << "usage: route [ADDRESS]\n";
+        return 2;
     }
-    std::printf("to             %s\n", text(host).c_str());
-    std::printf("adapter        %ls\n", profile.adapter.friendly_name.c_str());
-    std::printf("local address  %s\n", text(profile.address).c_str());
-    std::printf("gateway        %s\n", text(profile.gateway).c_str());
-    if (profile.dial_up) {
-        std::printf("dial-up        %ls\n", profile.entry_name.c_str());
+    std::error_code error;
+    const kvtip::route way = kvtip::route_to(*destination, 0, error);
+    if (error) {
+        std::cout << "no way there: " << error.message() << '\n';
+        return 0;
     }
-
-    std::string servers;
-    if (ip::adapter_enumerator::retrievednsservers(servers)) {
-        std::printf("DNS servers    %s\n", servers.c_str());
+    std::cout << "through " << way.adapter << ", from " << way.source;
+    if (way.on_link) {
+        std::cout << ", without a router\n";
+    } else {
+        std::cout << ", by router " << way.next_hop << '\n';
     }
-    return 0;
-} catch (const std::exception& failure) {
-    std::fprintf(stderr, "%s\n", failure.what());
-    return 1;
 }
