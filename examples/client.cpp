@@ -1,5 +1,5 @@
-// Connects to a host and port, by default to a port of this host at which nobody listens, sends a line, and prints
-// what comes back. Shows every attempt, also when none succeeds.
+// Connects to a host and port, by default to a port of this host at which nobody listens, sends a line, and
+// prints what comes back. Shows every attempt, also when none succeeds.
 
 #include <kvtip/kvtip.hpp>
 
