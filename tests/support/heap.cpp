@@ -7,7 +7,7 @@ namespace heap {
 
 constinit void* blocks[4096] = {};
 
-/// Makes a block with `allocate` unless it is denied.
+/// Allocates a block unless it is denied.
 template <class Allocate>
 void* ask(Allocate allocate) {
     if (!now.watched || paused != 0) {

@@ -1,6 +1,7 @@
 #pragma once
 
-// The C runtime's heap as the code under test sees it: it can be denied, and what stays behind counts.
+// The C runtime's heap as the code under test sees it: a test can deny an allocation, and counts blocks that
+// are never freed.
 
 #include <atomic>
 #include <cstddef>

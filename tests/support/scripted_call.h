@@ -16,7 +16,7 @@ namespace scripted {
 constexpr DWORD poison = 0xBADC0DE;
 extern system* current;
 
-/// What is handed out counts 1, what comes back -1.
+/// Notes that the library received something (1) or returned it (-1).
 void enter_in_ledger(const std::string& what, int by);
 
 /// The critical sections that the calling thread holds, the last one taken last.
@@ -27,7 +27,7 @@ FARPROC socket_entry(std::string_view name);
 /// The same of the DNS, IP Helper and remote-access libraries.
 FARPROC service_entry(std::string_view name);
 
-/// One call in progress: writes it down, decides what it answers, and sets the last error at its end.
+/// A call in progress: logs it, decides whether it fails, and sets the last error at its end.
 class call {
 public:
     template <class... Arguments>
@@ -57,7 +57,7 @@ public:
     ~call() { SetLastError(!failed() || returned_ ? poison : code_ == system::no_reason ? 0 : code_); }
 
     bool failed() const { return code_ != 0; }
-    /// Whether the call fails: with this code if nothing else makes it fail.
+    /// Whether the call fails; if `condition` holds, it fails with this code unless it has failed before.
     bool fails_if(bool condition, DWORD code) {
         code_ = condition && !failed() ? code : code_;
         return failed();
@@ -69,7 +69,7 @@ public:
     }
     /// The code as the call's result and in the last error.
     LSTATUS code() const { return static_cast<LSTATUS>(code_); }
-    /// The result of a call that gives -1 for failure.
+    /// The result of a call that returns -1 for failure.
     int result(int on_success = 0) const { return failed() ? SOCKET_ERROR : on_success; }
 
     /// What the call writes.
@@ -91,9 +91,9 @@ struct string_in {
     const Char* text;
 };
 
-/// The arguments of a call, told apart by their types. What goes in becomes text: socket addresses and other
-/// data together with the length after them, and "+" or "-" for a pointer of another kind, or null. What
-/// comes out, not constant, shows the room that is given for it.
+/// The arguments of a call, which their types direct. Inputs become text: a socket address or other data
+/// together with the length that follows, another pointer as "+", null as "-". Of an output, which is a
+/// pointer to something that is not constant, only the size of its buffer is shown.
 class arguments {
 public:
     template <class... All>
@@ -103,9 +103,9 @@ public:
 
     const std::string& as_text() const { return shown_; }
 
-    /// Writes the values to the outputs in turn, an empty one not at all, or
-    /// nonsense instead if the call fails. One
-    /// that is too long makes the call fail; data are cut then. Returns how many bytes of data there are.
+    /// Writes one value to each output, or nonsense instead if the call fails; an empty value is not written.
+    /// The call fails if a value does not fit; if `cuts`, it is cut. Returns the size of the data, input or
+    /// output.
     int write(call& now, const std::vector<std::string>& values, bool cuts = false) const {
         const bool failed = now.failed();
         std::size_t count = data_size_;
@@ -197,12 +197,12 @@ private:
     bool wants_room_ = false; ///< the last output does
 };
 
-/// How a function says whether it failed.
+/// What a function returns.
 enum class outcome {
-    minus_one, ///< by -1, otherwise 0
-    count,     ///< by -1, otherwise how many bytes there were
-    truth,     ///< by 0, otherwise 1
-    code,      ///< by the code, which is in the last error too
+    minus_one, ///< -1 for a failure, 0 for success
+    count,     ///< -1 for a failure, the size of the data for success
+    truth,     ///< 0 for a failure, 1 for success
+    code,      ///< the error code, which is in the last error too
 };
 
 template <std::size_t Size>
@@ -226,8 +226,8 @@ struct recorder<Name, Outcome, Result(Arguments...)> {
     }
 };
 
-/// The name and the fake of a function of that type that does nothing but write down what goes in, and write
-/// out what the system has in its table of outputs.
+/// The name and the fake of a function of that type. It logs its inputs and writes what `system::outputs`
+/// holds for it.
 template <literal Name, outcome Outcome, class Function>
 const std::pair<const std::string_view, FARPROC> recorded = {
     Name.text, std::bit_cast<FARPROC>(&recorder<Name, Outcome, Function>::fake)};

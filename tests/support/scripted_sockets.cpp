@@ -163,7 +163,7 @@ void WSAAPI free_list(address_info<Char>* list) {
     }
 }
 
-/// The record of the older services: each call overwrites the last one's, before anything else.
+/// The record of the older services: each call overwrites that of the last one first.
 struct {
     hostent host;
     servent service;

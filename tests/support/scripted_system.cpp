@@ -30,8 +30,8 @@ void enter_in_ledger(const std::string& what, int by) {
     EXPECT_GE(left, 0) << what << ": given back too often";
 }
 
-/// Begins the fake of an imported function. What the linker puts in the place of the import asks it while
-/// there is a system by hand, and else the platform, as the calls of the compiler's own runtime always do.
+/// Begins the fake of an imported function. The linker replaces the import by one that calls the fake while
+/// there is a scripted system, and the platform otherwise. The compiler's runtime always calls the platform.
 #define KVTIP_FAKE(name)                                                               \
     extern "C" decltype(&::name) __real___imp_##name, __wrap___imp_##name;             \
     extern const decltype(&::name) fake_##name;                                        \
@@ -192,7 +192,7 @@ KVTIP_FAKE(RegQueryValueExW) = [](HKEY key, LPCWSTR name, auto, LPDWORD type, LP
     return now.status();
 };
 
-/// Makes the text ten times as long instead of looking for variables in it.
+/// Repeats the text ten times instead of replacing variables in it.
 KVTIP_FAKE(ExpandEnvironmentStringsW) = [](LPCWSTR text, LPWSTR out, DWORD capacity) {
     const call now("ExpandEnvironmentStringsW");
     std::wstring expanded;
@@ -310,16 +310,16 @@ system::system(DWORD major_version, bool loaded) : major(major_version) {
         missing.insert(
             {"getaddrinfo", "freeaddrinfo", "getnameinfo", "GetNameInfoW", "GetAddrInfoW", "FreeAddrInfoW"});
     }
-    const std::string own = bytes(socket_address("192.0.2.10", 1)),
+    const std::string local = bytes(socket_address("192.0.2.10", 1)),
                       peer = bytes(socket_address("192.0.2.9", 2));
     outputs = {{"gethostname", {bytes<char>("own")}},
                {"WSAAccept", {peer}},
                {"getpeername", {peer}},
-               {"getsockname", {own}},
+               {"getsockname", {local}},
                {"recv", {"data"}},
                {"recvfrom", {"data", peer}},
-               {"WSAConnectByNameA", {own, peer}},
-               {"WSAConnectByNameW", {own, peer}}};
+               {"WSAConnectByNameA", {local, peer}},
+               {"WSAConnectByNameW", {local, peer}}};
     unload_library(); // at first the one of this program, which was set up on the real system
     current = this;
     if (loaded) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// A system made by hand. While a `scripted::system` lives, every call that the library makes to the
-// platform goes to it: which modules and entries there are, what they answer, which call fails. It
+// A scripted system. While a `scripted::system` lives, it receives every call that the library makes to the
+// platform. Tests decide which modules and entries there are, what they return, and which call fails. It
 // behaves as Windows does, leaves nonsense in the last error after every success and in the outputs of
 // failed calls, and checks at its end that everything it handed out came back.
 
@@ -56,9 +56,9 @@ struct endpoint {
 
 /// What the name services know of a host.
 struct host {
-    std::vector<endpoint> addresses;    ///< none: a look-up succeeds with nothing
+    std::vector<endpoint> addresses;    ///< none: a lookup succeeds and finds nothing
     const char* official = nullptr;     ///< if it is not the name asked for
-    short family = AF_INET, length = 4; ///< of `gethostbyname`'s answer
+    short family = AF_INET, length = 4; ///< in the record of `gethostbyname`
 };
 
 /// A socket, connected or on the way.
@@ -103,12 +103,12 @@ public:
     ULONG list_size = 15360;      ///< the room that `GetAdaptersAddresses` wants
     ULONG older_list_size = 3520; ///< the room that `GetAdaptersInfo` wants
     std::vector<device> network_devices, modem_devices;
-    std::map<std::string, DWORD> peers; ///< what a connect to an address gives in the end; else 10065 at once
+    std::map<std::string, DWORD> peers; ///< codes of connects by address; others fail at once, with 10065
     std::map<SOCKET, open_socket> sockets;
     SOCKET next_socket = 101;
     std::map<std::string, host> hosts;                  ///< by name; "" is this one
     std::map<std::string, u_short> services;            ///< ports by "name/protocol", in host order
-    const void* hints = nullptr;                        ///< of the last look-up
+    const void* hints = nullptr;                        ///< of the last lookup
     std::map<std::string, std::vector<dns_record>> dns; ///< by "type name"
     std::string echo_reply;                             ///< as the system writes it
     int echo_data_at = 0; ///< where in the buffer an IPv4 reply says its data is, if above 0
@@ -129,10 +129,10 @@ public:
     DWORD dial_up_size = 1388; ///< of the records that the remote-access library knows
     DWORD more_rows = 0;       ///< how many more rows a table says it has
     std::deque<DWORD> wanted;  ///< the room that the next calls for a table want, whatever they get
-    bool yields = false;       ///< gives other threads a chance inside calls
+    bool yields = false;       ///< lets other threads run inside calls
 
-    // What fails: the codes that a call answers, one each time (0: as usual), by its name with or without
-    // argument; or one call by its number.
+    // What fails: the codes of a call, one each time (0: as usual), by its name with or without arguments;
+    // or one call by its number.
     std::map<std::string, std::deque<DWORD>> answers;
     static constexpr DWORD no_reason = 0xFFFFFFFF; ///< fails, and leaves 0 in the last error
     std::deque<int> last_errors; ///< what the socket library reports next, instead of the last error

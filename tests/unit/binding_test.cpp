@@ -243,7 +243,7 @@ TEST_F(Binding, FailedLoadOfIpHelperLeavesTheHandleUninitialised) {
 TEST_F(Binding, GoesOnWithoutTheModuleWhenTheSystemGivesNoReason) {
     constexpr DWORD none = scripted::system::no_reason;
     system.answers["LoadLibraryW"] = {none, none};
-    EXPECT_EQ(the_helper().iphlpapi.load(), 127u); // the look-ups decide
+    EXPECT_EQ(the_helper().iphlpapi.load(), 127u); // the missing entries decide
     EXPECT_EQ(the_helper().winsock.start(data, 0x0202), 127u);
     system.answers["GetProcAddress(SendARP)"] = {none};
     EXPECT_EQ(the_helper().iphlpapi.load(), 0u); // counts as a load

@@ -483,7 +483,7 @@ TEST(SubstituteForGetNameInfo, NamesIpv4AddressesAndPorts) {
         DWORD host_room, service_room;
         int flags;
         std::string expected;
-        DWORD look_up = 0; ///< what the look-up of the address gives
+        DWORD failure = 0; ///< of the lookup of the address
     } rows[] = {{&www, 16, 64, 32, 0, "0 www.lab.test stream"},
                 {&www, 16, 13, 7, 0, "0 www.lab.test stream"},
                 {&www, 16, 12, 32, 0, "11003  stream"},
@@ -502,7 +502,7 @@ TEST(SubstituteForGetNameInfo, NamesIpv4AddressesAndPorts) {
                 {nullptr, 16, 64, 32, 0, "11003  "}};
     for (const auto& row : rows) {
         guarded_buffer host(row.host_room), service(row.service_room);
-        system.answers["gethostbyaddr"] = {row.look_up};
+        system.answers["gethostbyaddr"] = {row.failure};
         const auto out = [](guarded_buffer& buffer) { return reinterpret_cast<char*>(buffer.data()); };
         const int code = ip::detail::the_helper().winsock.getnameinfo(
             system.record(row.address == nullptr ? ip::saddr{} : *row.address).lpSockaddr, row.length,

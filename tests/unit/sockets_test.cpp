@@ -352,8 +352,10 @@ TEST_F(Sockets, ConnectHasSucceededIfTheSocketIsInBothSetsAndGoesOnIfItIsInNeith
     };
     system.peers["192.0.2.1"] = WSAECONNREFUSED;
     for (const auto& [count, code] : {std::pair(1u, 0u), {0u, 10035u}, {0xFFFFFFFF, 10035u}}) {
+        const ip::socket s = open();
+        system.sockets[s.handle].error = WSAECONNREFUSED;
         left = count;
-        EXPECT_EQ(winsock2::connect(open(), socket_address("192.0.2.1"), &three_seconds), code);
+        EXPECT_EQ(winsock2::connect(s, socket_address("192.0.2.1"), &three_seconds), code);
     }
 }
 
