@@ -7,7 +7,9 @@ execute_process(
   OUTPUT_VARIABLE gcc_folder OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 cmake_path(GET gcc_folder PARENT_PATH gcc_folder)
 
+set(CMAKE_C_COMPILER clang)
 set(CMAKE_CXX_COMPILER clang++)
+set(CMAKE_C_COMPILER_TARGET x86_64-w64-mingw32)
 set(CMAKE_CXX_COMPILER_TARGET x86_64-w64-mingw32)
 # Clang calls -nostdinc++ unused when it links.
 set(CMAKE_CXX_FLAGS_INIT
