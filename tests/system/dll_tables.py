@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Checks what the linker put into the header and the tables of the DLL: dll_tables.py OBJDUMP DLL INCLUDE.
+"""Checks what the linker put into the header and the tables of the DLL: dll_tables.py OBJDUMP DLL SOURCE.
 
-INCLUDE is the folder of the public headers."""
+SOURCE is the folder of the project."""
 
 import pathlib
 import re
@@ -13,22 +13,23 @@ import unittest
 # must load the DLL. Most of them serve the C++ runtime inside it.
 kernel32 = """
 AddVectoredExceptionHandler CloseHandle CreateEventA CreateSemaphoreA DeleteCriticalSection DuplicateHandle
-EnterCriticalSection ExpandEnvironmentStringsW FormatMessageA FreeLibrary GetCurrentProcess GetCurrentProcessId
-GetCurrentThread GetCurrentThreadId GetHandleInformation GetLastError GetModuleHandleA GetModuleHandleW
-GetProcAddress GetProcessAffinityMask GetSystemTimeAsFileTime GetThreadContext GetThreadPriority GetTickCount
-InitializeCriticalSection IsDBCSLeadByteEx IsDebuggerPresent LeaveCriticalSection LoadLibraryW LocalFree
-MultiByteToWideChar OpenProcess OutputDebugStringA QueryPerformanceCounter QueryPerformanceFrequency
-RaiseException ReleaseSemaphore RemoveVectoredExceptionHandler ResetEvent ResumeThread RtlCaptureContext
-RtlLookupFunctionEntry RtlUnwindEx RtlVirtualUnwind SetEvent SetLastError SetProcessAffinityMask
-SetThreadContext SetThreadPriority Sleep SuspendThread TlsAlloc TlsGetValue TlsSetValue TryEnterCriticalSection
-VirtualProtect VirtualQuery WaitForMultipleObjects WaitForSingleObject WideCharToMultiByte __C_specific_handler
+EnterCriticalSection ExpandEnvironmentStringsW FormatMessageA FreeLibrary GetCurrentProcess
+GetCurrentProcessId GetCurrentThread GetCurrentThreadId GetHandleInformation GetLastError GetModuleHandleA
+GetModuleHandleW GetProcAddress GetProcessAffinityMask GetSystemDirectoryW GetSystemTimeAsFileTime
+GetThreadContext GetThreadPriority GetTickCount InitializeCriticalSection IsDBCSLeadByteEx IsDebuggerPresent
+LeaveCriticalSection LoadLibraryW LocalFree MultiByteToWideChar OpenProcess OutputDebugStringA
+QueryPerformanceCounter QueryPerformanceFrequency RaiseException ReleaseSemaphore
+RemoveVectoredExceptionHandler ResetEvent ResumeThread RtlCaptureContext RtlLookupFunctionEntry RtlUnwindEx
+RtlVirtualUnwind SetEvent SetLastError SetProcessAffinityMask SetThreadContext SetThreadPriority Sleep
+SuspendThread TlsAlloc TlsGetValue TlsSetValue TryEnterCriticalSection VirtualProtect VirtualQuery
+WaitForMultipleObjects WaitForSingleObject WideCharToMultiByte __C_specific_handler
 """.split()
 
 
 def declared(folder):
     """The qualified name of each function that the headers mark with KVTIP_API, once for each overload."""
     for header in folder.rglob("*.h"):
-        text = re.sub(r"//.*|#.*|enum class", "", header.read_text(encoding="utf-8"))
+        text = re.sub(r"//.*|#.*|enum class|friend [^;]*;", "", header.read_text(encoding="utf-8"))
         scopes = []
         for token in re.finditer(r"\b(?:namespace|class|struct) ([\w:]+)[^;{()]*{|KVTIP_API[^(;]*?(\w+)\(|{|}", text):
             if token[2]:
@@ -59,8 +60,11 @@ class Tables(unittest.TestCase):
         table = self.dump.split("[Ordinal/Name Pointer] Table")[1].split("\n\n")[0]
         names = re.findall(r"^\t\[.* (\w+)$", table, re.MULTILINE)
         self.assertEqual(self.dump.count("Export RVA"), len(names), "an export has no name")
-        self.assertEqual(sorted(map(qualified, (name for name in names if not name.startswith("kvtip_")))),
-                         sorted(declared(pathlib.Path(sys.argv[3], "ip"))))
+        source = pathlib.Path(sys.argv[3])
+        functions = [name for name in names if name.startswith("kvtip_")]
+        definition = (source / "src/kvtip/kvtIP.def").read_text(encoding="utf-8")
+        self.assertEqual(sorted(functions), definition.split("EXPORTS")[1].split())
+        self.assertEqual(sorted(map(qualified, set(names) - set(functions))), sorted(declared(source / "include/ip")))
 
     def test_imports_are_of_old_systems(self):
         blocks = [block.split("\n\n")[0].splitlines() for block in self.dump.split("DLL Name: ")[1:]]
