@@ -4,7 +4,7 @@
 #include <ws2tcpip.h>
 
 #include <charconv>
-#include <cstring>
+#include <iterator>
 #include <string>
 #include <windns.h>
 
@@ -82,7 +82,9 @@ std::wstring reverse_name(const kvtip_address& address) {
     std::wstring name;
     if (address.family == 4) {
         for (std::size_t i = 4; i-- > 0;) {
-            name += std::to_wstring(address.bytes[i]) + L'.';
+            char octet[3];
+            name.append(octet, std::to_chars(octet, std::end(octet), address.bytes[i]).ptr);
+            name += L'.';
         }
         return name + L"in-addr.arpa";
     }
