@@ -262,7 +262,7 @@ public:
 
     /// By family, then bytes, then scope.
     friend constexpr std::strong_ordering operator<=>(const address& one, const address& other) noexcept {
-        if (const auto order = one.native_.family <=> other.native_.family; order != 0) {
+        if (const auto order = one.native_.family <=> other.native_.family; std::is_neq(order)) {
             return order;
         }
         const auto [mine, theirs] = std::ranges::mismatch(one.native_.bytes, other.native_.bytes);
@@ -325,10 +325,10 @@ public:
 
     friend constexpr std::strong_ordering operator<=>(const endpoint& one, const endpoint& other) noexcept {
         const auto order = one.address() <=> other.address();
-        return order != 0 ? order : one.port() <=> other.port();
+        return std::is_neq(order) ? order : one.port() <=> other.port();
     }
     friend constexpr bool operator==(const endpoint& one, const endpoint& other) noexcept {
-        return (one <=> other) == 0;
+        return std::is_eq(one <=> other);
     }
 
 private:
@@ -435,10 +435,10 @@ public:
 
     friend constexpr std::strong_ordering operator<=>(const network& one, const network& other) noexcept {
         const auto order = one.address() <=> other.address();
-        return order != 0 ? order : one.prefix_length() <=> other.prefix_length();
+        return std::is_neq(order) ? order : one.prefix_length() <=> other.prefix_length();
     }
     friend constexpr bool operator==(const network& one, const network& other) noexcept {
-        return (one <=> other) == 0;
+        return std::is_eq(one <=> other);
     }
 
 private:
@@ -498,7 +498,7 @@ public:
         return one.native_.length <=> other.native_.length;
     }
     friend constexpr bool operator==(const mac& one, const mac& other) noexcept {
-        return (one <=> other) == 0;
+        return std::is_eq(one <=> other);
     }
 
 private:
