@@ -29,7 +29,8 @@ struct echo_request {
 
     /// The bytes to send. There is at least one, because the system takes no null pointer even for size 0.
     std::vector<std::uint8_t> data() const {
-        return std::vector<std::uint8_t>(std::max<std::size_t>(size, 1), pattern);
+        std::vector<std::uint8_t> result(std::max<std::size_t>(size, 1), pattern);
+        return result;
     }
     IP_OPTION_INFORMATION options() const {
         IP_OPTION_INFORMATION result{};
