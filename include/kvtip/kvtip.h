@@ -6,13 +6,13 @@
  *   sentence and kvtip_error_name into its name. These codes mean the same everywhere:
  *       ERROR_NOT_ENOUGH_MEMORY (8)       memory is exhausted;
  *       ERROR_INVALID_PARAMETER (87)      misuse: a null pointer where none is allowed, options that do not
- *                                         hold together, a reserved byte that is not 0, text that is not UTF-8;
- *       ERROR_CALL_NOT_IMPLEMENTED (120)  the system lacks an entry that this needs (see kvtip_entries);
+ *                                         hold together, a reserved byte that is not 0, text that is not
+ * UTF-8; ERROR_CALL_NOT_IMPLEMENTED (120)  the system lacks an entry that this needs (see kvtip_entries);
  *       WSAEINVAL (10022)                 text that is no address;
  *       WSAETIMEDOUT (10060)              the time is over.
  *   Every function may also return the code of a system library that cannot be loaded (126, 127) or started.
- * - Text is UTF-8 and ends at a zero byte. Text in a result is never null. Ports are in the host's byte order,
- *   times in milliseconds, dates in seconds since 1970 (UTC), speeds in bits per second.
+ * - Text is UTF-8 and ends at a zero byte. Text in a result is never null. Ports are in the host's byte
+ * order, times in milliseconds, dates in seconds since 1970 (UTC), speeds in bits per second.
  * - A result that a function allocates is one block: kvtip_free gives it back, with everything that it points
  *   to. On failure the pointer to it is null. A list holds pointers to its rows. Rows and single results grow
  *   at their end in later versions; a program that was built earlier reads on what it knows.
@@ -20,12 +20,12 @@
  *   every member. Set everything to zero first: `kvtip_adapter_options options = {sizeof options};`.
  * - Every function may be called from any thread, and none from DllMain. No start is needed: a function holds
  *   the system's libraries while it runs. kvtip_start keeps them between calls, for speed. After a call the
- *   thread's last error means nothing, except that kvtip_free, kvtip_message, kvtip_error_name, kvtip_stop and
- *   kvtip_close leave it alone.
+ *   thread's last error means nothing, except that kvtip_free, kvtip_message, kvtip_error_name, kvtip_stop
+ * and kvtip_close leave it alone.
  * - Nothing here needs administrator rights.
  *
- * The comment of each function ends in the same five lines: what it returns, what is left on failure, who frees
- * what, how long the call can block, and since which version it exists.
+ * The comment of each function ends in the same five lines: what it returns, what is left on failure, who
+ * frees what, how long the call can block, and since which version it exists.
  */
 #ifndef KVTIP_KVTIP_H
 #define KVTIP_KVTIP_H
@@ -37,7 +37,8 @@
 #error "kvtIP exists for 64-bit programs only."
 #endif
 
-/* KVTIP_FUNCTION marks what the DLL exports. A program that links the library's objects defines KVTIP_STATIC. */
+/* KVTIP_FUNCTION marks what the DLL exports. A program that links the library's objects defines KVTIP_STATIC.
+ */
 #if !defined(_WIN32)
 #define KVTIP_FUNCTION
 #define KVTIP_CALL
@@ -107,11 +108,11 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_stop(void) KVTIP_NOEXCEPT;
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION void KVTIP_CALL kvtip_free(const void *result) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION void KVTIP_CALL kvtip_free(const void* result) KVTIP_NOEXCEPT;
 
-/* Writes a sentence for an error code: in English for the codes that the library knows, otherwise the system's
- * text. At most `capacity` bytes are written. Text that does not fit ends early, after a whole character, and
- * always with a zero byte; `text` may be null if `capacity` is 0.
+/* Writes a sentence for an error code: in English for the codes that the library knows, otherwise the
+ * system's text. At most `capacity` bytes are written. Text that does not fit ends early, after a whole
+ * character, and always with a zero byte; `text` may be null if `capacity` is 0.
  *
  * Returns: the size of the whole text in bytes, with its terminating zero.
  * On failure: a code without text gives "Error N".
@@ -119,7 +120,7 @@ KVTIP_FUNCTION void KVTIP_CALL kvtip_free(const void *result) KVTIP_NOEXCEPT;
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION size_t KVTIP_CALL kvtip_message(uint32_t code, char *text, size_t capacity) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION size_t KVTIP_CALL kvtip_message(uint32_t code, char* text, size_t capacity) KVTIP_NOEXCEPT;
 
 /* Returns the name of an error code, such as "WSAECONNREFUSED".
  *
@@ -129,7 +130,7 @@ KVTIP_FUNCTION size_t KVTIP_CALL kvtip_message(uint32_t code, char *text, size_t
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION const char *KVTIP_CALL kvtip_error_name(uint32_t code) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION const char* KVTIP_CALL kvtip_error_name(uint32_t code) KVTIP_NOEXCEPT;
 
 /* What the system has in place of an entry. */
 enum kvtip_entry_state {
@@ -140,15 +141,15 @@ enum kvtip_entry_state {
 
 /* An entry of a system library that kvtIP looks up by its name. */
 typedef struct kvtip_entry {
-    const char *module;   /* "Iphlpapi.dll" */
-    const char *name;     /* "GetBestRoute2" */
-    const char *effect;   /* one sentence: what does not work without the entry, or works in another way */
-    uint32_t required;    /* 1: the library does not start without the entry */
-    uint32_t state;       /* enum kvtip_entry_state */
+    const char* module; /* "Iphlpapi.dll" */
+    const char* name;   /* "GetBestRoute2" */
+    const char* effect; /* one sentence: what does not work without the entry, or works in another way */
+    uint32_t required;  /* 1: the library does not start without the entry */
+    uint32_t state;     /* enum kvtip_entry_state */
 } kvtip_entry;
 
 typedef struct kvtip_entry_list {
-    const kvtip_entry *const *rows;
+    const kvtip_entry* const* rows;
     size_t count;
     size_t row_size;   /* of a row, in bytes, as the DLL fills it: says which members are there */
     uint32_t missing;  /* 0 */
@@ -164,7 +165,7 @@ typedef struct kvtip_entry_list {
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_entries(const kvtip_entry_list **entries) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_entries(const kvtip_entry_list** entries) KVTIP_NOEXCEPT;
 
 /* What a list lacks because this system cannot list it: bits of its member `missing`. */
 enum kvtip_missing {
@@ -212,8 +213,8 @@ typedef struct kvtip_mac {
 #define KVTIP_MAC_TEXT_SIZE 96
 
 /* Reads an address: "192.0.2.1", "2001:db8::1", "fe80::1%4". The whole text must be one. No octal or short
- * IPv4 forms, no leading zeros, no brackets, no blanks; a scope is a number from 1 to 4294967295 and stands only
- * where an address can have one (kvtip_scope turns an interface's name into that number).
+ * IPv4 forms, no leading zeros, no brackets, no blanks; a scope is a number from 1 to 4294967295 and stands
+ * only where an address can have one (kvtip_scope turns an interface's name into that number).
  *
  * Returns: 0, WSAEINVAL (10022) for text that is no address, or 87.
  * On failure: *address is no address (all zero).
@@ -221,10 +222,11 @@ typedef struct kvtip_mac {
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_address(const char *text, kvtip_address *address) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_address(const char* text,
+                                                       kvtip_address* address) KVTIP_NOEXCEPT;
 
-/* Reads an endpoint: "192.0.2.1:80", "[2001:db8::1]:80", "[fe80::1%4]:80". The port is a number from 0 to 65535
- * without leading zeros; an IPv6 address needs its brackets.
+/* Reads an endpoint: "192.0.2.1:80", "[2001:db8::1]:80", "[fe80::1%4]:80". The port is a number from 0 to
+ * 65535 without leading zeros; an IPv6 address needs its brackets.
  *
  * Returns: 0, WSAEINVAL (10022) for text that is no endpoint, or 87.
  * On failure: *endpoint is all zero.
@@ -232,8 +234,8 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_address(const char *text, kvtip_a
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_endpoint(const char *text,
-                                                        kvtip_endpoint *endpoint) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_endpoint(const char* text,
+                                                        kvtip_endpoint* endpoint) KVTIP_NOEXCEPT;
 
 /* Reads a network: "192.0.2.0/24", "2001:db8::/32". Bits after the prefix must be 0; there is no scope.
  *
@@ -243,7 +245,8 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_endpoint(const char *text,
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_network(const char *text, kvtip_network *network) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_network(const char* text,
+                                                       kvtip_network* network) KVTIP_NOEXCEPT;
 
 /* Reads a hardware address: pairs of hexadecimal digits between which stand only hyphens or only colons,
  * "02-00-5E-10-00-01".
@@ -254,10 +257,10 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_network(const char *text, kvtip_n
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_mac(const char *text, kvtip_mac *mac) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_mac(const char* text, kvtip_mac* mac) KVTIP_NOEXCEPT;
 
-/* Writes an address in its one canonical form (RFC 5952), with its scope as a number. The text of no address is
- * empty.
+/* Writes an address in its one canonical form (RFC 5952), with its scope as a number. The text of no address
+ * is empty.
  *
  * Returns: 0, ERROR_INSUFFICIENT_BUFFER (122) if `capacity` bytes are too few, or 87.
  * On failure: the text is empty if `capacity` is not 0.
@@ -265,7 +268,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_parse_mac(const char *text, kvtip_mac *
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_address(const kvtip_address *address, char *text,
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_address(const kvtip_address* address, char* text,
                                                         size_t capacity) KVTIP_NOEXCEPT;
 
 /* Writes an endpoint: "192.0.2.1:80", "[fe80::1%4]:80". The text of an endpoint without address is empty.
@@ -276,7 +279,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_address(const kvtip_address *add
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_endpoint(const kvtip_endpoint *endpoint, char *text,
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_endpoint(const kvtip_endpoint* endpoint, char* text,
                                                          size_t capacity) KVTIP_NOEXCEPT;
 
 /* Writes a network: "2001:db8::/32". The text of a network without address is empty.
@@ -287,7 +290,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_endpoint(const kvtip_endpoint *e
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_network(const kvtip_network *network, char *text,
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_network(const kvtip_network* network, char* text,
                                                         size_t capacity) KVTIP_NOEXCEPT;
 
 /* Writes a hardware address in capitals with hyphens: "02-00-5E-10-00-01". Without one the text is empty.
@@ -298,12 +301,12 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_network(const kvtip_network *net
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_mac(const kvtip_mac *mac, char *text,
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_mac(const kvtip_mac* mac, char* text,
                                                     size_t capacity) KVTIP_NOEXCEPT;
 
-/* Finds the scope that a name stands for: the index of the interface of that name as users see it ("Ethernet",
- * in any case) or of that GUID ("{...}"), its IPv6 index where it has one. A number from 1 to 4294967295 stands
- * for itself, whether there is such an interface or not. Rests on GetAdaptersAddresses.
+/* Finds the scope that a name stands for: the index of the interface of that name as users see it
+ * ("Ethernet", in any case) or of that GUID ("{...}"), its IPv6 index where it has one. A number from 1 to
+ * 4294967295 stands for itself, whether there is such an interface or not. Rests on GetAdaptersAddresses.
  *
  * Returns: 0, ERROR_NOT_FOUND (1168) without such an interface, or the code of kvtip_adapters.
  * On failure: *scope is 0.
@@ -311,7 +314,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_format_mac(const kvtip_mac *mac, char *
  * Blocks: up to a second; not for a number.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_scope(const char *text, uint32_t *scope) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_scope(const char* text, uint32_t* scope) KVTIP_NOEXCEPT;
 
 /* ---- Adapters ---------------------------------------------------------------------------------------- */
 
@@ -340,7 +343,7 @@ typedef struct kvtip_adapter_address {
 } kvtip_adapter_address;
 
 typedef struct kvtip_adapter_address_list {
-    const kvtip_adapter_address *const *rows;
+    const kvtip_adapter_address* const* rows;
     size_t count;
     size_t row_size;
     uint32_t missing;
@@ -349,35 +352,36 @@ typedef struct kvtip_adapter_address_list {
 
 /* A network adapter. */
 typedef struct kvtip_adapter {
-    const char *name;        /* as users see it: "Ethernet" */
-    const char *guid;        /* of the interface, in braces; unique */
-    const char *description; /* of the device */
-    const char *dns_suffix;
-    const char *device_id;   /* the device instance identifier; empty if the system knows none */
-    uint32_t index;          /* the interface index for IPv4; 0 while IPv4 is off */
-    uint32_t ipv6_index;     /* the one for IPv6; 0 while IPv6 is off */
-    uint32_t type;           /* IANA ifType: 6 Ethernet, 24 loopback, 71 IEEE 802.11, 131 tunnel, ... */
-    uint32_t status;         /* enum kvtip_adapter_status */
-    uint32_t ipv4_metric;    /* KVTIP_UNKNOWN_METRIC if the system does not say */
+    const char* name;        /* as users see it: "Ethernet" */
+    const char* guid;        /* of the interface, in braces; unique */
+    const char* description; /* of the device */
+    const char* dns_suffix;
+    const char* device_id; /* the device instance identifier; empty if the system knows none */
+    uint32_t index;        /* the interface index for IPv4; 0 while IPv4 is off */
+    uint32_t ipv6_index;   /* the one for IPv6; 0 while IPv6 is off */
+    uint32_t type;         /* IANA ifType: 6 Ethernet, 24 loopback, 71 IEEE 802.11, 131 tunnel, ... */
+    uint32_t status;       /* enum kvtip_adapter_status */
+    uint32_t ipv4_metric;  /* KVTIP_UNKNOWN_METRIC if the system does not say */
     uint32_t ipv6_metric;
-    uint32_t dhcp_enabled;   /* 0 or 1 */
-    uint32_t dhcpv6_iaid;    /* 0 if there is none */
+    uint32_t dhcp_enabled; /* 0 or 1 */
+    uint32_t dhcpv6_iaid;  /* 0 if there is none */
     kvtip_mac mac;
     uint32_t reserved;
     kvtip_address dhcp_server;   /* family 0 if there is none */
     kvtip_address dhcpv6_server; /* family 0 if there is none */
-    const uint8_t *dhcpv6_duid;  /* dhcpv6_duid_size bytes; never null */
+    const uint8_t* dhcpv6_duid;  /* dhcpv6_duid_size bytes; never null */
     size_t dhcpv6_duid_size;
     kvtip_adapter_address_list addresses;
-    const kvtip_address *gateways; /* gateway_count addresses, with scope; never null */
+    const kvtip_address* gateways; /* gateway_count addresses, with scope; never null */
     size_t gateway_count;
-    const kvtip_address *dns_servers; /* dns_server_count addresses, with scope; never null. Where no IPv6 server
-                                         is set, Windows lists fec0:0:0:ffff::1 to ::3, which lead nowhere. */
+    const kvtip_address*
+        dns_servers; /* dns_server_count addresses, with scope; never null. Where no IPv6 server
+                        is set, Windows lists fec0:0:0:ffff::1 to ::3, which lead nowhere. */
     size_t dns_server_count;
 } kvtip_adapter;
 
 typedef struct kvtip_adapter_list {
-    const kvtip_adapter *const *rows;
+    const kvtip_adapter* const* rows;
     size_t count;
     size_t row_size;
     uint32_t missing; /* KVTIP_MISSING_IPV6 where only the older system call is there */
@@ -386,14 +390,14 @@ typedef struct kvtip_adapter_list {
 
 typedef struct kvtip_adapter_options {
     uint32_t size;
-    uint32_t family; /* 4 or 6: only adapters with that family, and of their addresses, gateways and DNS servers
-                        only those of that family; 0: both */
+    uint32_t family; /* 4 or 6: only adapters with that family, and of their addresses, gateways and DNS
+                        servers only those of that family; 0: both */
     uint32_t up;     /* 1: only adapters that are up */
 } kvtip_adapter_options;
 
 /* Lists the network adapters in the system's order, the loopback adapter and those that are down included. An
- * empty list is no failure. Rests on GetAdaptersAddresses; where that is missing, and on systems before version
- * 6, on GetAdaptersInfo, which knows IPv4 only.
+ * empty list is no failure. Rests on GetAdaptersAddresses; where that is missing, and on systems before
+ * version 6, on GetAdaptersInfo, which knows IPv4 only.
  *
  * Returns: 0, 8, 87, or the system's code.
  * On failure: *adapters is null.
@@ -401,19 +405,19 @@ typedef struct kvtip_adapter_options {
  * Blocks: up to a second.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_adapters(const kvtip_adapter_options *options,
-                                                  const kvtip_adapter_list **adapters) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_adapters(const kvtip_adapter_options* options,
+                                                  const kvtip_adapter_list** adapters) KVTIP_NOEXCEPT;
 
 /* A DNS server of an adapter. */
 typedef struct kvtip_dns_server {
     kvtip_address address;
     uint32_t interface_index; /* of the adapter, for the address's family */
-    uint32_t placeholder;     /* 1: fec0:0:0:ffff::1 to ::3, which Windows lists where no IPv6 server is set */
-    const char *adapter;      /* the adapter's name as users see it */
+    uint32_t placeholder; /* 1: fec0:0:0:ffff::1 to ::3, which Windows lists where no IPv6 server is set */
+    const char* adapter;  /* the adapter's name as users see it */
 } kvtip_dns_server;
 
 typedef struct kvtip_dns_server_list {
-    const kvtip_dns_server *const *rows;
+    const kvtip_dns_server* const* rows;
     size_t count;
     size_t row_size;
     uint32_t missing;
@@ -428,8 +432,8 @@ typedef struct kvtip_dns_server_list {
  * Blocks: up to a second.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_dns_servers(const kvtip_adapter_options *options,
-                                                     const kvtip_dns_server_list **servers) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_dns_servers(const kvtip_adapter_options* options,
+                                                     const kvtip_dns_server_list** servers) KVTIP_NOEXCEPT;
 
 /* ---- Routes and neighbours --------------------------------------------------------------------------- */
 
@@ -437,19 +441,19 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_dns_servers(const kvtip_adapter_options
 typedef struct kvtip_route {
     uint32_t size;            /* of this structure, as the DLL fills it */
     uint32_t interface_index; /* of the interface that serves the destination */
-    const char *adapter;      /* the name of its adapter as users see it; empty if it has none */
-    kvtip_network network;    /* the destinations that this route is for; family 0 if the system does not say */
-    kvtip_address source;     /* the host's address that the system would use; family 0 if it does not say */
-    kvtip_address next_hop;   /* the router; family 0 if `on_link` */
-    uint32_t on_link;         /* 1: the destination is reached without a router */
-    uint32_t metric;          /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if the system does
-                                 not say */
+    const char* adapter;      /* the name of its adapter as users see it; empty if it has none */
+    kvtip_network network;  /* the destinations that this route is for; family 0 if the system does not say */
+    kvtip_address source;   /* the host's address that the system would use; family 0 if it does not say */
+    kvtip_address next_hop; /* the router; family 0 if `on_link` */
+    uint32_t on_link;       /* 1: the destination is reached without a router */
+    uint32_t metric; /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if the system does
+                        not say */
     uint32_t reserved;
 } kvtip_route;
 
-/* Finds the way to a destination: for interface index 0 (and a destination without scope) whichever the system
- * would choose, otherwise the way through that interface. Rests on GetBestRoute2; where that is missing or not
- * supported, for IPv4 on GetBestRoute.
+/* Finds the way to a destination: for interface index 0 (and a destination without scope) whichever the
+ * system would choose, otherwise the way through that interface. Rests on GetBestRoute2; where that is
+ * missing or not supported, for IPv4 on GetBestRoute.
  *
  * Returns: 0; WSAENETUNREACH (10051) without a route; 120 for IPv6, or for a given interface, without
  *     GetBestRoute2; 8; 87; or the system's code.
@@ -458,8 +462,8 @@ typedef struct kvtip_route {
  * Blocks: up to a second.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_route_to(const kvtip_address *destination, uint32_t interface_index,
-                                                  const kvtip_route **route) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_route_to(const kvtip_address* destination, uint32_t interface_index,
+                                                  const kvtip_route** route) KVTIP_NOEXCEPT;
 
 /* What is known of a neighbour, with the system's values (NL_NEIGHBOR_STATE). */
 enum kvtip_neighbour_state {
@@ -483,7 +487,7 @@ typedef struct kvtip_neighbour {
 } kvtip_neighbour;
 
 typedef struct kvtip_neighbour_list {
-    const kvtip_neighbour *const *rows;
+    const kvtip_neighbour* const* rows;
     size_t count;
     size_t row_size;
     uint32_t missing; /* KVTIP_MISSING_IPV6 where the system cannot list IPv6 neighbours */
@@ -506,8 +510,8 @@ typedef struct kvtip_neighbour_options {
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_neighbours(const kvtip_neighbour_options *options,
-                                                    const kvtip_neighbour_list **neighbours) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_neighbours(const kvtip_neighbour_options* options,
+                                                    const kvtip_neighbour_list** neighbours) KVTIP_NOEXCEPT;
 
 /* Asks a neighbour for its hardware address. The interface is the one given, otherwise the target's scope,
  * otherwise the one that serves the target. Rests on ResolveIpNetEntry2; where that is missing, for IPv4 on
@@ -520,8 +524,9 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_neighbours(const kvtip_neighbour_option
  * Blocks: about 3 seconds if nobody answers.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_hardware_address(const kvtip_address *target, uint32_t interface_index,
-                                                          kvtip_mac *mac) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_hardware_address(const kvtip_address* target,
+                                                          uint32_t interface_index,
+                                                          kvtip_mac* mac) KVTIP_NOEXCEPT;
 
 /* ---- Connections ------------------------------------------------------------------------------------- */
 
@@ -554,16 +559,16 @@ enum kvtip_direction {
 /* A TCP connection or listener, or a UDP endpoint. */
 typedef struct kvtip_connection {
     kvtip_endpoint local;
-    kvtip_endpoint remote; /* all zero for listeners and UDP */
-    uint32_t protocol;     /* enum kvtip_protocol */
-    uint32_t state;        /* enum kvtip_connection_state */
-    uint32_t direction;    /* enum kvtip_direction */
-    uint32_t process;      /* the identifier of the owning process; 0 if there is none any more */
-    const char *process_name; /* the file name of its program; empty if it is not known */
+    kvtip_endpoint remote;    /* all zero for listeners and UDP */
+    uint32_t protocol;        /* enum kvtip_protocol */
+    uint32_t state;           /* enum kvtip_connection_state */
+    uint32_t direction;       /* enum kvtip_direction */
+    uint32_t process;         /* the identifier of the owning process; 0 if there is none any more */
+    const char* process_name; /* the file name of its program; empty if it is not known */
 } kvtip_connection;
 
 typedef struct kvtip_connection_list {
-    const kvtip_connection *const *rows;
+    const kvtip_connection* const* rows;
     size_t count;
     size_t row_size;
     uint32_t missing; /* KVTIP_MISSING_IPV6, _PROCESS_NAMES, _DIRECTION */
@@ -572,9 +577,9 @@ typedef struct kvtip_connection_list {
 
 /* Bits of kvtip_connection_options.flags. */
 enum kvtip_connection_flags {
-    KVTIP_CONNECTIONS_OF_PROCESS = 1,   /* `process` counts, also if it is 0 */
-    KVTIP_CONNECTIONS_NO_NAMES = 2,     /* leaves out the names of processes, which cost a walk of their list */
-    KVTIP_CONNECTIONS_NO_DIRECTION = 4  /* leaves out the directions, which cost a system call a connection */
+    KVTIP_CONNECTIONS_OF_PROCESS = 1, /* `process` counts, also if it is 0 */
+    KVTIP_CONNECTIONS_NO_NAMES = 2,   /* leaves out the names of processes, which cost a walk of their list */
+    KVTIP_CONNECTIONS_NO_DIRECTION = 4 /* leaves out the directions, which cost a system call a connection */
 };
 
 typedef struct kvtip_connection_options {
@@ -597,19 +602,19 @@ typedef struct kvtip_connection_options {
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connections(const kvtip_connection_options *options,
-                                                     const kvtip_connection_list **connections) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connections(
+    const kvtip_connection_options* options, const kvtip_connection_list** connections) KVTIP_NOEXCEPT;
 
 /* A process. */
 typedef struct kvtip_process {
-    uint32_t size;    /* of this structure, as the DLL fills it */
+    uint32_t size; /* of this structure, as the DLL fills it */
     uint32_t id;
-    const char *name; /* the file name of its program; empty if it is not known */
+    const char* name; /* the file name of its program; empty if it is not known */
 } kvtip_process;
 
-/* Finds the process that owns exactly this pair of endpoints, addresses and ports, or with a null `remote` the
- * listener or UDP endpoint that `local` belongs to: one at that address, failing that one at the wildcard address
- * of the family. Scope 0 stands for any scope. Rests on kvtip_connections.
+/* Finds the process that owns exactly this pair of endpoints, addresses and ports, or with a null `remote`
+ * the listener or UDP endpoint that `local` belongs to: one at that address, failing that one at the wildcard
+ * address of the family. Scope 0 stands for any scope. Rests on kvtip_connections.
  *
  * Returns: 0, ERROR_NOT_FOUND (1168) if nobody owns it, or the code of kvtip_connections.
  * On failure: *process is null.
@@ -617,9 +622,9 @@ typedef struct kvtip_process {
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_owner(uint32_t protocol, const kvtip_endpoint *local,
-                                               const kvtip_endpoint *remote,
-                                               const kvtip_process **process) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_owner(uint32_t protocol, const kvtip_endpoint* local,
+                                               const kvtip_endpoint* remote,
+                                               const kvtip_process** process) KVTIP_NOEXCEPT;
 
 /* ---- Names ------------------------------------------------------------------------------------------- */
 
@@ -644,34 +649,34 @@ typedef struct kvtip_resolve_options {
 typedef struct kvtip_resolution {
     uint32_t size; /* of this structure, as the DLL fills it */
     uint32_t reserved;
-    const char *canonical_name;      /* empty if it was not asked for, or is not known */
-    const kvtip_endpoint *endpoints; /* endpoint_count endpoints in the system's order, best first; never null */
+    const char* canonical_name; /* empty if it was not asked for, or is not known */
+    const kvtip_endpoint*
+        endpoints; /* endpoint_count endpoints in the system's order, best first; never null */
     size_t endpoint_count;
 } kvtip_resolution;
 
-/* Looks a host and a service up by the system's name services. The host is a name or an address, also one whose
- * scope is an interface's name ("fe80::1%Ethernet"); null or empty stands for this host. The service is a name
+/* Looks a host and a service up by the system's name services. The host is a name or an address, also one
+ * whose scope is an interface's name ("fe80::1%Ethernet"); null or empty stands for this host. The service is
+ * a name
  * ("http") or a port; null or empty stands for port 0. Rests on GetAddrInfoW; where that is missing, on
  * getaddrinfo or its substitute.
  *
- * Returns: 0; WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or WSANO_DATA (11004) if
- *     there is no answer; WSATYPE_NOT_FOUND (10109) for an unknown service; 8; 87; or the system's code.
- * On failure: *resolution is null.
- * Frees: the caller frees *resolution with kvtip_free.
- * Blocks: 10 seconds and more if no name server answers.
- * Since: 0.1
+ * Returns: 0; WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or WSANO_DATA (11004)
+ * if there is no answer; WSATYPE_NOT_FOUND (10109) for an unknown service; 8; 87; or the system's code. On
+ * failure: *resolution is null. Frees: the caller frees *resolution with kvtip_free. Blocks: 10 seconds and
+ * more if no name server answers. Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_resolve(const char *host, const char *service,
-                                                 const kvtip_resolve_options *options,
-                                                 const kvtip_resolution **resolution) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_resolve(const char* host, const char* service,
+                                                 const kvtip_resolve_options* options,
+                                                 const kvtip_resolution** resolution) KVTIP_NOEXCEPT;
 
 /* A name in a list. */
 typedef struct kvtip_name {
-    const char *name;
+    const char* name;
 } kvtip_name;
 
 typedef struct kvtip_name_list {
-    const kvtip_name *const *rows;
+    const kvtip_name* const* rows;
     size_t count;
     size_t row_size;
     uint32_t missing;
@@ -687,8 +692,8 @@ typedef struct kvtip_name_list {
  * Blocks: 10 seconds and more if no name server answers.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_reverse(const kvtip_address *address,
-                                                 const kvtip_name_list **names) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_reverse(const kvtip_address* address,
+                                                 const kvtip_name_list** names) KVTIP_NOEXCEPT;
 
 /* Returns this host's name, in full Unicode (GetHostNameW; where that is missing, gethostname).
  *
@@ -698,22 +703,22 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_reverse(const kvtip_address *address,
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_host_name(const char **name) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_host_name(const char** name) KVTIP_NOEXCEPT;
 
 /* The type of a DNS record, with its number in the protocol. */
 enum kvtip_dns_type { KVTIP_DNS_A = 1, KVTIP_DNS_PTR = 12, KVTIP_DNS_AAAA = 28 };
 
 /* A record of a DNS answer. */
 typedef struct kvtip_dns_record {
-    const char *name;      /* whom the record is about */
+    const char* name;      /* whom the record is about */
     uint32_t type;         /* enum kvtip_dns_type */
     uint32_t time_to_live; /* in seconds */
     kvtip_address address; /* A, AAAA; otherwise family 0 */
-    const char *target;    /* PTR: the name; otherwise empty */
+    const char* target;    /* PTR: the name; otherwise empty */
 } kvtip_dns_record;
 
 typedef struct kvtip_dns_record_list {
-    const kvtip_dns_record *const *rows;
+    const kvtip_dns_record* const* rows;
     size_t count;
     size_t row_size;
     uint32_t missing;
@@ -731,8 +736,8 @@ typedef struct kvtip_dns_options {
     uint32_t flags; /* enum kvtip_dns_flags */
 } kvtip_dns_options;
 
-/* Asks the DNS for the records of a name and lists those of that type in the answer. For PTR the name may be an
- * address: the name under which the DNS knows it is then asked for. Rests on DnsQuery_W.
+/* Asks the DNS for the records of a name and lists those of that type in the answer. For PTR the name may be
+ * an address: the name under which the DNS knows it is then asked for. Rests on DnsQuery_W.
  *
  * Returns: 0; DNS_ERROR_RCODE_NAME_ERROR (9003) for an unknown name; DNS_INFO_NO_RECORDS (9501) for a name
  *     without such a record; DNS_ERROR_RCODE_SERVER_FAILURE (9002); ERROR_TIMEOUT of the DNS as
@@ -742,22 +747,22 @@ typedef struct kvtip_dns_options {
  * Blocks: 10 seconds and more if no name server answers.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_dns_query(const char *name, uint32_t type,
-                                                   const kvtip_dns_options *options,
-                                                   const kvtip_dns_record_list **records) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_dns_query(const char* name, uint32_t type,
+                                                   const kvtip_dns_options* options,
+                                                   const kvtip_dns_record_list** records) KVTIP_NOEXCEPT;
 
 /* ---- Ping -------------------------------------------------------------------------------------------- */
 
 /* What became of a ping. */
 enum kvtip_ping_outcome {
-    KVTIP_PING_ANSWERED = 1,         /* the target answered */
-    KVTIP_PING_TIMED_OUT = 2,        /* nobody answered in time */
-    KVTIP_PING_UNREACHABLE = 3,      /* `from` reports that the target, its network, protocol or port cannot be
-                                        reached */
-    KVTIP_PING_HOPS_EXCEEDED = 4,    /* the time to live was used up at `from` */
-    KVTIP_PING_TOO_BIG = 5,          /* a packet that must not be split was too big for the way */
-    KVTIP_PING_DATA_DIFFERS = 6,     /* an answer with other data than was sent */
-    KVTIP_PING_FAILED = 7            /* anything else: see `status` */
+    KVTIP_PING_ANSWERED = 1,      /* the target answered */
+    KVTIP_PING_TIMED_OUT = 2,     /* nobody answered in time */
+    KVTIP_PING_UNREACHABLE = 3,   /* `from` reports that the target, its network, protocol or port cannot be
+                                     reached */
+    KVTIP_PING_HOPS_EXCEEDED = 4, /* the time to live was used up at `from` */
+    KVTIP_PING_TOO_BIG = 5,       /* a packet that must not be split was too big for the way */
+    KVTIP_PING_DATA_DIFFERS = 6,  /* an answer with other data than was sent */
+    KVTIP_PING_FAILED = 7         /* anything else: see `status` */
 };
 
 /* Bits of kvtip_ping_options.flags. */
@@ -778,10 +783,10 @@ typedef struct kvtip_ping_options {
 
 /* The result of a ping. Frozen. */
 typedef struct kvtip_ping_result {
-    kvtip_address from;       /* who answered or reported; family 0 if nobody did */
-    uint32_t outcome;         /* enum kvtip_ping_outcome */
-    uint32_t status;          /* the system's IP_STATUS: 0, or a number from 11000 to 11050. These are no error
-                                 codes: see kvtip_ping_status_name */
+    kvtip_address from; /* who answered or reported; family 0 if nobody did */
+    uint32_t outcome;   /* enum kvtip_ping_outcome */
+    uint32_t status;    /* the system's IP_STATUS: 0, or a number from 11000 to 11050. These are no error
+                           codes: see kvtip_ping_status_name */
     uint32_t round_trip_time; /* in milliseconds; 0 is less than one. Only if somebody answered or reported */
     uint32_t time_to_live;    /* of the answer; 0 if the system does not say, as for IPv6 */
     uint32_t reserved[2];     /* 0 */
@@ -798,8 +803,8 @@ typedef struct kvtip_ping_result {
  * Blocks: for the time-out.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping(const kvtip_address *target, const kvtip_ping_options *options,
-                                              kvtip_ping_result *result) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping(const kvtip_address* target, const kvtip_ping_options* options,
+                                              kvtip_ping_result* result) KVTIP_NOEXCEPT;
 
 /* Returns the name of a ping's status, such as "IP_REQ_TIMED_OUT".
  *
@@ -809,7 +814,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping(const kvtip_address *target, const
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION const char *KVTIP_CALL kvtip_ping_status_name(uint32_t status) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION const char* KVTIP_CALL kvtip_ping_status_name(uint32_t status) KVTIP_NOEXCEPT;
 
 /* Returns a sentence for a ping's status, such as "The request timed out.".
  *
@@ -819,12 +824,13 @@ KVTIP_FUNCTION const char *KVTIP_CALL kvtip_ping_status_name(uint32_t status) KV
  * Blocks: no.
  * Since: 0.1
  */
-KVTIP_FUNCTION const char *KVTIP_CALL kvtip_ping_status_message(uint32_t status) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION const char* KVTIP_CALL kvtip_ping_status_message(uint32_t status) KVTIP_NOEXCEPT;
 
 /* ---- Sockets ----------------------------------------------------------------------------------------- */
 
 /* A socket of the system (SOCKET): blocking, overlapped and not inherited by child processes. It keeps the
- * socket library loaded and started until kvtip_close; closed in another way, it leaves these two counts behind.
+ * socket library loaded and started until kvtip_close; closed in another way, it leaves these two counts
+ * behind.
  */
 typedef uintptr_t kvtip_socket;
 
@@ -841,7 +847,7 @@ typedef struct kvtip_attempt {
 } kvtip_attempt;
 
 typedef struct kvtip_attempt_list {
-    const kvtip_attempt *const *rows;
+    const kvtip_attempt* const* rows;
     size_t count;
     size_t row_size;
     uint32_t missing;
@@ -850,13 +856,13 @@ typedef struct kvtip_attempt_list {
 
 /* The result of kvtip_connect. */
 typedef struct kvtip_connect_result {
-    uint32_t size; /* of this structure, as the DLL fills it */
-    uint32_t code; /* what kvtip_connect returned */
+    uint32_t size;       /* of this structure, as the DLL fills it */
+    uint32_t code;       /* what kvtip_connect returned */
     kvtip_socket socket; /* KVTIP_NO_SOCKET if the code is not 0 */
     kvtip_endpoint local;
     kvtip_endpoint remote;
-    uint32_t lookup_time; /* how long the lookup of the host took */
-    uint32_t time;        /* how long it took in all */
+    uint32_t lookup_time;        /* how long the lookup of the host took */
+    uint32_t time;               /* how long it took in all */
     kvtip_attempt_list attempts; /* in the order in which they were made */
 } kvtip_connect_result;
 
@@ -878,9 +884,9 @@ typedef struct kvtip_connect_options {
  * Blocks: for the time-out, or for the lookup if that takes longer.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connect(const char *host, const char *service,
-                                                 const kvtip_connect_options *options,
-                                                 const kvtip_connect_result **result) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connect(const char* host, const char* service,
+                                                 const kvtip_connect_options* options,
+                                                 const kvtip_connect_result** result) KVTIP_NOEXCEPT;
 
 /* Connects to an endpoint by TCP, in one attempt.
  *
@@ -890,9 +896,9 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connect(const char *host, const char *s
  * Blocks: for the time-out.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connect_endpoint(const kvtip_endpoint *remote,
-                                                          const kvtip_connect_options *options,
-                                                          const kvtip_connect_result **result) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connect_endpoint(const kvtip_endpoint* remote,
+                                                          const kvtip_connect_options* options,
+                                                          const kvtip_connect_result** result) KVTIP_NOEXCEPT;
 
 /* Sends all of the data.
  *
@@ -902,8 +908,8 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connect_endpoint(const kvtip_endpoint *
  * Blocks: for `timeout` milliseconds, without end for KVTIP_FOREVER; 0 does not wait.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_send(kvtip_socket socket, const void *data, size_t size,
-                                              uint32_t timeout, size_t *sent) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_send(kvtip_socket socket, const void* data, size_t size,
+                                              uint32_t timeout, size_t* sent) KVTIP_NOEXCEPT;
 
 /* Receives what has arrived, and waits for it if nothing has. 0 bytes say that the other side has finished
  * sending.
@@ -914,8 +920,8 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_send(kvtip_socket socket, const void *d
  * Blocks: for `timeout` milliseconds, without end for KVTIP_FOREVER; 0 does not wait.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_receive(kvtip_socket socket, void *buffer, size_t capacity,
-                                                 uint32_t timeout, size_t *received) KVTIP_NOEXCEPT;
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_receive(kvtip_socket socket, void* buffer, size_t capacity,
+                                                 uint32_t timeout, size_t* received) KVTIP_NOEXCEPT;
 
 /* Closes a socket of kvtip_connect and gives back what it holds. KVTIP_NO_SOCKET is fine.
  *
