@@ -656,15 +656,16 @@ typedef struct kvtip_resolution {
 } kvtip_resolution;
 
 /* Looks a host and a service up by the system's name services. The host is a name or an address, also one
- * whose scope is an interface's name ("fe80::1%Ethernet"); null or empty stands for this host. The service is
- * a name
+ * whose scope is an interface's name ("fe80::1%Ethernet"); null stands for this host. The service is a name
  * ("http") or a port; null or empty stands for port 0. Rests on GetAddrInfoW; where that is missing, on
  * getaddrinfo or its substitute.
  *
- * Returns: 0; WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or WSANO_DATA (11004)
- * if there is no answer; WSATYPE_NOT_FOUND (10109) for an unknown service; 8; 87; or the system's code. On
- * failure: *resolution is null. Frees: the caller frees *resolution with kvtip_free. Blocks: 10 seconds and
- * more if no name server answers. Since: 0.1
+ * Returns: 0; without an answer WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or
+ *     WSANO_DATA (11004); WSATYPE_NOT_FOUND (10109) for an unknown service; 8; 87; or the system's code.
+ * On failure: *resolution is null.
+ * Frees: the caller frees *resolution with kvtip_free.
+ * Blocks: 10 seconds and more if no name server answers.
+ * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_resolve(const char* host, const char* service,
                                                  const kvtip_resolve_options* options,
