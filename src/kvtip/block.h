@@ -28,7 +28,7 @@ public:
         static_assert(std::is_trivially_copyable_v<T> && alignof(T) <= alignof(std::max_align_t));
         used_ = (used_ + alignof(T) - 1) / alignof(T) * alignof(T);
         T* place = is_measuring() ? nullptr : reinterpret_cast<T*>(base_ + used_);
-        used_ += count * sizeof(T);
+        used_ += count * sizeof(T); // NOLINT(bugprone-sizeof-expression): of a pointer in the table of rows
         return place;
     }
 

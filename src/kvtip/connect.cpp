@@ -35,6 +35,7 @@ std::uint32_t open_socket(ip::socket& socket, std::uint8_t family) {
         code = ip::winsock2::socket(socket, SOCK_STREAM, IPPROTO_TCP, system_family, nullptr, 0,
                                     WSA_FLAG_OVERLAPPED);
         if (code == 0 && entries().SetHandleInformation != nullptr) {
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
             entries().SetHandleInformation(reinterpret_cast<HANDLE>(socket.handle), HANDLE_FLAG_INHERIT, 0);
         }
     }
