@@ -87,7 +87,10 @@ std::uint32_t find_scope(const std::wstring& name, std::uint32_t& scope) {
     std::wstring wide;
     for (const kvtip_adapter* adapter : std::span(adapters->rows, adapters->count)) {
         for (const char* each : {adapter->name, adapter->guid}) {
-            if (to_wide(each, wide) && is_same_in_any_case(wide, name)) {
+            if (!to_wide(each, wide)) {
+                return ERROR_NO_UNICODE_TRANSLATION;
+            }
+            if (is_same_in_any_case(wide, name)) {
                 scope = index_for(*adapter, 6);
                 return 0;
             }

@@ -72,6 +72,8 @@ TEST_F(Neighbours, AreListedFromTheTableThatThereIs) {
         {0, 0, {}, {{"GetIpNetTable2", {1168}}}, "0 2(0)"},
         {6, 0, {}, {{"GetIpNetTable2", {232}}}, "0 2(23)"},
         {6, 0, {}, {{"GetIpNetTable2", {5}}}, "5 2(23)"},
+        {6, 0, {}, {{"GetIpNetTable2", {1}}}, "0 missing 2 2(23)"},
+        {6, 0, {}, {{"GetIpNetTable2", {50}}}, "0 missing 2 2(23)"},
         {0, 0, {}, {{"GetIpNetTable2", {8}}}, "8 2(0)"},
         {0, 7, {}, {{"GetIpNetTable2", {1}}}, "0 missing 2" + first + " 2(0) 2(2)"},
         {0, 0, {}, {{"GetIpNetTable2", {1, 8}}}, "8 2(0) 2(2)"},

@@ -207,6 +207,62 @@ unsigned long find_route() {
     return found ? 0 : GetLastError();
 }
 
+// The C interface.
+
+/// Takes the steps while the library is started, so that each library is loaded once.
+template <class... Steps>
+unsigned long while_started(Steps... steps) {
+    return in_turn([] { return kvtip_start(); },
+                   [&] { return and_then([&] { return in_turn(steps...); }, [] { return kvtip_stop(); }); });
+}
+
+/// The code of a function that allocates its result, which is freed.
+template <class Result, class... Arguments, class... Given>
+unsigned long discard(std::uint32_t (*function)(Arguments...), Given... given) {
+    const Result* result = nullptr;
+    const std::uint32_t code = function(given..., &result);
+    kvtip_free(result);
+    return code;
+}
+
+const kvtip_address to_far4 = kvtip::library::to_address(far4), to_far6 = kvtip::library::to_address(far6);
+
+unsigned long list_adapter_rows() {
+    return while_started([] { return discard<kvtip_adapter_list>(kvtip_adapters, nullptr); },
+                         [] { return discard<kvtip_dns_server_list>(kvtip_dns_servers, nullptr); });
+}
+
+unsigned long find_scope() {
+    std::uint32_t scope;
+    return while_started([&] {
+        const bool converts_only_names = ip::detail::the_helper().is_version_6_or_later();
+        const unsigned long code = kvtip_scope(converts_only_names ? "{a}" : "1", &scope);
+        return code == ERROR_NO_UNICODE_TRANSLATION ? unexplained : code_of(code);
+    });
+}
+
+unsigned long find_route_row() {
+    return while_started([] { return discard<kvtip_route>(kvtip_route_to, &to_far4, 0); });
+}
+
+unsigned long find_older_route_row() {
+    return while_started([] {
+        kvtip::library::entries().GetBestRoute2 = nullptr;
+        const kvtip_route* route = nullptr;
+        const unsigned long code = kvtip_route_to(&to_far4, 0, &route);
+        const bool has_source = route != nullptr && route->source.family == 4;
+        kvtip_free(route);
+        return code == ERROR_NOT_ENOUGH_MEMORY || has_source ? code : unexplained;
+    });
+}
+
+unsigned long list_neighbour_rows() {
+    kvtip_mac mac;
+    return while_started([] { return discard<kvtip_neighbour_list>(kvtip_neighbours, nullptr); },
+                         [&] { return kvtip_hardware_address(&to_far4, 0, &mac); },
+                         [&] { return code_of(kvtip_hardware_address(&to_far6, 0, &mac)); });
+}
+
 /// Whether the list, of words between blanks, has that word.
 bool has(std::string_view list, const std::string& word) {
     return (" " + std::string(list) + " ").find(" " + word + " ") != std::string::npos;
@@ -244,7 +300,11 @@ constexpr std::string_view dial_up = "RasGetProjectionInfoW WSAStartup GetBestIn
 /// failure of a stop.
 constexpr std::string_view absorbed_by_kvtip =
     "kernel32.dll Iphlpapi.dll#2 Ws2_32.dll#2 FreeLibrary(kernel32.dll) FreeLibrary(Iphlpapi.dll)"
-    " FreeLibrary(Ws2_32.dll) WSACleanup()";
+    " FreeLibrary(Ws2_32.dll) WSACleanup() closesocket() GetIpNetTable2()";
+
+/// What these rows do without memory for: the older source's device identifiers and newer list.
+constexpr std::string_view older_source = "GetProcAddress GetBestRoute2 closesocket MultiByteToWideChar"
+                                          " RegQueryValueExW ExpandEnvironmentStringsW RegOpenKeyExW";
 
 const scenario scenarios[] = {
     {"load", [] { return 0UL; }, alone},
@@ -282,6 +342,17 @@ const scenario scenarios[] = {
     // If one source fails, the servers of the other are listed.
     {"servers", list_servers, started, "", "", "WSAStartup GetNetworkParams GetAdaptersAddresses"},
     {"route", find_route, started, "", description, dial_up},
+    {"adapter rows", list_adapter_rows, alone, "", description, older_source, ERROR_NOT_ENOUGH_MEMORY,
+     absorbed_by_kvtip},
+    {"scope", find_scope, alone, "MultiByteToWideChar()", "", older_source, ERROR_NOT_ENOUGH_MEMORY,
+     absorbed_by_kvtip},
+    {"route row", find_route_row, alone, "", description, older_source, ERROR_NOT_ENOUGH_MEMORY,
+     absorbed_by_kvtip},
+    {"older route row", find_older_route_row, alone,
+     "GetBestRoute() GetAdaptersInfo() WSASocketW() connect() getsockname()", description, older_source,
+     ERROR_NOT_ENOUGH_MEMORY, absorbed_by_kvtip},
+    {"neighbour rows", list_neighbour_rows, alone, "ResolveIpNetEntry2 GetBestInterfaceEx", "", "",
+     ERROR_NOT_ENOUGH_MEMORY, absorbed_by_kvtip},
 };
 
 /// The failures in spite of which every operation succeeds, beside the optional entries.
