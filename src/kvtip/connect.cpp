@@ -1,6 +1,7 @@
 // Connecting to a host and service, one address after the other.
 
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "ip/detail/helper.h"
@@ -93,19 +94,22 @@ std::uint32_t try_endpoint(const kvtip_endpoint& remote, const deadline& end, pr
     return code == ERROR_TIMEOUT ? WSAETIMEDOUT : code;
 }
 
-std::uint32_t try_in_turn(const kvtip_endpoint* endpoints, std::size_t count, const deadline& end,
-                          progress& now) {
-    std::uint32_t code = WSAETIMEDOUT;
-    now.attempts.reserve(count);
-    for (std::size_t i = 0; i < count && end.left() != 0; ++i) {
+/// Returns the code of the last attempt; 10060 if the time is over before all are made.
+std::uint32_t try_in_turn(std::span<const kvtip_endpoint> endpoints, const deadline& end, progress& now) {
+    std::uint32_t code = 0;
+    now.attempts.reserve(endpoints.size());
+    for (const kvtip_endpoint& remote : endpoints) {
+        if (end.left() == 0) {
+            return WSAETIMEDOUT;
+        }
         const std::uint64_t begin = milliseconds_now();
-        code = try_endpoint(endpoints[i], end, now);
-        now.attempts.push_back({endpoints[i], code, now.time_since(begin)});
+        code = try_endpoint(remote, end, now);
+        now.attempts.push_back({remote, code, now.time_since(begin)});
         if (code == 0) {
-            return 0;
+            break;
         }
     }
-    return end.left() == 0 ? WSAETIMEDOUT : code;
+    return code;
 }
 
 /// Makes the result, which takes the socket over.
@@ -142,7 +146,7 @@ std::uint32_t connect_host(const char* host, const char* service, const kvtip_co
         return code;
     }
     if (code == 0) {
-        code = try_in_turn(found->endpoints, found->endpoint_count, end, now);
+        code = try_in_turn({found->endpoints, found->endpoint_count}, end, now);
     }
     return finish(code, now, result);
 }
@@ -160,7 +164,7 @@ bool read_connect_options(const kvtip_connect_options* given, kvtip_connect_opti
 uint32_t kvtip_connect(const char* host, const char* service, const kvtip_connect_options* options,
                        const kvtip_connect_result** result) noexcept {
     kvtip_connect_options wanted;
-    if (!clear(result) || host == nullptr || service == nullptr || !read_connect_options(options, wanted)) {
+    if (!clear(result) || !read_connect_options(options, wanted)) {
         return ERROR_INVALID_PARAMETER;
     }
     return held([&] { return connect_host(host, service, wanted, result); });
@@ -176,7 +180,7 @@ uint32_t kvtip_connect_endpoint(const kvtip_endpoint* remote, const kvtip_connec
     }
     return held([&] {
         progress now;
-        const std::uint32_t code = try_in_turn(remote, 1, deadline(wanted.timeout), now);
+        const std::uint32_t code = try_in_turn({remote, 1}, deadline(wanted.timeout), now);
         return finish(code, now, result);
     });
 }

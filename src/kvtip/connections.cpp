@@ -143,6 +143,12 @@ std::uint32_t direction_of(const Row& row) {
     }
 }
 
+/// Whether the system cannot say who opened the connections of a family that is listed.
+template <class Row>
+bool lacks_directions(const kvtip_connection_options& options) {
+    return (options.family == 0 || options.family == family_of<Row>)&&statistics_entry<Row>() == nullptr;
+}
+
 /// A table of the system.
 template <class Row>
 struct table {
@@ -246,7 +252,8 @@ std::uint32_t list_connections(const kvtip_connection_options& options,
         found.missing |= KVTIP_MISSING_PROCESS_NAMES;
     }
     const bool directions = (options.flags & KVTIP_CONNECTIONS_NO_DIRECTION) == 0;
-    if (directions && statistics_entry<tcp4_row>() == nullptr) {
+    if (directions && protocol != KVTIP_UDP &&
+        (lacks_directions<tcp4_row>(options) || lacks_directions<tcp6_row>(options))) {
         found.missing |= KVTIP_MISSING_DIRECTION;
     }
     *connections = block::make<kvtip_connection_list>([&](block& out, kvtip_connection_list& list) {
@@ -298,7 +305,8 @@ std::uint32_t find_owner(std::uint32_t protocol, const kvtip_endpoint& local, co
     int best = 0;
     std::uint32_t id = 0;
     found.for_each_row([&](const auto& row) {
-        if (const int fit = fit_of(row, local, remote); fit > best) {
+        const int fit = row.dwOwningPid == 0 ? 0 : fit_of(row, local, remote); // 0 is nobody
+        if (fit > best) {
             best = fit;
             id = row.dwOwningPid;
         }

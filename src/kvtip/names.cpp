@@ -1,8 +1,9 @@
 // Names and addresses by the system's name services, and this host's name.
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "address/encoding.h"
 #include "kvtip/block.h"
@@ -29,7 +30,6 @@ std::uint32_t name_service_code(int code) {
 struct lookup {
     std::string host;
     std::string service;
-    bool has_host = false;
     kvtip_resolve_options options{};
 
     template <class Info>
@@ -45,37 +45,35 @@ struct lookup {
 static_assert(KVTIP_RESOLVE_PASSIVE == AI_PASSIVE && KVTIP_RESOLVE_CANONICAL_NAME == AI_CANONNAME &&
               KVTIP_RESOLVE_NUMERIC_HOST == AI_NUMERICHOST);
 
-/// Whether a node holds an address that can be listed.
-template <class Node>
-bool has_address(const Node& node) {
-    return node.ai_addr != nullptr && node.ai_addrlen >= sizeof(SOCKADDR_IN);
-}
-
+/// Makes the result from the system's list. Null if there is no address in it.
 template <class Char>
 const kvtip_resolution* lay_out(const ip::detail::address_info_list<Char>& found) {
-    using node = typename ip::detail::address_info_list<Char>::node;
     std::basic_string_view<Char> canonical_name;
-    std::size_t count = 0;
-    found.for_each([&](const node& each) {
+    std::vector<kvtip_endpoint> endpoints;
+    found.for_each([&](const auto& each) {
         if (each.ai_canonname != nullptr && canonical_name.empty()) {
             canonical_name = each.ai_canonname;
         }
-        count += has_address(each);
-    });
-    return block::make<kvtip_resolution>([&](block& out, kvtip_resolution& result) {
-        auto* endpoint = out.array<kvtip_endpoint>(count);
-        result.size = sizeof result;
-        result.canonical_name = out.text(canonical_name);
-        result.endpoints = endpoint;
-        result.endpoint_count = count;
-        if (out.is_measuring()) {
+        if (each.ai_addr == nullptr || each.ai_addrlen < sizeof(SOCKADDR_IN)) {
             return;
         }
-        found.for_each([&](const node& each) {
-            if (has_address(each)) {
-                *endpoint++ = to_endpoint(ip::detail::from_sockaddr(each.ai_addr, each.ai_addrlen));
-            }
-        });
+        const auto endpoint = to_endpoint(ip::detail::from_sockaddr(each.ai_addr, each.ai_addrlen));
+        if (endpoint.address.family != 0) {
+            endpoints.push_back(endpoint);
+        }
+    });
+    if (endpoints.empty()) {
+        return nullptr;
+    }
+    return block::make<kvtip_resolution>([&](block& out, kvtip_resolution& result) {
+        auto* copy = out.array<kvtip_endpoint>(endpoints.size());
+        result.size = sizeof result;
+        result.canonical_name = out.text(canonical_name);
+        result.endpoints = copy;
+        result.endpoint_count = endpoints.size();
+        if (!out.is_measuring()) {
+            std::copy(endpoints.begin(), endpoints.end(), copy);
+        }
     });
 }
 
@@ -85,13 +83,13 @@ std::uint32_t resolve(const std::basic_string<Char>& host, const std::basic_stri
     using names = ip::detail::entries_of<Char>;
     const auto hints = wanted.hints<typename names::address_info>();
     typename names::address_info* first = nullptr;
-    const int code = (bound_winsock().*names::get_addresses)(wanted.has_host ? host.c_str() : nullptr,
+    const int code = (bound_winsock().*names::get_addresses)(host.empty() ? nullptr : host.c_str(),
                                                              service.c_str(), &hints, &first);
     if (code != 0) {
         return name_service_code(code);
     }
     *resolution = lay_out(ip::detail::address_info_list<Char>(first));
-    return 0;
+    return *resolution == nullptr ? std::uint32_t{WSANO_DATA} : 0;
 }
 
 /// Replaces the interface's name after an IPv6 address by its number, which is all that the system reads.
@@ -123,11 +121,15 @@ std::uint32_t resolve(lookup& wanted, const kvtip_resolution** resolution) {
                : resolve(wanted.host, wanted.service, wanted, resolution);
 }
 
+bool is_empty(const char* text) {
+    return text == nullptr || *text == 0;
+}
+
 bool are_valid(const kvtip_resolve_options& options, const char* host) {
     return is_family(options.family) && options.socket_type <= KVTIP_DATAGRAM &&
            has_only(options.flags, KVTIP_RESOLVE_PASSIVE | KVTIP_RESOLVE_CANONICAL_NAME |
                                        KVTIP_RESOLVE_NUMERIC_HOST | KVTIP_RESOLVE_CONFIGURED) &&
-           (host != nullptr || (options.flags & KVTIP_RESOLVE_CANONICAL_NAME) == 0);
+           (!is_empty(host) || (options.flags & KVTIP_RESOLVE_CANONICAL_NAME) == 0);
 }
 
 /// Asks for the name of an address. Returns the system's code.
@@ -182,9 +184,8 @@ uint32_t kvtip_resolve(const char* host, const char* service, const kvtip_resolv
         return ERROR_INVALID_PARAMETER;
     }
     return held([&] {
-        wanted.has_host = host != nullptr;
-        wanted.host = host == nullptr ? "" : host;
-        wanted.service = service == nullptr || *service == 0 ? "0" : service;
+        wanted.host = is_empty(host) ? "" : host;
+        wanted.service = is_empty(service) ? "0" : service;
         return resolve(wanted, resolution);
     });
 }

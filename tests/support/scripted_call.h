@@ -26,6 +26,8 @@ std::vector<const void*> held_locks();
 FARPROC socket_entry(std::string_view name);
 /// The same of the DNS, IP Helper and remote-access libraries.
 FARPROC service_entry(std::string_view name);
+/// The same of the kernel library.
+FARPROC kernel_entry(std::string_view name);
 
 /// A call in progress: logs it, decides whether it fails, and sets the last error at its end.
 class call {
@@ -45,6 +47,7 @@ public:
         full_ = of.empty() ? name : name + "(" + of + ")";
         current->calls.push_back(full_);
         current->moments.push_back({heap::now.asked, held_locks()});
+        current->clock += current->durations[name];
         for (const std::string& key : std::set{name, full_}) {
             if (std::deque<DWORD>& answers = current->answers[key]; !answers.empty()) {
                 code_ = answers.front();

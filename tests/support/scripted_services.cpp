@@ -60,6 +60,8 @@ int query(const Char* name, WORD type, DWORD options, void* extra, DNS_RECORD** 
     for (auto each = known.rbegin(); each != known.rend(); ++each) {
         DNS_RECORD record{};
         record.pNext = *list;
+        record.pName = reinterpret_cast<decltype(record.pName)>(current->text(name));
+        record.dwTtl = 300;
         record.wType = each->type;
         record.Flags.DW = each->section | 0x2008;
         if (each->type == DNS_TYPE_A || each->type == DNS_TYPE_AAAA) {
@@ -97,6 +99,14 @@ DWORD answer(const call& now, void* reply, DWORD room) {
     return !now.failed();
 }
 
+DWORD answer_ipv4(const call& now, void* reply, DWORD room) {
+    const DWORD count = answer(now, reply, room);
+    if (count != 0 && current->echo_data_at > 0) {
+        static_cast<ICMP_ECHO_REPLY*>(reply)->Data = static_cast<char*>(reply) + current->echo_data_at;
+    }
+    return count;
+}
+
 template <auto Rows4, auto Rows6>
 DWORD list_endpoints(void* table, DWORD* size, BOOL sorted, ULONG family, int kind, ULONG reserved) {
     constexpr bool is_tcp = std::is_same_v<decltype(Rows4), decltype(&system::tcp4)>;
@@ -113,6 +123,7 @@ DWORD tell_opener(const Row* row, int type, void* rw, ULONG rw_version, ULONG rw
     call now(std::is_same_v<Row, MIB_TCPROW> ? "EStats" : "EStats6", row->dwLocalPort, row->dwRemotePort,
              type, version, size);
     EXPECT_TRUE(rw == nullptr && rod == nullptr && rw_version + rw_size + rod_version + rod_size == 0);
+    current->opener_of.assign(reinterpret_cast<const char*>(row), sizeof *row);
     const auto found = current->active.find(*reinterpret_cast<const DWORD*>(row));
     now.fails_if(found == current->active.end(), ERROR_NOT_FOUND);
     return give(std::move(now), fixed, &found->second, 1);
@@ -164,13 +175,16 @@ FARPROC service_entry(std::string_view name) {
          })},
         {"IcmpSendEcho", fake([](HANDLE, IPAddr to, void* data, WORD size, IP_OPTION_INFORMATION* options,
                                  void* reply, DWORD room, DWORD limit) {
-             const DWORD count = answer(
-                 call("IcmpSendEcho", ipv4(to), request(data, size, options), room, limit), reply, room);
-             if (count != 0 && current->echo_data_at > 0) {
-                 static_cast<ICMP_ECHO_REPLY*>(reply)->Data =
-                     static_cast<char*>(reply) + current->echo_data_at;
-             }
-             return count;
+             return answer_ipv4(call("IcmpSendEcho", ipv4(to), request(data, size, options), room, limit),
+                                reply, room);
+         })},
+        {"IcmpSendEcho2Ex",
+         fake([](HANDLE, HANDLE event, void* routine, void* context, IPAddr from, IPAddr to, void* data,
+                 WORD size, IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
+             EXPECT_TRUE(event == nullptr && routine == nullptr && context == nullptr);
+             return answer_ipv4(
+                 call("IcmpSendEcho2Ex", ipv4(from), ipv4(to), request(data, size, options), room, limit),
+                 reply, room);
          })},
         {"Icmp6SendEcho2",
          fake([](HANDLE, HANDLE event, void* routine, void* context, void* from, void* to, void* data,

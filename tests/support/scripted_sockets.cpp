@@ -97,9 +97,13 @@ int WSAAPI select(int count, fd_set* read, fd_set* write, fd_set* except, const 
             socket.error = socket.outcome;
         }
     }
-    return keep_ready(read, [](auto&) { return true; }) +
-           keep_ready(write, [](auto& socket) { return socket.connected; }) +
-           keep_ready(except, [](auto& socket) { return socket.failed; });
+    const int ready = keep_ready(read, [](auto& socket) { return !socket.silent; }) +
+                      keep_ready(write, [](auto& socket) { return socket.connected && !socket.full; }) +
+                      keep_ready(except, [](auto& socket) { return socket.failed; });
+    if (ready == 0 && limit != nullptr) {
+        current->clock += static_cast<std::uint64_t>(limit->tv_sec * 1000 + limit->tv_usec / 1000);
+    }
+    return ready;
 }
 
 // Name services.
@@ -144,6 +148,8 @@ INT WSAAPI list_host(const Char* node, const Char* service, const address_info<C
             entry.ai_addr = each->address.family == 0
                                 ? nullptr
                                 : reinterpret_cast<SOCKADDR*>(current->keep(each->address, length));
+            const bool is_named = (hints.ai_flags & AI_CANONNAME) != 0 && each + 1 == found.rend();
+            entry.ai_canonname = is_named ? current->text(node) : nullptr;
             entry.ai_next = *list;
             *list = current->keep(entry);
         }
@@ -265,6 +271,7 @@ FARPROC socket_entry(std::string_view wanted) {
         recorded<"recv", count, decltype(::recv)>,
         recorded<"recvfrom", count, decltype(::recvfrom)>,
         recorded<"gethostname", minus_one, decltype(::gethostname)>,
+        recorded<"GetHostNameW", minus_one, int(wchar_t*, int)>,
         recorded<"getnameinfo", code, decltype(::getnameinfo)>,
         recorded<"GetNameInfoW", code, decltype(::GetNameInfoW)>,
         recorded<"WSAConnectByNameA", truth, connect_by_name<char>>,
@@ -295,6 +302,9 @@ FARPROC socket_entry(std::string_view wanted) {
          })},
         {"closesocket", fake([](SOCKET handle) -> int {
              call now("closesocket", handle);
+             if (now.fails_if(handle == current->closed_elsewhere, WSAENOTSOCK)) {
+                 return now.result();
+             }
              enter_in_ledger("sockets", -1);
              EXPECT_EQ(current->sockets.erase(handle), 1u) << "no open socket: " << handle;
              return now.result();

@@ -134,7 +134,7 @@ KVTIP_FAKE(GetProcAddress) = [](HMODULE module, LPCSTR name) -> FARPROC {
     if (now.fails_if(module == nullptr, ERROR_PROC_NOT_FOUND)) {
         return nullptr;
     }
-    for (const FARPROC entry : {socket_entry(name), service_entry(name)}) {
+    for (const FARPROC entry : {socket_entry(name), service_entry(name), kernel_entry(name)}) {
         if (entry != nullptr) {
             return entry;
         }
@@ -300,6 +300,14 @@ void system::load_library() {
 
 void system::unload_library() {
     kvt::main::run_at_exit_actions([](const auto& failure) { ADD_FAILURE() << failure.what(); });
+}
+
+void system::close_elsewhere(SOCKET handle) {
+    sockets.erase(handle);
+    closed_elsewhere = handle;
+    for (const char* what : {"sockets", "starts", "Ws2_32.dll"}) {
+        enter_in_ledger(what, -1);
+    }
 }
 
 system::system(DWORD major_version, bool loaded) : major(major_version) {

@@ -65,8 +65,10 @@ struct host {
 struct open_socket {
     int family = AF_INET;
     bool non_blocking = false, connected = false, connecting = false, failed = false;
-    DWORD outcome = 0; ///< of the connect in progress
-    DWORD error = 0;   ///< `SO_ERROR`
+    DWORD outcome = 0;   ///< of the connect in progress
+    DWORD error = 0;     ///< `SO_ERROR`
+    bool silent = false; ///< there is nothing to receive
+    bool full = false;   ///< there is no room for what is sent
 };
 
 /// What else the system says of a route than its interface and next hop.
@@ -106,6 +108,7 @@ public:
     std::map<std::string, DWORD> peers; ///< codes of connects by address; others fail at once, with 10065
     std::map<SOCKET, open_socket> sockets;
     SOCKET next_socket = 101;
+    SOCKET closed_elsewhere = INVALID_SOCKET;
     std::map<std::string, host> hosts;                  ///< by name; "" is this one
     std::map<std::string, u_short> services;            ///< ports by "name/protocol", in host order
     const void* hints = nullptr;                        ///< of the last lookup
@@ -120,6 +123,7 @@ public:
     std::vector<MIB_UDPROW_OWNER_PID> udp4;
     std::vector<MIB_UDP6ROW_OWNER_PID> udp6;
     std::map<DWORD, UCHAR> active; ///< whether a connection was opened here, by its first four bytes
+    std::string opener_of;         ///< the record of the connection last asked about
     DWORD best_index = 7;
     ip::saddr next_hop = socket_address("192.0.2.1");
     scripted::route route;
@@ -129,7 +133,11 @@ public:
     DWORD dial_up_size = 1388; ///< of the records that the remote-access library knows
     DWORD more_rows = 0;       ///< how many more rows a table says it has
     std::deque<DWORD> wanted;  ///< the room that the next calls for a table want, whatever they get
-    bool yields = false;       ///< lets other threads run inside calls
+    std::vector<std::pair<DWORD, std::wstring>> processes; ///< identifiers and names
+    std::size_t next_process = 0;
+    std::uint64_t clock = 1000;                     ///< in milliseconds
+    std::map<std::string, std::uint64_t> durations; ///< how long calls take, by name
+    bool yields = false;                            ///< lets other threads run inside calls
 
     // What fails: the codes of a call, one each time (0: as usual), by its name with or without arguments;
     // or one call by its number.
@@ -167,6 +175,9 @@ public:
     }
     /// A socket address of the length that its family has; null for none.
     SOCKET_ADDRESS record(const ip::saddr& address);
+    /// Closes a socket without the library. The load and the start that it had stay, and are not expected
+    /// back.
+    void close_elsewhere(SOCKET handle);
     /// A linked list of the platform's nodes, one for each address and each as long as its length says: if
     /// that is 0, in full.
     template <class Node>

@@ -45,6 +45,7 @@ struct text : std::string {
     text(const ip::saddr4& from) : text(record_at(&from, sizeof from)) {}
     text(const ip::addr& from) : text(ip::detail::to_saddr(from)) {}
     text(const kvtip_address& from) : text(kvtip::library::to_saddr(from)) {}
+    text(const kvtip_endpoint& from) : text(kvtip::library::to_saddr(from)) {}
     text(const kvtip_mac& from) : text(std::vector(from.bytes, from.bytes + from.length)) {}
     template <class Element>
     text(const std::vector<Element>& from) {

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -63,6 +65,30 @@ TEST(Start, LeavesNoCountBehindWhenItFails) {
         EXPECT_EQ(the_helper().iphlpapi.load_count, 0u);
         EXPECT_EQ(the_helper().winsock.start_count, 0u);
     }
+}
+
+TEST(Start, HoldsInSeveralThreads) {
+    scripted::system system;
+    system.logs = false;
+    system.yields = true;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([i] {
+            for (int round = 0; round < 200; ++round) {
+                const bool starts = (round + i) % 2 == 0;
+                EXPECT_EQ(starts ? kvtip_start() : 0, 0u);
+                const char* name = nullptr;
+                EXPECT_EQ(kvtip_host_name(&name), 0u);
+                kvtip_free(name);
+                EXPECT_EQ(starts ? kvtip_stop() : 0, 0u);
+            }
+        });
+    }
+    for (std::thread& each : threads) {
+        each.join();
+    }
+    EXPECT_EQ(kvtip_stop(), DWORD{WSANOTINITIALISED});
+    EXPECT_EQ(the_helper().iphlpapi.load_count, 0u);
 }
 
 TEST(Entries, SayWhatTheSystemHas) {

@@ -1,0 +1,62 @@
+// The kernel library of a scripted system: its processes, its clock, and the handles that it hands out.
+
+#include "scripted_call.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+
+#include <tlhelp32.h>
+
+namespace scripted {
+
+namespace {
+
+/// Writes the next process of the list.
+BOOL next_process(call now, PROCESSENTRY32W* out) {
+    EXPECT_EQ(out->dwSize, sizeof *out);
+    if (!now.fails_if(current->next_process == current->processes.size(), ERROR_NO_MORE_FILES)) {
+        const auto& [id, name] = current->processes[current->next_process++];
+        out->th32ProcessID = id;
+        std::memset(out->szExeFile, 0xCC, sizeof out->szExeFile);
+        out->szExeFile[name.copy(out->szExeFile, MAX_PATH)] = 0;
+    }
+    return !now.failed();
+}
+
+/// The clock counts milliseconds. From version 5.1 on, these calls cannot fail.
+BOOL tell(LARGE_INTEGER* out, std::uint64_t value) {
+    out->QuadPart = static_cast<LONGLONG>(value);
+    return TRUE;
+}
+
+} // namespace
+
+FARPROC kernel_entry(std::string_view name) {
+    const auto fake = [](auto of) { return std::bit_cast<FARPROC>(+of); };
+    static const std::map<std::string_view, FARPROC> entries = {
+        {"CreateToolhelp32Snapshot", fake([](DWORD what, DWORD process) -> HANDLE {
+             const call now("CreateToolhelp32Snapshot", what, process);
+             enter_in_ledger("snapshots", !now.failed());
+             current->next_process = 0;
+             return now.failed() ? INVALID_HANDLE_VALUE : current;
+         })},
+        {"Process32FirstW",
+         fake([](HANDLE, PROCESSENTRY32W* out) { return next_process(call("Process32FirstW"), out); })},
+        {"Process32NextW",
+         fake([](HANDLE, PROCESSENTRY32W* out) { return next_process(call("Process32NextW"), out); })},
+        {"CloseHandle", fake([](HANDLE handle) -> BOOL {
+             const call now("CloseHandle", handle == current);
+             enter_in_ledger("snapshots", -1);
+             return !now.failed();
+         })},
+        {"SetHandleInformation", fake([](HANDLE handle, DWORD mask, DWORD flags) -> BOOL {
+             return !call("SetHandleInformation", std::bit_cast<ULONG_PTR>(handle), mask, flags).failed();
+         })},
+        {"QueryPerformanceCounter", fake([](LARGE_INTEGER* out) { return tell(out, current->clock); })},
+        {"QueryPerformanceFrequency", fake([](LARGE_INTEGER* out) { return tell(out, 1000); })}};
+    const auto found = entries.find(name);
+    return found == entries.end() ? nullptr : found->second;
+}
+
+} // namespace scripted

@@ -1,0 +1,257 @@
+// Connects of the C interface, what is done with their sockets, and misuse.
+
+#include "scripted_call.h"
+#include "scripted_system.h"
+#include "text.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <span>
+
+namespace {
+
+using scripted::socket_address;
+using scripted::text;
+using scripted::texts;
+
+const kvtip_endpoint peer{kvtip::library::to_address(socket_address("192.0.2.9")), 80, 0};
+
+struct Connect : testing::Test {
+    Connect() {
+        system.hosts = {{"peer", {{{"192.0.2.7", 80}, {"192.0.2.8", 80}, {"192.0.2.9", 80}}}}};
+        system.peers = {{"192.0.2.7", WSAECONNREFUSED}, {"192.0.2.8", WSAETIMEDOUT}, {"192.0.2.9", 0}};
+    }
+    ~Connect() override { kvtip_close(socket); }
+
+    /// The code, whether there is a socket, its ends, the time in all, and the attempts with their times.
+    std::string show(std::uint32_t code, const kvtip_connect_result* result) {
+        const std::unique_ptr<const kvtip_connect_result, decltype(&kvtip_free)> owner(result, kvtip_free);
+        if (result == nullptr) {
+            return text(code);
+        }
+        EXPECT_EQ(result->code, code);
+        kvtip_close(std::exchange(socket, result->socket));
+        std::string shown = texts({code, socket != KVTIP_NO_SOCKET, result->local, result->remote,
+                                   result->lookup_time, result->time});
+        for (const kvtip_attempt* each : std::span(result->attempts.rows, result->attempts.count)) {
+            shown += " " + texts({each->remote, each->code, each->time});
+        }
+        return shown;
+    }
+    std::string connect(const char* host, std::uint32_t timeout = 0, std::uint32_t family = 0) {
+        const kvtip_connect_options options{sizeof options, timeout, family};
+        const kvtip_connect_result* result = nullptr;
+        system.calls.clear();
+        const std::uint32_t code = kvtip_connect(host, "80", &options, &result);
+        return show(code, result);
+    }
+    std::string connect(const kvtip_endpoint& to) {
+        const kvtip_connect_result* result = nullptr;
+        system.calls.clear();
+        const std::uint32_t code = kvtip_connect_endpoint(&to, nullptr, &result);
+        return show(code, result);
+    }
+
+    scripted::system system;
+    kvtip_socket socket = KVTIP_NO_SOCKET;
+};
+
+const std::string connected = "0|1|192.0.2.10@1|192.0.2.9@2|0|0| 192.0.2.9@80|0|0|";
+
+TEST_F(Connect, TriesOneAddressAfterTheOther) {
+    EXPECT_EQ(connect(peer), connected);
+    EXPECT_EQ(system.called("WSASocketW"), "(2,1,6,0,0,129)"); // not inherited
+    EXPECT_FALSE(system.sockets.at(socket).non_blocking);
+
+    system.durations = {{"GetAddrInfoW", 1000}, {"connect", 500}};
+    EXPECT_EQ(connect("peer", 5000),
+              "10060|0|-|-|1000|5000| 192.0.2.7@80|10061|500| 192.0.2.8@80|10060|3500|");
+    EXPECT_EQ(system.called("select"), "(64,-,102,102,4) (64,-,103,103,3)"); // what is left in whole seconds
+    system.peers["192.0.2.8"] = WSAEHOSTUNREACH;
+    EXPECT_EQ(connect("peer", 5000), "0|1|192.0.2.10@1|192.0.2.9@2|1000|2500| 192.0.2.7@80|10061|500|"
+                                     " 192.0.2.8@80|10065|500| 192.0.2.9@80|0|500|");
+    system.peers["192.0.2.9"] = WSAECONNREFUSED;
+    EXPECT_EQ(connect("peer", KVTIP_FOREVER), "10061|0|-|-|1000|2500| 192.0.2.7@80|10061|500|"
+                                              " 192.0.2.8@80|10065|500| 192.0.2.9@80|10061|500|");
+    EXPECT_EQ(connect("peer", 2400).substr(0, 5), "10061") << "the time ends with the last attempt";
+    EXPECT_EQ(connect("peer", 1000), "10060|0|-|-|1000|1000|") << "no attempt after a slow lookup";
+    EXPECT_EQ(connect("nobody"), "11001|0|-|-|1000|1000|");
+    EXPECT_EQ(connect("peer", 0, 6), "11004|0|-|-|1000|1000|");
+}
+
+TEST_F(Connect, GivesEverythingBackWhenItFails) {
+    const std::string refused = " 192.0.2.9@80|";
+    const struct {
+        const char* failing;
+        std::deque<DWORD> codes;
+        const char* code;
+    } rows[] = {
+        {"WSASocketW", {10024}, "10024"},  {"connect", {10051}, "10051"},     {"select", {10050}, "10050"},
+        {"getsockname", {10022}, "10022"}, {"getpeername", {10057}, "10057"},
+    };
+    for (const auto& row : rows) {
+        system.answers[row.failing] = row.codes;
+        EXPECT_EQ(connect(peer), std::string(row.code) + "|0|-|-|0|0| 192.0.2.9@80|" + row.code + "|0|")
+            << row.failing;
+        EXPECT_TRUE(system.sockets.empty()) << row.failing;
+    }
+}
+
+TEST_F(Connect, KeepsSocketsFromChildProcessesOnOlderSystems) {
+    system.answers["WSASocketW"] = {WSAEINVAL};
+    EXPECT_EQ(connect(peer), connected);
+    EXPECT_EQ(system.called("WSASocketW"), "(2,1,6,0,0,129) (2,1,6,0,0,1)");
+    EXPECT_EQ(system.called("SetHandleInformation"), "(101,1,0)");
+    system.answers["WSASocketW"] = {WSAEINVAL};
+    system.missing = {"SetHandleInformation"};
+    EXPECT_EQ(connect(peer), connected);
+    system.missing = {"QueryPerformanceCounter"}; // another clock
+    EXPECT_EQ(connect(peer).substr(0, 4), "0|1|");
+}
+
+TEST_F(Connect, MakesSocketsThatAreClosed) {
+    EXPECT_EQ(connect(peer), connected);
+    SetLastError(7);
+    EXPECT_EQ(kvtip_close(socket), 0u);
+    EXPECT_EQ(kvtip_close(KVTIP_NO_SOCKET), 0u);
+    EXPECT_EQ(GetLastError(), 7u);
+    EXPECT_EQ(connect(peer), connected);
+    system.close_elsewhere(socket);
+    EXPECT_EQ(kvtip_close(socket), std::uint32_t{WSAENOTSOCK});
+    system.missing = {"Ws2_32.dll"};
+    EXPECT_EQ(kvtip_close(5), std::uint32_t{WSAENOTSOCK});
+}
+
+TEST_F(Connect, CarriesData) {
+    EXPECT_EQ(connect(peer), connected);
+    const std::string data(20000, 'x');
+    std::size_t size = 9;
+    const auto send = [&](std::uint32_t timeout) {
+        system.calls.clear();
+        const std::uint32_t code = kvtip_send(socket, data.data(), data.size(), timeout, &size);
+        return text(code) + " " + text(size) + " " + text(system.called("send(").size());
+    };
+    EXPECT_EQ(send(10).substr(0, 7), "0 20000");
+    system.answers["send"] = {0, WSAECONNRESET};
+    EXPECT_EQ(send(10).substr(0, 10), "10054 8192");
+    system.durations = {{"send", 6}};
+    EXPECT_EQ(send(10).substr(0, 7), "0 20000") << "there is room, so the time does not matter";
+    system.sockets.at(socket).full = true;
+    for (const std::uint32_t timeout : {0u, 1500u}) {
+        const std::uint64_t begin = system.clock;
+        EXPECT_EQ(send(timeout), "10060 0 0");
+        EXPECT_EQ(system.clock - begin, timeout);
+    }
+    EXPECT_EQ(kvtip_send(socket, nullptr, 0, 0, &size), 0u);
+
+    char buffer[10] = {};
+    const auto receive = [&](std::uint32_t timeout) {
+        const std::uint32_t code = kvtip_receive(socket, buffer, sizeof buffer, timeout, &size);
+        return text(code) + " " + std::string(buffer, size);
+    };
+    EXPECT_EQ(receive(KVTIP_FOREVER), "0 data");
+    system.outputs["recv"] = {""};
+    EXPECT_EQ(receive(1), "0 ");
+    system.answers["recv"] = {WSAECONNRESET};
+    EXPECT_EQ(receive(1), "10054 ");
+    system.answers["select"] = {WSAENOTSOCK};
+    EXPECT_EQ(receive(1), "10038 ");
+    system.sockets.at(socket).silent = true;
+    EXPECT_EQ(receive(0), "10060 ");
+    EXPECT_EQ(receive(1500), "10060 ");
+}
+
+TEST(Misuse, IsRefusedBeforeTheSystemIsAsked) {
+    const scripted::system system;
+    static kvtip_endpoint reserved, family, past;
+    reserved = family = past = peer;
+    reserved.reserved = 1;
+    family.address.family = 5;
+    past.address.bytes[4] = 1;
+    static const kvtip_address none{};
+    static const kvtip_connect_options options{sizeof options, 0, 6};
+    static const kvtip_connect_result* result;
+    static const kvtip_connection_list* connections;
+    static const kvtip_process* process;
+    static const kvtip_resolution* resolution;
+    static const kvtip_name_list* names;
+    static const kvtip_dns_record_list* records;
+    static kvtip_ping_result pinged;
+    static std::size_t size;
+    static char byte;
+    const struct {
+        const char* what;
+        std::uint32_t (*call)();
+    } rows[] = {
+        {"connections", [] { return kvtip_connections(nullptr, nullptr); }},
+        {"owner, no result", [] { return kvtip_owner(KVTIP_TCP, &peer, nullptr, nullptr); }},
+        {"owner of null", [] { return kvtip_owner(KVTIP_TCP, nullptr, nullptr, &process); }},
+        {"owner, reserved", [] { return kvtip_owner(KVTIP_TCP, &reserved, nullptr, &process); }},
+        {"owner, remote family", [] { return kvtip_owner(KVTIP_TCP, &peer, &family, &process); }},
+        {"resolve", [] { return kvtip_resolve("peer", "80", nullptr, nullptr); }},
+        {"reverse, no result", [] { return kvtip_reverse(&peer.address, nullptr); }},
+        {"reverse of null", [] { return kvtip_reverse(nullptr, &names); }},
+        {"reverse of none", [] { return kvtip_reverse(&none, &names); }},
+        {"reverse, bytes past the end", [] { return kvtip_reverse(&past.address, &names); }},
+        {"host name", [] { return kvtip_host_name(nullptr); }},
+        {"query, no result", [] { return kvtip_dns_query("n", 1, nullptr, nullptr); }},
+        {"query of null", [] { return kvtip_dns_query(nullptr, 1, nullptr, &records); }},
+        {"ping, no result", [] { return kvtip_ping(&peer.address, nullptr, nullptr); }},
+        {"ping of null", [] { return kvtip_ping(nullptr, nullptr, &pinged); }},
+        {"connect, no result", [] { return kvtip_connect("peer", "80", nullptr, nullptr); }},
+        {"connect to null", [] { return kvtip_connect_endpoint(nullptr, nullptr, &result); }},
+        {"connect, reserved", [] { return kvtip_connect_endpoint(&reserved, nullptr, &result); }},
+        {"connect, family", [] { return kvtip_connect_endpoint(&peer, &options, &result); }},
+        {"send null", [] { return kvtip_send(1, nullptr, 1, 0, &size); }},
+        {"send, no size", [] { return kvtip_send(1, &byte, 1, 0, nullptr); }},
+        {"receive null", [] { return kvtip_receive(1, nullptr, 1, 0, &size); }},
+        {"receive nothing", [] { return kvtip_receive(1, &byte, 0, 0, &size); }},
+        {"receive, no size", [] { return kvtip_receive(1, &byte, 1, 0, nullptr); }},
+    };
+    const std::size_t before = system.calls.size();
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.call(), std::uint32_t{ERROR_INVALID_PARAMETER}) << row.what;
+    }
+    EXPECT_EQ(system.calls.size(), before);
+    EXPECT_TRUE(connections == nullptr && process == nullptr && resolution == nullptr && names == nullptr &&
+                records == nullptr && result == nullptr);
+}
+
+TEST(Options, MayBeOfAnotherVersion) {
+    scripted::system system;
+    system.tcp4.resize(2);
+    system.udp4.resize(1);
+    struct {
+        kvtip_connection_options known;
+        std::uint8_t later[5000];
+    } options{};
+    const auto list = [&](std::uint32_t size) {
+        options.known.size = size;
+        const kvtip_connection_list* found = nullptr;
+        const std::uint32_t code = kvtip_connections(&options.known, &found);
+        const std::string result = found == nullptr ? text(code) : text(code) + " " + text(found->count);
+        kvtip_free(found);
+        return result;
+    };
+    constexpr std::uint32_t whole = sizeof options.known;
+    options.known.protocol = KVTIP_UDP;
+    const struct {
+        const char* what;
+        std::uint32_t size;
+        const char* expected;
+    } rows[] = {
+        {"as they are", whole, "0 1"},    {"older, without the protocol", 8, "0 3"},
+        {"the size alone", 4, "0 3"},     {"no size", 0, "87"},
+        {"part of the size", 3, "87"},    {"newer, with zeros", whole + 100, "0 1"},
+        {"a forgotten size", 4097, "87"}, {"the same", 0xCCCCCCCC, "87"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(list(row.size), row.expected) << row.what;
+    }
+    options.later[99] = 1;
+    EXPECT_EQ(list(whole + 100), "87") << "newer, with something unknown";
+    EXPECT_EQ(list(whole + 99), "0 1");
+}
+
+} // namespace

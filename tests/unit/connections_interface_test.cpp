@@ -1,0 +1,252 @@
+// Connections and their owners of the C interface.
+
+#include "scripted_system.h"
+#include "text.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <span>
+
+namespace {
+
+using scripted::socket_address;
+using scripted::text;
+using scripted::texts;
+
+constexpr DWORD listening = KVTIP_STATE_LISTEN, established = KVTIP_STATE_ESTABLISHED;
+
+kvtip_endpoint endpoint(const char* address, std::uint16_t port, std::uint32_t scope = 0) {
+    ip::saddr result = socket_address(address, port);
+    result.scope_id = scope;
+    return kvtip::library::to_endpoint(result);
+}
+
+/// A port as the system's tables hold it: only the low 16 bits count.
+DWORD port(std::uint16_t number) {
+    return 0xBAD0000 | kvtip::library::to_network_order(number);
+}
+
+DWORD bytes4(const char* address) {
+    return ip::detail::ipv4_number(socket_address(address).address4);
+}
+
+MIB_TCPROW_OWNER_PID tcp4(DWORD state, const kvtip_endpoint& local, const kvtip_endpoint& remote,
+                          DWORD process) {
+    return {state,
+            ip::detail::ipv4_number(local.address.bytes),
+            port(local.port),
+            ip::detail::ipv4_number(remote.address.bytes),
+            port(remote.port),
+            process};
+}
+
+MIB_TCP6ROW_OWNER_PID tcp6(DWORD state, const kvtip_endpoint& local, const kvtip_endpoint& remote,
+                           DWORD process) {
+    MIB_TCP6ROW_OWNER_PID row{};
+    std::memcpy(row.ucLocalAddr, local.address.bytes, 16);
+    std::memcpy(row.ucRemoteAddr, remote.address.bytes, 16);
+    row.dwLocalScopeId = local.address.scope;
+    row.dwRemoteScopeId = remote.address.scope;
+    row.dwLocalPort = port(local.port);
+    row.dwRemotePort = port(remote.port);
+    row.dwState = state;
+    row.dwOwningPid = process;
+    return row;
+}
+
+const kvtip_endpoint here = endpoint("192.0.2.1", 1001), other = endpoint("192.0.2.1", 1002),
+                     web = endpoint("203.0.113.9", 443), here6 = endpoint("fe80::1", 1001, 7),
+                     web6 = endpoint("fe80::2", 443, 7), nonsense = endpoint("9.9.9.9", 443);
+
+struct filter {
+    std::uint32_t flags = 0, protocol = 0, family = 0, state = 0, process = 0;
+    std::uint16_t local_port = 0, remote_port = 0;
+};
+
+struct Connections : testing::Test {
+    Connections() {
+        system.tcp4 = {tcp4(established, here, web, 1), tcp4(listening, endpoint("0.0.0.0", 80), nonsense, 2),
+                       tcp4(established, other, web, 3), tcp4(11, endpoint("192.0.2.1", 1003), web, 0)};
+        system.tcp6 = {tcp6(established, here6, web6, 4), tcp6(listening, endpoint("::", 80), web6, 5),
+                       tcp6(listening, endpoint("fe80::1", 80, 7), web6, 8)};
+        system.udp4 = {{bytes4("0.0.0.0"), port(53), 6}};
+        MIB_UDP6ROW_OWNER_PID udp6{};
+        std::memcpy(udp6.ucLocalAddr, here6.address.bytes, 16);
+        udp6.dwLocalScopeId = 7;
+        udp6.dwLocalPort = port(53);
+        udp6.dwOwningPid = 7;
+        system.udp6 = {udp6};
+        system.processes = {{0, L"nobody"}, {3, L"three.exe"}, {1, L"one.exe"}, {6, L"six.exe"}};
+    }
+
+    /// The code, what is missing, and the rows as `show` writes them.
+    template <class Show>
+    std::string list(const kvtip_connection_options* options, Show show) {
+        const kvtip_connection_list* list = nullptr;
+        system.calls.clear();
+        std::string result = text(kvtip_connections(options, &list));
+        const std::unique_ptr<const kvtip_connection_list, decltype(&kvtip_free)> owner(list, kvtip_free);
+        if (list != nullptr) {
+            EXPECT_EQ(list->row_size, sizeof(kvtip_connection));
+            result += list->missing == 0 ? "" : " missing " + text(list->missing);
+            for (const kvtip_connection* row : std::span(list->rows, list->count)) {
+                result += " " + show(*row);
+            }
+        }
+        return result;
+    }
+    std::string whole() {
+        return list(nullptr, [](const kvtip_connection& row) {
+            return texts({row.local, row.remote, row.protocol, row.state, row.direction, row.process,
+                          row.process_name});
+        });
+    }
+    std::string processes(const filter& of) {
+        const kvtip_connection_options options{sizeof options, of.flags,   of.protocol,   of.family,
+                                               of.state,       of.process, of.local_port, of.remote_port};
+        return list(&options, [](const kvtip_connection& row) -> std::string { return text(row.process); });
+    }
+
+    std::string owner(std::uint32_t protocol, const kvtip_endpoint& local, const kvtip_endpoint* remote) {
+        const kvtip_process* process = nullptr;
+        const std::string code = text(kvtip_owner(protocol, &local, remote, &process));
+        const std::unique_ptr<const kvtip_process, decltype(&kvtip_free)> owner(process, kvtip_free);
+        return process == nullptr ? code : code + " " + text(process->id) + " " + process->name;
+    }
+
+    scripted::system system;
+};
+
+TEST_F(Connections, AreListedInFull) {
+    system.active = {{established, 1}};
+    EXPECT_EQ(whole(), "0 192.0.2.1@1001|203.0.113.9@443|6|5|2|1|one.exe| 0.0.0.0@80|-|6|2|0|2||"
+                       " 192.0.2.1@1002|203.0.113.9@443|6|5|2|3|three.exe|"
+                       " 192.0.2.1@1003|203.0.113.9@443|6|11|0|0|| fe80::1@1001%7|fe80::2@443%7|6|5|2|4||"
+                       " ::@80|-|6|2|0|5|| fe80::1@80%7|-|6|2|0|8|| 0.0.0.0@53|-|17|0|0|6|six.exe|"
+                       " fe80::1@53%7|-|17|0|0|7||");
+    EXPECT_EQ(system.called("EStats").find("20480"), std::string::npos) << "a listener has no direction";
+    MIB_TCP6ROW identity{};
+    identity.State = MIB_TCP_STATE_ESTAB;
+    std::memcpy(&identity.LocalAddr, here6.address.bytes, 16);
+    std::memcpy(&identity.RemoteAddr, web6.address.bytes, 16);
+    identity.dwLocalScopeId = identity.dwRemoteScopeId = 7;
+    identity.dwLocalPort = port(1001);
+    identity.dwRemotePort = port(443);
+    EXPECT_EQ(system.opener_of, std::string(reinterpret_cast<const char*>(&identity), sizeof identity));
+    system.active = {{established, 0}};
+    EXPECT_TRUE(whole().starts_with("0 192.0.2.1@1001|203.0.113.9@443|6|5|1|"));
+    system.tcp4.clear();
+    system.tcp6.clear();
+    system.udp4.clear();
+    system.udp6.clear();
+    EXPECT_EQ(whole(), "0");
+}
+
+TEST_F(Connections, AreFiltered) {
+    constexpr std::uint32_t of_process = KVTIP_CONNECTIONS_OF_PROCESS;
+    const struct {
+        const char* what;
+        filter options;
+        const char* expected;
+    } rows[] = {
+        {"all", {}, "0 1 2 3 0 4 5 8 6 7"},
+        {"TCP", {.protocol = KVTIP_TCP}, "0 1 2 3 0 4 5 8"},
+        {"UDP", {.protocol = KVTIP_UDP}, "0 6 7"},
+        {"IPv4", {.family = 4}, "0 1 2 3 0 6"},
+        {"IPv6", {.family = 6}, "0 4 5 8 7"},
+        {"a state", {.state = established}, "0 1 3 4"},
+        {"a process", {.flags = of_process, .process = 3}, "0 3"},
+        {"no process", {.flags = of_process}, "0 0"},
+        {"a local port", {.local_port = 80}, "0 2 5 8"},
+        {"a remote port, which listeners have none of", {.remote_port = 443}, "0 1 3 0 4"},
+        {"all together", {.protocol = KVTIP_TCP, .family = 4, .local_port = 1002, .remote_port = 443}, "0 3"},
+        {"an unknown flag", {.flags = 8}, "87"},
+        {"an unknown protocol", {.protocol = 1}, "87"},
+        {"an unknown family", {.family = 23}, "87"},
+        {"an unknown state", {.state = 13}, "87"},
+        {"a state of UDP", {.protocol = KVTIP_UDP, .state = established}, "87"},
+        {"a process without the flag", {.process = 3}, "87"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(processes(row.options), row.expected) << row.what;
+    }
+    processes({.flags = KVTIP_CONNECTIONS_NO_NAMES | KVTIP_CONNECTIONS_NO_DIRECTION});
+    EXPECT_EQ(system.called("CreateToolhelp32Snapshot") + system.called("EStats"), "");
+    processes({.protocol = KVTIP_UDP});
+    EXPECT_EQ(system.called("TCP"), "");
+}
+
+TEST_F(Connections, SayWhatTheSystemCannotList) {
+    const struct {
+        const char* what;
+        std::set<std::string> missing;
+        std::map<std::string, std::deque<DWORD>> answers;
+        filter options;
+        const char* expected;
+    } rows[] = {
+        {"no IPv6",
+         {},
+         {{"TCP(23,1024,1,5,0)", {50}}, {"UDP(23,1024,1,1,0)", {87}}},
+         {},
+         "0 missing 2 1 2 3 0 6"},
+        {"no IPv4", {}, {{"TCP(2,1024,1,5,0)", {50}}}, {.protocol = KVTIP_TCP}, "0 missing 1 4 5 8"},
+        {"another failure", {}, {{"TCP(2,1024,1,5,0)", {87}}}, {}, "87"},
+        {"no TCP", {"GetExtendedTcpTable"}, {}, {}, "120"},
+        {"no TCP, but UDP is wanted", {"GetExtendedTcpTable"}, {}, {.protocol = KVTIP_UDP}, "0 6 7"},
+        {"no UDP", {"GetExtendedUdpTable"}, {}, {}, "120"},
+        {"no processes", {"Process32NextW"}, {}, {.local_port = 53}, "0 missing 4 6 7"},
+        {"no snapshot", {}, {{"CreateToolhelp32Snapshot", {5}}}, {.local_port = 53}, "0 missing 4 6 7"},
+        {"no directions", {"GetPerTcpConnectionEStats"}, {}, {.family = 4}, "0 missing 8 1 2 3 0 6"},
+        {"no directions of IPv6", {"GetPerTcp6ConnectionEStats"}, {}, {.family = 4}, "0 1 2 3 0 6"},
+        {"none where they count",
+         {"GetPerTcp6ConnectionEStats"},
+         {},
+         {.local_port = 80},
+         "0 missing 8 2 5 8"},
+    };
+    for (const auto& row : rows) {
+        system.missing = row.missing;
+        system.answers = row.answers;
+        EXPECT_EQ(processes(row.options), row.expected) << row.what;
+    }
+}
+
+TEST_F(Connections, HaveOwners) {
+    const kvtip_endpoint unscoped = endpoint("fe80::1", 1001), unscoped_web = endpoint("fe80::2", 443),
+                         elsewhere = endpoint("fe80::1", 1001, 8), past = endpoint("192.0.2.1", 1003);
+    const struct {
+        const char* what;
+        std::uint32_t protocol;
+        kvtip_endpoint local;
+        const kvtip_endpoint* remote;
+        const char* expected;
+    } rows[] = {
+        {"one connection", KVTIP_TCP, here, &web, "0 1 one.exe"},
+        {"another between the same hosts", KVTIP_TCP, other, &web, "0 3 three.exe"},
+        {"no such pair", KVTIP_TCP, here, &nonsense, "1168"},
+        {"one whose owner is gone", KVTIP_TCP, past, &web, "1168"},
+        {"a connection is no listener", KVTIP_TCP, here, nullptr, "1168"},
+        {"the listener at the wildcard", KVTIP_TCP, endpoint("192.0.2.1", 80), nullptr, "0 2 "},
+        {"the one at the address comes first", KVTIP_TCP, endpoint("fe80::1", 80, 7), nullptr, "0 8 "},
+        {"the wildcard for another address", KVTIP_TCP, endpoint("2001:db8::1", 80), nullptr, "0 5 "},
+        {"a UDP endpoint", KVTIP_UDP, endpoint("192.0.2.1", 53), nullptr, "0 6 six.exe"},
+        {"its protocol counts", KVTIP_TCP, endpoint("192.0.2.1", 53), nullptr, "1168"},
+        {"with scopes", KVTIP_TCP, here6, &web6, "0 4 "},
+        {"any scope", KVTIP_TCP, unscoped, &unscoped_web, "0 4 "},
+        {"another scope", KVTIP_TCP, elsewhere, &web6, "1168"},
+        {"another family", KVTIP_TCP, here, &web6, "87"},
+        {"a remote endpoint for UDP", KVTIP_UDP, here, &web, "87"},
+        {"no protocol", 0, here, &web, "87"},
+        {"no address", KVTIP_TCP, {}, nullptr, "87"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(owner(row.protocol, row.local, row.remote), row.expected) << row.what;
+    }
+    system.missing = {"CreateToolhelp32Snapshot"};
+    EXPECT_EQ(owner(KVTIP_TCP, here, &web), "0 1 ");
+    system.missing = {"GetExtendedTcpTable"};
+    EXPECT_EQ(owner(KVTIP_TCP, here, &web), "120");
+}
+
+} // namespace
