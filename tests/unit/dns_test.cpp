@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <regex>
 #include <sstream>
 #include <windns.h>
@@ -35,23 +34,19 @@ TEST(DnsBinding, CountsLoadsEvenThoseThatFail) {
         system.dns["1 n"] = system.dns["28 n"] = {{DNS_TYPE_CNAME}};
         ip::dnsapi a, b;
         std::vector<ip::addr> found;
-        std::map<std::string, std::function<void()>> troubles = {
-            {"no_entry", [&] { system.missing = {"DnsQuery_W"}; }},
-            {"no_library", [&] { system.missing = {"Dnsapi.dll"}; }},
-            {"no_reason", [&] { system.answers["LoadLibraryW(Dnsapi.dll)"] = {system.no_reason}; }},
-            {"stuck", [&] { system.answers["FreeLibrary(Dnsapi.dll)"] = {5}; }}};
-        std::map<std::string, std::function<unsigned long()>> steps = {
-            {"a.init", [&] { return a.init(); }},
-            {"a.free", [&] { return a.free(); }},
-            {"b.init", [&] { return b.init(); }},
-            {"b.free", [&] { return b.free(); }},
-            {"?", [&] { return ip::dnsapi::addresses_from_name("n", found); }}};
         std::string step, codes;
         for (std::istringstream words(row.steps); words >> step;) {
-            if (troubles.contains(step)) {
-                troubles[step]();
+            if (step == "no_entry" || step == "no_library") {
+                system.missing = {step == "no_entry" ? "DnsQuery_W" : "Dnsapi.dll"};
+            } else if (step == "no_reason" || step == "stuck") {
+                system.answers = {{"LoadLibraryW(Dnsapi.dll)", {step == "stuck" ? 0 : system.no_reason}},
+                                  {"FreeLibrary(Dnsapi.dll)", {5}}};
             } else {
-                codes += text(steps.at(step)()) + " ";
+                ip::dnsapi& handle = step.starts_with("a.") ? a : b;
+                codes += text(step == "?"               ? ip::dnsapi::addresses_from_name("n", found)
+                              : step.ends_with(".init") ? handle.init()
+                                                        : handle.free()) +
+                         " ";
                 system.missing = {};
             }
         }
