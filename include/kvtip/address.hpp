@@ -116,22 +116,37 @@ constexpr std::array<std::uint64_t, 3> words_of(const kvtip_address& address) no
     return std::bit_cast<std::array<std::uint64_t, 3>>(address);
 }
 
-/// Reads the address at `at`, with its scope if `scopes` allows one. Returns the place after it, or null.
+constexpr kvtip_address address_of(const std::array<std::uint64_t, 3>& words) noexcept {
+    return std::bit_cast<kvtip_address>(words);
+}
+
+/// Reads the scope of an IPv6 address. Returns the place after it, or null.
+constexpr const char* read_scope(const char* at, const groups& address, std::uint64_t& scope) noexcept {
+    at = may_have_scope(address_of({6, address.low, address.high})) ? read_number(at, 0xFFFFFFFF, scope)
+                                                                    : nullptr;
+    return scope == 0 ? nullptr : at;
+}
+
+/// Reads the address at `at`, with its scope if `scopes` allows one. Returns the place after it, or null. It
+/// is short enough to be inlined, and what it reads then stays in registers.
 constexpr const char* read_address(const char* at, kvtip_address& out, bool scopes = true) noexcept {
-    // An IPv6 address that has a dot so early begins with a colon: "::1.2.3.4".
-    if (at[0] != ':' && (at[1] == '.' || at[2] == '.' || at[3] == '.')) {
-        out.family = 4;
-        return read_ipv4(at, out.bytes);
-    }
-    out.family = 6;
-    at = read_ipv6(at, out.bytes);
-    if (at == nullptr || *at != '%') {
+    // Whether a dot is among the next three characters, which are looked at at once because its place is
+    // random. An IPv6 address that has one there begins with a colon: "::1.2.3.4".
+    const std::uint64_t no_dots = at_least(load<std::uint32_t>(at) ^ each_of_8('.'), 1);
+    if ((no_dots & 0x8080'8000) != 0x8080'8000 && at[0] != ':') {
+        std::uint32_t octets = 0;
+        at = read_ipv4(at, octets);
+        out = address_of({4, octets, 0});
         return at;
     }
+    groups all{};
     std::uint64_t scope = 0;
-    at = scopes && may_have_scope(out) ? read_number(at + 1, 0xFFFFFFFF, scope) : nullptr;
-    out.scope = static_cast<std::uint32_t>(scope);
-    return scope == 0 ? nullptr : at;
+    at = read_ipv6(at, all);
+    if (at != nullptr && *at == '%') {
+        at = scopes ? read_scope(at + 1, all, scope) : nullptr;
+    }
+    out = address_of({6 | scope << 32, all.low, all.high});
+    return at;
 }
 
 /// Writes the address with its scope.
@@ -520,11 +535,11 @@ private:
             return std::nullopt;
         }
         for (std::size_t i = 0; i < text.size(); i += digits_of_byte) {
-            const std::uint32_t byte = value_of(text[i]) << 4 | value_of(text[i + 1]);
-            if (byte > 0xFF || (i + 2 < text.size() && text[i + 2] != separator)) {
+            const std::uint32_t value = value_of(text[i]) << 4 | value_of(text[i + 1]);
+            if (value > 0xFF || (i + 2 < text.size() && text[i + 2] != separator)) {
                 return std::nullopt;
             }
-            result.native_.bytes[result.native_.length++] = static_cast<std::uint8_t>(byte);
+            result.native_.bytes[result.native_.length++] = static_cast<std::uint8_t>(value);
         }
         return result;
     }

@@ -86,13 +86,17 @@ inline kvtip_mac to_mac(const std::uint8_t* bytes, std::size_t length,
     return mac;
 }
 
-/// Whether the caller's address is one, or none, with everything zero that must be.
+/// Whether all bytes from there on are zero.
+template <std::size_t Size>
+bool is_zero(const std::uint8_t (&bytes)[Size], std::size_t first = 0) {
+    return std::all_of(bytes + first, std::end(bytes), [](std::uint8_t each) { return each == 0; });
+}
+
+/// Whether the caller's value is one, or none, with everything zero that must be.
 inline bool is_valid(const kvtip_address& address) {
-    const auto is_zero = [](std::uint8_t byte) { return byte == 0; };
-    return (address.family == 0 || address.family == 4 || address.family == 6) &&
-           std::all_of(std::begin(address.reserved), std::end(address.reserved), is_zero) &&
+    return (address.family == 0 || address.family == 4 || address.family == 6) && is_zero(address.reserved) &&
            (address.scope == 0 || kvtip::detail::may_have_scope(address)) &&
-           std::all_of(address.bytes + size_of_family(address.family), std::end(address.bytes), is_zero);
+           is_zero(address.bytes, size_of_family(address.family));
 }
 
 inline bool is_valid(const kvtip_endpoint& endpoint) {
@@ -100,16 +104,13 @@ inline bool is_valid(const kvtip_endpoint& endpoint) {
 }
 
 inline bool is_valid(const kvtip_network& network) {
-    return is_valid(network.address) && network.address.scope == 0 &&
-           std::count(std::begin(network.reserved), std::end(network.reserved), 0) == 3 &&
-           kvtip::network::of(kvtip::address(network.address), network.prefix_length)
-                   .native()
-                   .address.family == network.address.family;
+    return is_valid(network.address) && is_zero(network.reserved) &&
+           kvtip::network::of(kvtip::address(network.address), network.prefix_length) ==
+               kvtip::network(network);
 }
 
 inline bool is_valid(const kvtip_mac& mac) {
-    return mac.length <= sizeof mac.bytes &&
-           std::count(std::begin(mac.reserved), std::end(mac.reserved), 0) == 3;
+    return mac.length <= sizeof mac.bytes && is_zero(mac.bytes, mac.length) && is_zero(mac.reserved);
 }
 
 } // namespace kvtip::library

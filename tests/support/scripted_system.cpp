@@ -92,6 +92,18 @@ BOOL WINAPI get_product_info(DWORD major, DWORD minor, DWORD, DWORD, DWORD* type
     return now.status() == 0;
 }
 
+DWORD WINAPI format_message(DWORD flags, const void*, DWORD code, DWORD, LPWSTR text, DWORD room, va_list*) {
+    call now("FormatMessageW", code);
+    EXPECT_EQ(flags, DWORD{FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
+                           FORMAT_MESSAGE_MAX_WIDTH_MASK});
+    const std::wstring& message = current->messages[code];
+    if (!now.fails_if(message.empty(), ERROR_MR_MID_NOT_FOUND) &&
+        !now.fails_if(message.size() >= room, ERROR_INSUFFICIENT_BUFFER)) {
+        text[message.copy(text, room)] = 0;
+    }
+    return now.failed() ? 0 : static_cast<DWORD>(message.size());
+}
+
 /// Fills a caller's list: the first entry in its buffer, the others each at the end of a page.
 template <class Entry>
 ULONG fill_list(call now, std::vector<Entry>& entries, ULONG wanted, Entry* list, ULONG* size) {
@@ -130,7 +142,8 @@ KVTIP_FAKE(GetProcAddress) = [](HMODULE module, LPCSTR name) -> FARPROC {
     };
     static const std::map<std::string_view, FARPROC> entries = {
         row("RtlGetVersion", &rtl_get_version), row("GetProductInfo", &get_product_info),
-        row("GetAdaptersAddresses", &list_adapters), row("CompareStringOrdinal", &CompareStringOrdinal)};
+        row("GetAdaptersAddresses", &list_adapters), row("CompareStringOrdinal", &CompareStringOrdinal),
+        row("FormatMessageW", &format_message)};
     if (now.fails_if(module == nullptr, ERROR_PROC_NOT_FOUND)) {
         return nullptr;
     }

@@ -102,8 +102,9 @@ public:
     std::set<std::string> missing; ///< modules ("Ws2_32.dll") and entries ("WSAPoll")
     std::vector<IP_ADAPTER_ADDRESSES> adapters;
     std::vector<IP_ADAPTER_INFO> older_adapters;
-    ULONG list_size = 15360;      ///< the room that `GetAdaptersAddresses` wants
-    ULONG older_list_size = 3520; ///< the room that `GetAdaptersInfo` wants
+    ULONG list_size = 15360;                ///< the room that `GetAdaptersAddresses` wants
+    ULONG older_list_size = 3520;           ///< the room that `GetAdaptersInfo` wants
+    std::map<DWORD, std::wstring> messages; ///< the sentences for codes
     std::vector<device> network_devices, modem_devices;
     std::map<std::string, DWORD> peers; ///< codes of connects by address; others fail at once, with 10065
     std::map<SOCKET, open_socket> sockets;

@@ -44,8 +44,8 @@ constexpr void store(Byte* at, Word word) noexcept {
 }
 
 /// The byte in every one of eight places.
-constexpr std::uint64_t each_of_8(std::uint8_t byte) noexcept {
-    return std::uint64_t{byte} * 0x0101'0101'0101'0101;
+constexpr std::uint64_t each_of_8(std::uint8_t value) noexcept {
+    return std::uint64_t{value} * 0x0101'0101'0101'0101;
 }
 
 // ---- Reading
@@ -135,29 +135,8 @@ private:
     std::size_t size_;
 };
 
-/// What a character does to the number before it. A digit appends itself; any other leaves the number as it
-/// is and is not passed.
-struct alignas(4) continuation {
-    std::uint8_t factor, addend, step;
-};
-
-inline constexpr auto continuations = [] {
-    std::array<continuation, 256> result{};
-    result.fill({1, 0, 0});
-    for (std::uint8_t digit = 0; digit < 10; ++digit) {
-        result['0' + digit] = {10, digit, 1};
-    }
-    return result;
-}();
-
 constexpr bool is_digit(char character) noexcept {
     return static_cast<unsigned char>(character - '0') < 10;
-}
-
-constexpr const char* append_digit(const char* at, unsigned& number) noexcept {
-    const continuation& next = continuations[static_cast<unsigned char>(*at)];
-    number = number * next.factor + next.addend;
-    return at + next.step;
 }
 
 /// A character's value as a hexadecimal digit of either case, or a bit above those of four digits.
@@ -195,29 +174,6 @@ constexpr const char* read_number(const char* at, std::uint64_t most, std::uint6
     return at;
 }
 
-/// Four octets. Whether one has one, two or three digits is random, and a branch on that would be
-/// mispredicted: what is wrong is gathered, and looked at once.
-constexpr const char* read_ipv4(const char* at, std::uint8_t* out) noexcept {
-    unsigned wrong = 0;
-    for (int i = 0;; ++i) {
-        const char* const begin = at;
-        unsigned octet = static_cast<unsigned char>(*at) - unsigned{'0'};
-        wrong |= octet > 9;
-        ++at;
-        at = append_digit(at, octet);
-        at = append_digit(at, octet);
-        wrong |= static_cast<unsigned>(octet > 255) | static_cast<unsigned>(*begin == '0' && at - begin > 1);
-        out[i] = static_cast<std::uint8_t>(octet);
-        if (i == 3) {
-            return wrong != 0 || is_digit(*at) ? nullptr : at;
-        }
-        if (*at != '.') {
-            return nullptr;
-        }
-        ++at;
-    }
-}
-
 /// One bit for each of eight bytes: its highest one.
 constexpr std::uint64_t highest_bits(std::uint64_t bytes) noexcept {
     return (bytes & each_of_8(0x80)) * 0x0002'0408'1020'4081 >> 56;
@@ -239,6 +195,28 @@ constexpr std::size_t take_lowest(std::uint64_t& bits) noexcept {
 /// below them is zero.
 constexpr std::uint32_t last_digits(std::uint32_t characters, std::size_t length) noexcept {
     return static_cast<std::uint32_t>(std::uint64_t{characters} << ((32 - 8 * length) & 63));
+}
+
+/// Four octets. Whether one has one, two or three digits is random, and a branch on that would be
+/// mispredicted: what is wrong is gathered, and looked at once.
+constexpr const char* read_ipv4(const char* at, std::uint32_t& out) noexcept {
+    constexpr unsigned least_values[] = {256, 0, 10, 100}; // by length: otherwise there is a leading zero
+    unsigned wrong = 0;
+    std::uint32_t octets = 0;
+    for (int i = 0; i < 4; ++i) {
+        const std::uint32_t characters = load<std::uint32_t>(at) ^ 0x3030'3030;
+        const std::uint64_t others = at_least(characters | std::uint64_t{0x80} << 24, 10) & 0x8080'8080;
+        const auto length = static_cast<std::size_t>(std::countr_zero(others)) / 8;
+        const std::uint32_t digits = last_digits(characters, length);
+        const std::uint32_t octet = (digits >> 8 & 0xFF) * 100 + (digits >> 16 & 0xFF) * 10 + (digits >> 24);
+        wrong |= static_cast<unsigned>(octet > 255) | static_cast<unsigned>(octet < least_values[length]) |
+                 static_cast<unsigned>(i < 3 && at[length] != '.');
+        octets |= octet << (8 * i);
+        at += length + 1;
+    }
+    --at;
+    out = octets;
+    return wrong != 0 || is_digit(*at) ? nullptr : at;
 }
 
 /// Eight groups of 16 bits, each in network order, the first one in the lowest bits.
@@ -297,11 +275,8 @@ constexpr bool read_full_form(const char* at, groups& out) noexcept {
 }
 
 /// Eight groups, of which `::` stands for one or more; the last two may be written as an IPv4 address.
-constexpr const char* read_ipv6(const char* at, std::uint8_t* out) noexcept {
-    groups all{};
-    if (at[29] == ':' && at[34] == ':' && read_full_form(at, all)) {
-        store(out, all.low);
-        store(out + 8, all.high);
+constexpr const char* read_ipv6(const char* at, groups& out) noexcept {
+    if (at[29] == ':' && at[34] == ':' && read_full_form(at, out)) {
         return at + 39;
     }
     // Of the first 40 characters, which no eight groups fill: the colons, and where the groups end.
@@ -344,6 +319,7 @@ constexpr const char* read_ipv6(const char* at, std::uint8_t* out) noexcept {
         const std::uint32_t first = next_group();
         return read_groups(first, next_group());
     };
+    groups all{};
     all.low = next_groups();
     all.low |= next_groups() << 32;
     all.high = next_groups();
@@ -351,12 +327,12 @@ constexpr const char* read_ipv6(const char* at, std::uint8_t* out) noexcept {
 
     const char* after = at + end;
     if (*after == '.') {
-        std::uint8_t octets[4] = {};
+        std::uint32_t octets = 0;
         after = read_ipv4(at + std::bit_width(colons), octets);
         if (after == nullptr || count > 7) {
             return nullptr;
         }
-        const groups tail{load<std::uint32_t>(octets), 0};
+        const groups tail{octets, 0};
         all = (all & first_groups[count - 1]) | tail.moved(count - 1);
         ++count;
     }
@@ -365,9 +341,7 @@ constexpr const char* read_ipv6(const char* at, std::uint8_t* out) noexcept {
     }
     // What follows the "::" goes to the end.
     const std::size_t places = 8 - count;
-    all = (all & first_groups[before_gap]) | (all.moved(places) & ~first_groups[before_gap + places]);
-    store(out, all.low);
-    store(out + 8, all.high);
+    out = (all & first_groups[before_gap]) | (all.moved(places) & ~first_groups[before_gap + places]);
     return after;
 }
 
