@@ -11,15 +11,12 @@
 #include "ip/address.h"
 #include "kvtip/address.hpp"
 #include "kvtip/kvtip.h"
+#include "kvtip/winsock.hpp"
 
 namespace kvtip::library {
 
-constexpr std::uint16_t to_host_order(std::uint16_t port) {
-    return static_cast<std::uint16_t>(port << 8 | port >> 8);
-}
-constexpr std::uint16_t to_network_order(std::uint16_t port) {
-    return to_host_order(port);
-}
+using detail::to_host_order;
+using detail::to_network_order;
 
 constexpr std::size_t size_of_family(std::uint8_t family) {
     return family == 4 ? 4 : family == 6 ? 16 : 0;
@@ -47,34 +44,20 @@ inline kvtip_address ipv6_address(const void* bytes, std::uint32_t scope = 0) {
 }
 
 /// No address for a family that is neither IPv4 nor IPv6.
-inline kvtip_address to_address(const ip::saddr& address) {
-    return address.family == ip::family_ipv4   ? ipv4_address(address.address4)
-           : address.family == ip::family_ipv6 ? ipv6_address(address.address6, address.scope_id)
-                                               : kvtip_address{};
+inline kvtip_address to_address(const ip::saddr& from) {
+    return kvtip::to_endpoint(from).native().address;
 }
 
-inline kvtip_endpoint to_endpoint(const ip::saddr& address) {
-    kvtip_endpoint result{};
-    result.address = to_address(address);
-    result.port = result.address.family == 0 ? std::uint16_t{0} : to_host_order(address.port);
-    return result;
+inline kvtip_endpoint to_endpoint(const ip::saddr& from) {
+    return kvtip::to_endpoint(from).native();
 }
 
-inline ip::saddr to_saddr(const kvtip_address& address, std::uint16_t port = 0) {
-    ip::saddr result;
-    result.family = to_system_family(address.family);
-    result.port = to_network_order(port);
-    if (address.family == 4) {
-        std::memcpy(result.address4, address.bytes, 4);
-    } else {
-        std::memcpy(result.address6, address.bytes, 16);
-        result.scope_id = address.scope;
-    }
-    return result;
+inline ip::saddr to_saddr(const kvtip_endpoint& from) {
+    return kvtip::to_saddr(kvtip::endpoint(from));
 }
 
-inline ip::saddr to_saddr(const kvtip_endpoint& endpoint) {
-    return to_saddr(endpoint.address, endpoint.port);
+inline ip::saddr to_saddr(const kvtip_address& from, std::uint16_t port = 0) {
+    return to_saddr(kvtip_endpoint{from, port, 0});
 }
 
 /// A hardware address; none if it has more bytes than there is room for.

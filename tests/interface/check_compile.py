@@ -9,7 +9,7 @@ from pathlib import Path
 
 WINDOWS = "#include <winsock2.h>\n#include <windows.h>\n"
 # Each use of these names is an error; those of min and max as a function, as with the macros of windows.h.
-MACROS = "".join(f"#define {name} a_macro(\n" for name in (
+MACROS = "".join(f"#undef {name.split('(')[0]}\n#define {name} a_macro(\n" for name in (
     "min(a, b)", "max(a, b)", "interface", "near", "far", "small", "ERROR", "IN", "OUT", "DELETE"))
 C99, CXX20 = ["-std=c99", "-x", "c"], ["-std=c++20", "-x", "c++"]
 
