@@ -6,13 +6,13 @@
  *   sentence and kvtip_error_name into its name. These codes mean the same everywhere:
  *       ERROR_NOT_ENOUGH_MEMORY (8)       memory is exhausted;
  *       ERROR_INVALID_PARAMETER (87)      misuse: a null pointer where none is allowed, options that do not
- *                                         hold together, a reserved byte that is not 0, text that is not
- * UTF-8; ERROR_CALL_NOT_IMPLEMENTED (120)  the system lacks an entry that this needs (see kvtip_entries);
+ *                                         hold together, a reserved byte that is not 0, invalid UTF-8;
+ *       ERROR_CALL_NOT_IMPLEMENTED (120)  the system lacks an entry that this needs (see kvtip_entries);
  *       WSAEINVAL (10022)                 text that is no address;
  *       WSAETIMEDOUT (10060)              the time is over.
  *   Every function may also return the code of a system library that cannot be loaded (126, 127) or started.
- * - Text is UTF-8 and ends at a zero byte. Text in a result is never null. Ports are in the host's byte
- * order, times in milliseconds, dates in seconds since 1970 (UTC), speeds in bits per second.
+ * - Text is UTF-8 and ends at a zero byte. Text in a result is never null. Ports are in the byte order of the
+ *   host, times in milliseconds, dates in seconds since 1970 (UTC), speeds in bits per second.
  * - A result that a function allocates is one block: kvtip_free gives it back, with everything that it points
  *   to. On failure the pointer to it is null. A list holds pointers to its rows. Rows and single results grow
  *   at their end in later versions; a program that was built earlier reads on what it knows.
@@ -21,11 +21,12 @@
  * - Every function may be called from any thread, and none from DllMain. No start is needed: a function holds
  *   the system's libraries while it runs. kvtip_start keeps them between calls, for speed. After a call the
  *   thread's last error means nothing, except that kvtip_free, kvtip_message, kvtip_error_name, kvtip_stop
- * and kvtip_close leave it alone.
+ *   and kvtip_close leave it alone.
  * - Nothing here needs administrator rights.
  *
  * The comment of each function ends in the same five lines: what it returns, what is left on failure, who
- * frees what, how long the call can block, and since which version it exists.
+ * frees what, how long the call can block, and since which version it exists. Types and members are as old as
+ * the functions that use them unless they say otherwise.
  */
 #ifndef KVTIP_KVTIP_H
 #define KVTIP_KVTIP_H
@@ -37,8 +38,8 @@
 #error "kvtIP exists for 64-bit programs only."
 #endif
 
-/* KVTIP_FUNCTION marks what the DLL exports. A program that links the library's objects defines KVTIP_STATIC.
- */
+/* KVTIP_FUNCTION marks what the DLL exports. A program that links the library's objects defines
+ * KVTIP_STATIC. */
 #if !defined(_WIN32)
 #define KVTIP_FUNCTION
 #define KVTIP_CALL
@@ -830,9 +831,8 @@ KVTIP_FUNCTION const char* KVTIP_CALL kvtip_ping_status_message(uint32_t status)
 /* ---- Sockets ----------------------------------------------------------------------------------------- */
 
 /* A socket of the system (SOCKET): blocking, overlapped and not inherited by child processes. It keeps the
- * socket library loaded and started until kvtip_close; closed in another way, it leaves these two counts
- * behind.
- */
+ * socket library loaded and started until kvtip_close. Closed in another way, it leaves these two counts
+ * behind. */
 typedef uintptr_t kvtip_socket;
 
 #define KVTIP_NO_SOCKET UINTPTR_MAX
