@@ -242,7 +242,7 @@ unsigned long find_scope() {
 }
 
 unsigned long find_route_row() {
-    return while_started([] { return discard<kvtip_route>(kvtip_route_to, &to_far4, 0); });
+    return while_started([] { return discard<kvtip_route>(kvtip_route_to, &to_far4, 0u); });
 }
 
 unsigned long find_older_route_row() {
