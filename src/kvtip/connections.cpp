@@ -112,21 +112,27 @@ MIB_TCP6ROW identity_of(const tcp6_row& row) {
     return result;
 }
 
-template <class Row>
-auto statistics_entry() {
-    const auto& bound = ip::detail::the_helper().iphlpapi;
-    if constexpr (is_ipv6<Row>) {
-        return bound.GetPerTcp6ConnectionEStats;
-    } else {
-        return bound.GetPerTcpConnectionEStats;
+/// The system's statistics of connections, by which it knows who opened one. Null where they are missing or
+/// not asked for.
+struct statistics {
+    decltype(&::GetPerTcpConnectionEStats) of_ipv4 = nullptr;
+    decltype(&::GetPerTcp6ConnectionEStats) of_ipv6 = nullptr;
+
+    template <class Row>
+    auto entry() const {
+        if constexpr (is_ipv6<Row>) {
+            return of_ipv6;
+        } else {
+            return of_ipv4;
+        }
     }
-}
+};
 
 /// Who opened the connection. Listeners have no direction.
 template <class Row>
-std::uint32_t direction_of(const Row& row) {
+std::uint32_t direction_of(const Row& row, const statistics& known) {
     if constexpr (is_tcp<Row>) {
-        const auto ask = statistics_entry<Row>();
+        const auto ask = known.entry<Row>();
         if (ask == nullptr || row.dwState == KVTIP_STATE_LISTEN) {
             return KVTIP_DIRECTION_UNKNOWN;
         }
@@ -139,14 +145,9 @@ std::uint32_t direction_of(const Row& row) {
         return options.ActiveOpen ? KVTIP_DIRECTION_OUT : KVTIP_DIRECTION_IN;
     } else {
         static_cast<void>(row);
+        static_cast<void>(known);
         return KVTIP_DIRECTION_UNKNOWN;
     }
-}
-
-/// Whether the system cannot say who opened the connections of a family that is listed.
-template <class Row>
-bool lacks_directions(const kvtip_connection_options& options) {
-    return (options.family == 0 || options.family == family_of<Row>)&&statistics_entry<Row>() == nullptr;
 }
 
 /// A table of the system.
@@ -218,12 +219,12 @@ bool is_wanted(const Row& row, const kvtip_connection_options& options) {
 }
 
 template <class Row>
-void fill(kvtip_connection& to, const Row& from, const process_list& processes, bool directions) {
+void fill(kvtip_connection& to, const Row& from, const process_list& processes, const statistics& known) {
     to.local = local_of(from);
     to.remote = remote_of(from);
     to.protocol = protocol_of<Row>;
     to.state = state_of(from);
-    to.direction = directions ? direction_of(from) : std::uint32_t{KVTIP_DIRECTION_UNKNOWN};
+    to.direction = direction_of(from, known);
     to.process = from.dwOwningPid;
     to.process_name = processes.name_of(from.dwOwningPid);
 }
@@ -251,10 +252,14 @@ std::uint32_t list_connections(const kvtip_connection_options& options,
     if ((options.flags & KVTIP_CONNECTIONS_NO_NAMES) == 0 && !processes.read()) {
         found.missing |= KVTIP_MISSING_PROCESS_NAMES;
     }
-    const bool directions = (options.flags & KVTIP_CONNECTIONS_NO_DIRECTION) == 0;
-    if (directions && protocol != KVTIP_UDP &&
-        (lacks_directions<tcp4_row>(options) || lacks_directions<tcp6_row>(options))) {
-        found.missing |= KVTIP_MISSING_DIRECTION;
+    statistics known;
+    if ((options.flags & KVTIP_CONNECTIONS_NO_DIRECTION) == 0 && protocol != KVTIP_UDP) {
+        const auto& bound = ip::detail::the_helper().iphlpapi;
+        known = {bound.GetPerTcpConnectionEStats, bound.GetPerTcp6ConnectionEStats};
+        if ((options.family != 6 && known.of_ipv4 == nullptr) ||
+            (options.family != 4 && known.of_ipv6 == nullptr)) {
+            found.missing |= KVTIP_MISSING_DIRECTION;
+        }
     }
     *connections = block::make<kvtip_connection_list>([&](block& out, kvtip_connection_list& list) {
         list.missing = found.missing;
@@ -262,7 +267,7 @@ std::uint32_t list_connections(const kvtip_connection_options& options,
         out.flat_list(list, count, [&](auto add) {
             found.for_each_row([&](const auto& row) {
                 if (is_wanted(row, options)) {
-                    fill(add(), row, processes, directions);
+                    fill(add(), row, processes, known);
                 }
             });
         });

@@ -77,7 +77,7 @@ std::wstring_view process_list::find(std::uint32_t id) const {
     return found == nullptr ? std::wstring_view() : found->name;
 }
 
-const char* process_list::name_of(std::uint32_t id) const {
+const char* process_list::known_name_of(std::uint32_t id) const {
     const process* found = record_of(id);
     return found == nullptr ? "" : found->text;
 }

@@ -20,7 +20,7 @@ public:
 
     /// Writes all names into a block, for `name_of` to return them there.
     void lay_out(block& out);
-    const char* name_of(std::uint32_t id) const;
+    const char* name_of(std::uint32_t id) const { return processes_.empty() ? "" : known_name_of(id); }
 
 private:
     struct process {
@@ -28,6 +28,7 @@ private:
         std::wstring name;
         const char* text;
     };
+    const char* known_name_of(std::uint32_t id) const;
     const process* record_of(std::uint32_t id) const;
 
     std::vector<process> processes_; ///< by identifier

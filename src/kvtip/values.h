@@ -28,10 +28,9 @@ constexpr std::uint16_t to_system_family(std::uint32_t family) {
 }
 
 inline kvtip_address ipv4_address(const void* bytes) {
-    kvtip_address result{};
-    result.family = 4;
-    std::memcpy(result.bytes, bytes, 4);
-    return result;
+    std::uint32_t octets = 0;
+    std::memcpy(&octets, bytes, sizeof octets);
+    return detail::address_of({4, octets, 0});
 }
 
 /// A scope where there can be none is left out.
