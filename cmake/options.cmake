@@ -19,8 +19,8 @@ if(MSVC)
 endif()
 
 target_compile_options(kvtip_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
-  -Wcast-align -Wformat=2 -Wno-format-nonliteral $<$<BOOL:${KVTIP_WARNINGS_AS_ERRORS}>:-Werror>)
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wcast-align -Wformat=2 -Wno-format-nonliteral
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast> $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<BOOL:${KVTIP_WARNINGS_AS_ERRORS}>:-Werror>)
 # The binaries contain no path of the build machine.
 target_compile_options(kvtip_options INTERFACE
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
