@@ -2,7 +2,6 @@
 #include <ws2tcpip.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <iterator>
 #include <new>
@@ -16,9 +15,9 @@
 #include "adapters/adapter_fields.h"
 #include "address/convert.h"
 #include "address/parse.h"
+#include "binding/remote_access.h"
 #include "binding/system_list.h"
 #include "ip/adapter_enumerator.h"
-#include "ip/detail/owners.h"
 
 namespace ip {
 
@@ -28,29 +27,12 @@ namespace {
 
 using ras_connection = RASCONNW; // the platform's name is a macro
 
-/// The full path of a file in the system folder; empty if the system does not report that folder.
-std::wstring system_file(const wchar_t* name) {
-    wchar_t folder[MAX_PATH];
-    const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
-    return length == 0 || length >= MAX_PATH ? std::wstring() : std::wstring(folder, length) + L'\\' + name;
-}
-
-/// The remote-access library, loaded for as long as this object lives. If it is missing or fails, there are
-/// no connections.
+/// The remote-access library. If it is missing or fails, there are no connections.
 class remote_access {
 public:
-    remote_access() {
-        // By its full path, so that no other folder can supply it.
-        const std::wstring path = system_file(L"rasapi32.dll");
-        if (!path.empty() && library_.load(path.c_str())) {
-            enumerate_ = std::bit_cast<decltype(enumerate_)>(library_.find("RasEnumConnectionsW"));
-            project_ = std::bit_cast<decltype(project_)>(library_.find("RasGetProjectionInfoW"));
-        }
-    }
-
     std::vector<ras_connection> connections() const {
         std::vector<ras_connection> found;
-        if (enumerate_ != nullptr) {
+        if (library_.RasEnumConnectionsW != nullptr) {
             // The records of Windows 6.0, 5.1, 5.0 and 4.0. A system refuses those that it does not know.
             for (const DWORD record_size : {1388u, 1372u, 1360u, 1344u}) {
                 if (list_connections(record_size, found) != ERROR_INVALID_SIZE) {
@@ -68,7 +50,8 @@ public:
         projection.dwSize = sizeof projection;
         DWORD size = sizeof projection;
         addr address;
-        if (project_ != nullptr && project_(connection.hrasconn, RASP_PppIp, &projection, &size) == 0) {
+        if (library_.RasGetProjectionInfoW != nullptr &&
+            library_.RasGetProjectionInfoW(connection.hrasconn, RASP_PppIp, &projection, &size) == 0) {
             parse_address(terminated(projection.szIpAddress).c_str(), address);
         }
         return address;
@@ -86,7 +69,8 @@ private:
             records.assign(std::max<std::size_t>(size, record_size), 0);
             std::memcpy(records.data(), &record_size, sizeof record_size);
             size = static_cast<DWORD>(records.size());
-            code = enumerate_(reinterpret_cast<ras_connection*>(records.data()), &size, &count);
+            code = library_.RasEnumConnectionsW(reinterpret_cast<ras_connection*>(records.data()), &size,
+                                                &count);
         }
         if (code == 0) {
             connections.resize(std::min<std::size_t>(count, records.size() / record_size));
@@ -99,9 +83,7 @@ private:
         return code;
     }
 
-    module_handle library_;
-    decltype(&::RasEnumConnectionsW) enumerate_ = nullptr;
-    decltype(&::RasGetProjectionInfoW) project_ = nullptr;
+    remote_access_entries library_;
 };
 
 template <class Predicate>

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <span>
+#include <string>
 #include <type_traits>
 
 #include "ip/detail/owners.h"
@@ -28,6 +29,18 @@ struct entry_table {
     const wchar_t* module;
     bool is_required; ///< whether the library starts only if all of them exist
     std::span<const entry> rows;
+    bool is_in_system_folder = false; ///< whether no other folder may supply the module
+
+    /// Loads the module: by its name, for which the program says where to search, or by its full path.
+    bool load(module_handle& library) const {
+        if (!is_in_system_folder) {
+            return library.load(module);
+        }
+        wchar_t folder[MAX_PATH];
+        const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+        return length != 0 && length < MAX_PATH &&
+               library.load((std::wstring(folder, length) + L'\\' + module).c_str());
+    }
 };
 
 template <class Binding, auto Member>
@@ -47,6 +60,7 @@ inline constexpr const char* no_start = "The library does not start.";
 std::span<const entry_table> winsock_tables();
 std::span<const entry_table> iphlpapi_tables();
 std::span<const entry_table> dnsapi_tables();
+std::span<const entry_table> remote_access_tables();
 
 } // namespace ip::detail
 

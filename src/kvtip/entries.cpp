@@ -22,20 +22,21 @@ struct found_entry {
 
 void append(std::vector<found_entry>& found, const entry_table& table) {
     module_handle module;
-    const bool loaded = module.load(table.module);
+    const bool loaded = table.load(module);
     for (const entry& row : table.rows) {
         const bool bound = loaded && module.find(row.name) != nullptr;
         found.push_back({&row, &table,
-                         bound                ? KVTIP_ENTRY_BOUND
-                         : row.has_substitute ? KVTIP_ENTRY_SUBSTITUTED
-                                              : KVTIP_ENTRY_MISSING});
+                         bound                          ? KVTIP_ENTRY_BOUND
+                         : loaded && row.has_substitute ? KVTIP_ENTRY_SUBSTITUTED
+                                                        : KVTIP_ENTRY_MISSING});
     }
 }
 
 std::vector<found_entry> find_entries() {
     std::vector<found_entry> found;
-    for (const auto& tables : {ip::detail::winsock_tables(), ip::detail::iphlpapi_tables(),
-                               ip::detail::dnsapi_tables(), system_tables()}) {
+    for (const auto& tables :
+         {ip::detail::winsock_tables(), ip::detail::iphlpapi_tables(), ip::detail::dnsapi_tables(),
+          ip::detail::remote_access_tables(), system_tables()}) {
         for (const entry_table& table : tables) {
             append(found, table);
         }

@@ -361,12 +361,11 @@ constexpr std::string_view absorbed =
     " ExpandEnvironmentStringsW() GetAdaptersAddresses() ioctlsocket() freeaddrinfo() FreeAddrInfoW()"
     " gethostbyaddr() getservbyport() getservbyname() DnsRecordListFree() IcmpCloseHandle() FreeMibTable()"
     " EStats() EStats6() GetNetworkParams() GetBestRoute() GetSystemDirectoryW() S:\\rasapi32.dll"
-    " RasEnumConnectionsW RasGetProjectionInfoW FreeLibrary(S:\\rasapi32.dll) RasEnumConnectionsW()"
-    " RasGetProjectionInfoW()";
+    " FreeLibrary(S:\\rasapi32.dll) RasEnumConnectionsW() RasGetProjectionInfoW()";
 
 bool is_optional_entry(const std::string& name) {
-    for (const auto& tables :
-         {ip::detail::winsock_tables(), ip::detail::iphlpapi_tables(), kvtip::library::system_tables()}) {
+    for (const auto& tables : {ip::detail::winsock_tables(), ip::detail::iphlpapi_tables(),
+                               ip::detail::remote_access_tables(), kvtip::library::system_tables()}) {
         for (const ip::detail::entry_table& table : tables) {
             const auto found = std::find_if(table.rows.begin(), table.rows.end(),
                                             [&](const auto& row) { return row.name == name; });

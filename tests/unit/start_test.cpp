@@ -107,6 +107,7 @@ TEST(Entries, SayWhatTheSystemHas) {
     EXPECT_EQ(state_of("WSAStartup"), 10u + KVTIP_ENTRY_MISSING);
     EXPECT_EQ(state_of("SendARP"), 10u + KVTIP_ENTRY_BOUND);
     EXPECT_EQ(state_of("DnsQuery_W"), KVTIP_ENTRY_MISSING);
+    EXPECT_EQ(state_of("RasEnumConnectionsW"), KVTIP_ENTRY_BOUND);
     kvtip_free(entries);
     EXPECT_EQ(kvtip_entries(nullptr), DWORD{ERROR_INVALID_PARAMETER});
 }
