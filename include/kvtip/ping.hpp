@@ -53,8 +53,17 @@ struct ping_result {
     std::chrono::milliseconds round_trip_time{};
     std::uint32_t time_to_live = 0; ///< of the answer; 0 if the system does not say
 
-    /// A sentence for the status.
-    const char* message() const noexcept { return kvtip_ping_status_message(status); }
+    /// A sentence for the outcome.
+    const char* message() const noexcept {
+        switch (outcome) {
+        case ping_outcome::none:
+            return "The ping was not sent.";
+        case ping_outcome::data_differs:
+            return "The answer has other data than was sent.";
+        default:
+            return kvtip_ping_status_message(status);
+        }
+    }
 };
 
 /// Pings a host and waits for the answer: `kvtip_ping`. An unanswered ping is a result and no error.

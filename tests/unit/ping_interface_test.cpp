@@ -1,5 +1,6 @@
 // Ping of the C interface.
 
+#include "kvtip/ping.hpp"
 #include "scripted_system.h"
 #include "text.h"
 
@@ -198,6 +199,12 @@ TEST_F(Ping, NeedsEntries) {
     }
     system.answers["Icmp6CreateFile"] = {5};
     EXPECT_EQ(ping(mapped), "5" + nothing);
+}
+
+TEST_F(Ping, HasASentenceWhereNoStatusSaysWhatIsWrong) {
+    give({.last = 'F'});
+    EXPECT_STREQ(kvtip::ping(kvtip::address(target)).message(), "The answer has other data than was sent.");
+    EXPECT_STREQ(kvtip::ping_result().message(), "The ping was not sent.");
 }
 
 } // namespace
