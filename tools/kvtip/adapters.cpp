@@ -1,88 +1,91 @@
-#include <bit>
+#include "kvtip/adapters.hpp"
+
 #include <ctime>
-#include <numeric>
+#include <optional>
 #include <span>
+#include <vector>
 
-#include <windows.h>
-
-#include "all_adapters.h"
 #include "command.h"
-#include "ip/adapter_enumerator.h"
 #include "layout.h"
 #include "network_values.h"
 
 namespace {
 
-value prefix_length_value(const ip::addr& mask) {
-    if (mask.family == ip::family_none) {
-        return nullptr;
+/// Bytes as "02-00-5E"; null for none.
+value bytes_value(std::span<const std::uint8_t> bytes) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        text += {digits[byte >> 4], digits[byte & 15], '-'};
     }
-    const std::span<const std::uint8_t> bytes(mask.address, mask.family == ip::family_ipv4 ? 4 : 16);
-    return std::accumulate(bytes.begin(), bytes.end(), 0,
-                           [](int sum, std::uint8_t byte) { return sum + std::popcount(byte); });
+    return text_or_null(std::string_view(text).substr(0, text.empty() ? 0 : text.size() - 1));
 }
 
-value addresses_value(ip::adapter_enumerator& adapters) {
-    value result = value::list();
-    for (ip::_SFindAddress found; adapters.find_next_addr(found); found = {}) {
-        result.add({{"address", address_value(found.address)},
-                    {"mask", address_value(found.mask)},
-                    {"prefix_length", prefix_length_value(found.mask)},
-                    {"lease_obtained", number_or_null(found.lease_obtained)},
-                    {"lease_expires", number_or_null(found.lease_expires)}});
-    }
-    return result;
+/// The mask of a network: the last of all addresses, less the bits after the prefix.
+value mask_value(const kvtip::network& network) {
+    const kvtip::address last = kvtip::network::of(network.address(), 0).last();
+    return address_value(kvtip::network::of(last, network.prefix_length()).address());
 }
 
-value adapter_value(const ip::_SFindAdapter& adapter, value addresses) {
-    return {{"name", adapter.name},
-            {"friendly_name", text_or_null(adapter.friendly_name)},
+value date_value(const std::optional<std::chrono::sys_seconds>& date) {
+    return date ? value(date->time_since_epoch().count()) : value();
+}
+
+value metric_value(const std::optional<std::uint32_t>& metric) {
+    return metric ? value(*metric) : value();
+}
+
+value own_address_value(const kvtip::adapter_address& found) {
+    const bool has_prefix = found.prefix_length != kvtip::unknown_prefix;
+    return {{"address", address_value(found.address)},
+            {"mask", mask_value(found.network())},
+            {"prefix_length", has_prefix ? value(found.prefix_length) : value()},
+            {"lease_obtained", date_value(found.lease_obtained)},
+            {"lease_expires", date_value(found.lease_expires)}};
+}
+
+value adapter_value(const kvtip::adapter& adapter) {
+    return {{"name", adapter.guid},
+            {"friendly_name", text_or_null(adapter.name)},
             {"description", text_or_null(adapter.description)},
             {"index", number_or_null(adapter.index)},
             {"ipv6_index", number_or_null(adapter.ipv6_index)},
             {"type", adapter.type},
-            {"oper_status", adapter.oper_status},
-            {"hw_address", bytes_value({adapter.hw_address, adapter.hw_address_length})},
-            {"addresses", std::move(addresses)},
-            {"gateways", address_list(adapter.gateways)},
-            {"dns_servers", address_list(adapter.dns_servers)},
+            {"oper_status", static_cast<std::uint32_t>(adapter.status)},
+            {"hw_address", text_or_null(adapter.mac.text())},
+            {"addresses", list_of(adapter.addresses, own_address_value)},
+            {"gateways", list_of(adapter.gateways, address_value)},
+            {"dns_servers", list_of(adapter.dns_servers, address_value)},
             {"dns_suffix", text_or_null(adapter.dns_suffix)},
             {"dhcp_enabled", adapter.dhcp_enabled},
             {"dhcp_server", address_value(adapter.dhcp_server)},
             {"dhcpv6_server", address_value(adapter.dhcpv6_server)},
             {"dhcpv6_duid", bytes_value(adapter.dhcpv6_duid)},
             {"dhcpv6_iaid", number_or_null(adapter.dhcpv6_iaid)},
-            {"ipv4_metric", adapter.ipv4_metric},
-            {"ipv6_metric", adapter.ipv6_metric},
-            {"device_instance_id", text_or_null(adapter.device_instance_id)}};
+            {"ipv4_metric", metric_value(adapter.ipv4_metric)},
+            {"ipv6_metric", metric_value(adapter.ipv6_metric)},
+            {"device_instance_id", text_or_null(adapter.device_id)}};
 }
 
 value list_adapters(const line_sink& /*show*/) {
-    value result = value::list();
-    for_each_adapter([&](const ip::_SFindAdapter& adapter, ip::adapter_enumerator& adapters) {
-        result.add(adapter_value(adapter, addresses_value(adapters)));
-    });
-    return result;
+    return list_of(kvtip::adapters(), adapter_value);
 }
 
-constexpr number_name types[] = {{ip::interface_type_ethernet, "Ethernet"},
-                                 {ip::interface_type_ppp, "PPP"},
-                                 {ip::interface_type_loopback, "loopback"},
-                                 {ip::interface_type_wlan, "IEEE 802.11"},
-                                 {ip::interface_type_tunnel, "tunnel"},
-                                 {ip::interface_type_ieee1394, "IEEE 1394"},
-                                 {ip::interface_type_mobile_broadband, "mobile broadband"}};
-constexpr number_name statuses[] = {{ip::oper_status_up, "up"},
-                                    {ip::oper_status_down, "down"},
-                                    {ip::oper_status_testing, "testing"},
-                                    {ip::oper_status_unknown, "unknown"},
-                                    {ip::oper_status_dormant, "dormant"},
-                                    {ip::oper_status_not_present, "not present"},
-                                    {ip::oper_status_lower_layer_down, "lower layer down"}};
+/// IANA ifType.
+constexpr number_name types[] = {{6, "Ethernet"},          {23, "PPP"},     {24, "loopback"},
+                                 {71, "IEEE 802.11"},      {131, "tunnel"}, {144, "IEEE 1394"},
+                                 {243, "mobile broadband"}};
+constexpr number_name statuses[] = {{KVTIP_ADAPTER_UP, "up"},
+                                    {KVTIP_ADAPTER_DOWN, "down"},
+                                    {KVTIP_ADAPTER_TESTING, "testing"},
+                                    {KVTIP_ADAPTER_UNKNOWN, "unknown"},
+                                    {KVTIP_ADAPTER_DORMANT, "dormant"},
+                                    {KVTIP_ADAPTER_NOT_PRESENT, "not present"},
+                                    {KVTIP_ADAPTER_LOWER_LAYER_DOWN, "lower layer down"}};
 
 /// "Ethernet (6)", or just the number where it has no name.
 std::string named(std::span<const number_name> names, const value& number) {
-    const value name = name_value(names, static_cast<std::uint32_t>(number.number()));
+    const value name = name_value(names, number.number());
     return name.is_null() ? plain_text(number) : name.text() + " (" + plain_text(number) + ")";
 }
 
@@ -97,9 +100,6 @@ std::string time_text(const value& seconds) {
 }
 
 value address_line(const value& address) {
-    if (address["address"].is_null()) {
-        return nullptr;
-    }
     std::string line = address["address"].text();
     if (!address["prefix_length"].is_null()) {
         line += "/" + plain_text(address["prefix_length"]);
@@ -109,14 +109,6 @@ value address_line(const value& address) {
                 time_text(address["lease_expires"]) + " UTC";
     }
     return line;
-}
-
-value address_lines(const value& addresses) {
-    value lines = value::list();
-    for (const value& address : addresses.elements()) {
-        lines.add(address_line(address));
-    }
-    return lines;
 }
 
 std::string adapter_block(const value& adapter) {
@@ -129,7 +121,7 @@ std::string adapter_block(const value& adapter) {
     append_field(text, "type", named(types, adapter["type"]));
     append_field(text, "status", named(statuses, adapter["oper_status"]));
     append_field(text, "MAC", adapter["hw_address"]);
-    append_field(text, "address", address_lines(adapter["addresses"]));
+    append_field(text, "address", list_of(adapter["addresses"].elements(), address_line));
     append_field(text, "gateway", adapter["gateways"]);
     append_field(text, "DNS server", adapter["dns_servers"]);
     append_field(text, "DNS suffix", adapter["dns_suffix"]);
@@ -138,8 +130,8 @@ std::string adapter_block(const value& adapter) {
     append_field(text, "DHCPv6 server", adapter["dhcpv6_server"]);
     append_field(text, "DHCPv6 DUID", adapter["dhcpv6_duid"]);
     append_field(text, "DHCPv6 IAID", adapter["dhcpv6_iaid"]);
-    append_field(text, "IPv4 metric", number_or_null(adapter["ipv4_metric"].number()));
-    append_field(text, "IPv6 metric", number_or_null(adapter["ipv6_metric"].number()));
+    append_field(text, "IPv4 metric", adapter["ipv4_metric"]);
+    append_field(text, "IPv6 metric", adapter["ipv6_metric"]);
     append_field(text, "device", adapter["device_instance_id"]);
     return text;
 }

@@ -1,18 +1,19 @@
-#include <vector>
-
 #include "arguments.h"
 #include "command.h"
-#include "errors.h"
-#include "ip/adapter_enumerator.h"
+#include "kvtip/adapters.hpp"
 #include "layout.h"
 #include "network_values.h"
 
 namespace {
 
-value list_addresses(unsigned short family) {
-    std::vector<ip::addr> found;
-    check(ip::localaddresses(found, family), "localaddresses");
-    return address_list(found);
+value list_addresses(kvtip::family family) {
+    value result = value::list();
+    for (const kvtip::adapter& adapter : kvtip::adapters({.family = family})) {
+        for (const kvtip::adapter_address& each : adapter.addresses) {
+            result.add(address_value(each.address));
+        }
+    }
+    return result;
 }
 
 operation prepare(parameters& expected) {

@@ -11,8 +11,8 @@ class parameters;
 /// Shows a line while the work still goes on.
 using line_sink = std::function<void(std::string_view line)>;
 
-/// The work of a subcommand. It throws `kvt::exceptions::error` where an operation fails, and `usage_error`
-/// where an argument turns out to be unusable.
+/// The work of a subcommand. It throws `std::system_error` where an operation fails, and `usage_error` where
+/// an argument turns out to be unusable.
 using operation = std::function<value(const line_sink& show)>;
 
 /// A subcommand: one file, and one row in main.cpp's table.
@@ -25,7 +25,6 @@ struct command {
     std::string (*text)(const value& result);
     /// The reason if the result counts as a failure, otherwise empty; null if it never does.
     std::string (*failure)(const value& result) = nullptr;
-    bool starts_library_itself = false; ///< otherwise the library is started before the work
 };
 
 extern const command adapters_command;

@@ -56,7 +56,7 @@ void parameters::exclude(const char* one, const char* other) {
 
 void parse(std::span<const command* const> commands, std::vector<std::string> arguments, request& asked) {
     CLI::App app("Shows this host's IP networking, looks names up and tests whether hosts answer.", "kvtip");
-    app.set_version_flag("--version", "kvtip " KVTIP_VERSION, "Print the version and exit");
+    app.set_version_flag("--version", "kvtip " KVTIP_TOOL_VERSION, "Print the version and exit");
     app.require_subcommand(0, 1);
     std::vector<operation> operations;
     for (const command* each : commands) {

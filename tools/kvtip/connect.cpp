@@ -2,18 +2,17 @@
 #include <cmath>
 #include <optional>
 
-#include <ws2tcpip.h>
-
 #include "arguments.h"
 #include "command.h"
-#include "errors.h"
-#include "ip/winsock2.h"
+#include "kvtip/names.hpp"
+#include "kvtip/socket.hpp"
 #include "layout.h"
 #include "network_values.h"
 
 namespace {
 
-using ip::winsock2;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 constexpr unsigned longest_timeout = 86400;
 
@@ -21,59 +20,28 @@ struct target {
     std::shared_ptr<const std::string> host;
     std::optional<std::uint32_t> port;
     double timeout = 0; ///< in seconds; 0 for as long as the system takes
-};
 
-/// A TCP socket, closed with the object.
-class tcp_socket {
-public:
-    explicit tcp_socket(unsigned short family) {
-        check(winsock2::socket(socket_, SOCK_STREAM, IPPROTO_TCP, family), "socket");
+    kvtip::connect_options options() const {
+        return {.timeout =
+                    timeout > 0 ? milliseconds(std::lround(std::ceil(timeout * 1e3))) : kvtip::forever};
     }
-    ~tcp_socket() { winsock2::closesocket(socket_); }
-    tcp_socket(const tcp_socket&) = delete;
-    tcp_socket& operator=(const tcp_socket&) = delete;
-
-    const ip::socket& get() const { return socket_; }
-
-private:
-    ip::socket socket_;
 };
-
-using end_operation = unsigned long (*)(const ip::socket&, ip::saddr&);
-
-value end_value(const ip::socket& s, end_operation which) {
-    ip::saddr address;
-    check(which(s, address), "address");
-    return endpoint_value(address);
-}
-
-value attempt(ip::saddr remote, const target& to) {
-    remote.port = swap_bytes(static_cast<std::uint16_t>(*to.port));
-    const auto microseconds = static_cast<long long>(std::ceil(to.timeout * 1e6));
-    const timeval timeout{static_cast<long>(microseconds / 1000000),
-                          static_cast<long>(microseconds % 1000000)};
-
-    const tcp_socket s(remote.family);
-    const auto start = std::chrono::steady_clock::now();
-    check(winsock2::connect(s.get(), remote, to.timeout > 0 ? &timeout : nullptr), "connect");
-    const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;
-    return {{"local", end_value(s.get(), winsock2::getsockname)},
-            {"remote", end_value(s.get(), winsock2::getpeername)},
-            {"milliseconds", std::round(taken.count() * 100) / 100}};
-}
 
 /// Tries one address after the other; the error is that of the last one.
 value connect_to(const target& to) {
-    const std::vector<ip::saddr> addresses = find_addresses(*to.host);
-    for (std::size_t i = 0;; ++i) {
-        try {
-            return attempt(addresses[i], to);
-        } catch (const kvt::exceptions::error&) {
-            if (i + 1 == addresses.size()) {
-                throw;
-            }
+    std::error_code error;
+    for (const kvtip::endpoint& remote :
+         kvtip::resolve(*to.host, static_cast<std::uint16_t>(*to.port)).endpoints) {
+        const auto start = steady_clock::now();
+        const kvtip::connect_result made = kvtip::connect(remote, to.options(), error);
+        const std::chrono::duration<double, std::milli> taken = steady_clock::now() - start;
+        if (!error) {
+            return {{"local", endpoint_value(made.local)},
+                    {"remote", endpoint_value(made.remote)},
+                    {"milliseconds", std::round(taken.count() * 100) / 100}};
         }
     }
+    throw std::system_error(error);
 }
 
 operation prepare(parameters& expected) {

@@ -1,72 +1,60 @@
+#include "kvtip/connections.hpp"
+
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <vector>
 
-#include <winsock2.h>
-
 #include "arguments.h"
 #include "command.h"
-#include "errors.h"
-#include "ip/hlpapi.h"
 #include "layout.h"
 #include "network_values.h"
-#include "processes.h"
 
 namespace {
 
-using connection = ip::hlpapi::_SIpConnection;
-
 constexpr number_name states[] = {
-    {ip::tcp_state_closed, "closed"},           {ip::tcp_state_listen, "listen"},
-    {ip::tcp_state_syn_sent, "syn-sent"},       {ip::tcp_state_syn_received, "syn-received"},
-    {ip::tcp_state_established, "established"}, {ip::tcp_state_fin_wait_1, "fin-wait-1"},
-    {ip::tcp_state_fin_wait_2, "fin-wait-2"},   {ip::tcp_state_close_wait, "close-wait"},
-    {ip::tcp_state_closing, "closing"},         {ip::tcp_state_last_ack, "last-ack"},
-    {ip::tcp_state_time_wait, "time-wait"},     {ip::tcp_state_delete_tcb, "delete-tcb"}};
-constexpr number_name directions[] = {{ip::direction_accepted, "accepted"}, {ip::direction_opened, "opened"}};
-constexpr number_name protocols[] = {{IPPROTO_TCP, "TCP"}, {IPPROTO_UDP, "UDP"}};
+    {KVTIP_STATE_CLOSED, "closed"},           {KVTIP_STATE_LISTEN, "listen"},
+    {KVTIP_STATE_SYN_SENT, "syn-sent"},       {KVTIP_STATE_SYN_RECEIVED, "syn-received"},
+    {KVTIP_STATE_ESTABLISHED, "established"}, {KVTIP_STATE_FIN_WAIT_1, "fin-wait-1"},
+    {KVTIP_STATE_FIN_WAIT_2, "fin-wait-2"},   {KVTIP_STATE_CLOSE_WAIT, "close-wait"},
+    {KVTIP_STATE_CLOSING, "closing"},         {KVTIP_STATE_LAST_ACK, "last-ack"},
+    {KVTIP_STATE_TIME_WAIT, "time-wait"},     {KVTIP_STATE_DELETE_TCB, "delete-tcb"}};
+constexpr number_name directions[] = {{KVTIP_DIRECTION_IN, "accepted"}, {KVTIP_DIRECTION_OUT, "opened"}};
+constexpr number_name protocols[] = {{KVTIP_TCP, "TCP"}, {KVTIP_UDP, "UDP"}};
 
 /// What to list.
 struct selection {
     bool tcp = false;
     bool udp = false;
-    std::function<unsigned short()> family;
+    std::function<kvtip::family()> family;
     std::string state; ///< empty for all
     std::optional<std::uint32_t> pid;
 
-    unsigned long protocol() const { return tcp ? IPPROTO_TCP : udp ? IPPROTO_UDP : 0; }
-    unsigned long state_number() const {
+    kvtip::connection_options options() const {
         const auto* found = std::find_if(std::begin(states), std::end(states),
                                          [&](const number_name& each) { return each.name == state; });
-        return found == std::end(states) ? 0 : found->number;
+        return {.protocol = tcp   ? kvtip::protocol::tcp
+                            : udp ? kvtip::protocol::udp
+                                  : kvtip::protocol::any,
+                .family = family(),
+                .state = found == std::end(states) ? kvtip::connection_state::none
+                                                   : static_cast<kvtip::connection_state>(found->number),
+                .process = pid};
     }
 };
 
-value connection_value(const connection& each, const process_names& processes) {
-    const bool has_remote = each.protocol == IPPROTO_TCP && each.state != ip::tcp_state_listen;
-    return {{"protocol", name_value(protocols, each.protocol)},
+value connection_value(const kvtip::connection& each) {
+    const auto state = static_cast<std::uint32_t>(each.state);
+    const auto direction = static_cast<std::uint32_t>(each.direction);
+    return {{"protocol", name_value(protocols, static_cast<std::uint32_t>(each.protocol))},
             {"local", endpoint_value(each.local)},
-            {"remote", has_remote ? endpoint_value(each.remote) : value()},
-            {"state", each.state},
-            {"state_name", name_value(states, each.state)},
-            {"direction", each.direction},
-            {"direction_name", name_value(directions, each.direction)},
-            {"pid", number_or_null(each.pid)},
-            {"process", processes.find(each.pid)}};
-}
-
-value list_connections(const selection& wanted) {
-    std::vector<connection> connections;
-    check(ip::hlpapi::getConnections(connections, wanted.protocol(), wanted.family(), wanted.state_number()),
-          "getConnections");
-    const process_names processes;
-    value result = value::list();
-    for (const connection& each : connections) {
-        if (each.pid == wanted.pid.value_or(each.pid)) {
-            result.add(connection_value(each, processes));
-        }
-    }
-    return result;
+            {"remote", each.remote ? endpoint_value(each.remote) : value()},
+            {"state", state},
+            {"state_name", name_value(states, state)},
+            {"direction", direction},
+            {"direction_name", name_value(directions, direction)},
+            {"pid", number_or_null(each.process)},
+            {"process", text_or_null(each.process_name)}};
 }
 
 operation prepare(parameters& expected) {
@@ -82,7 +70,9 @@ operation prepare(parameters& expected) {
     expected.exclude("--state", "--udp");
     expected.add_number("--pid", wanted->pid, "Only those of this process; 0 for those without one", 0,
                         4294967295);
-    return [wanted](const line_sink&) { return list_connections(*wanted); };
+    return [wanted](const line_sink&) {
+        return list_of(kvtip::connections(wanted->options()), connection_value);
+    };
 }
 
 std::string text(const value& result) {

@@ -5,7 +5,7 @@
 #include <windows.h>
 
 #include "encoding.h"
-#include "kvt/exceptions/error.h"
+#include "kvtip/error.hpp"
 
 namespace {
 
@@ -17,7 +17,7 @@ void write_all(Text text, Write write) {
         DWORD written = 0;
         SetLastError(ERROR_WRITE_FAULT); // for a write that succeeds without writing anything
         if (!write(text.data(), static_cast<DWORD>(std::min(text.size(), piece)), &written) || written == 0) {
-            throw kvt::exceptions::error(GetLastError(), "write");
+            throw std::system_error(static_cast<int>(GetLastError()), kvtip::category());
         }
         text.remove_prefix(written);
     }

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-/// Writes UTF-8 to standard output. Throws `kvt::exceptions::error` when not all of it can be written.
+/// Writes UTF-8 to standard output. Throws `std::system_error` when not all of it can be written.
 void print(std::string_view text);
 
 /// Writes a line to standard output, control characters in it as escapes. Throws like `print`.

@@ -1,60 +1,35 @@
 #include <algorithm>
-#include <iterator>
-#include <sstream>
 #include <vector>
 
-#include "all_adapters.h"
-#include "arguments.h"
 #include "command.h"
-#include "ip/adapter_enumerator.h"
-#include "ip/winsock2.h"
+#include "kvtip/adapters.hpp"
 #include "layout.h"
 #include "network_values.h"
 
 namespace {
 
-/// What an adapter without IPv6 name servers shows instead.
-constexpr const char* placeholders[] = {"fec0:0:0:ffff::1", "fec0:0:0:ffff::2", "fec0:0:0:ffff::3"};
-
-bool is_same(const ip::saddr& one, const ip::saddr& other) {
-    return one.family == other.family &&
-           (one.family == ip::family_ipv4 ? std::equal(one.address4, std::end(one.address4), other.address4)
-                                          : std::equal(one.address6, std::end(one.address6), other.address6));
-}
-
-/// Compares addresses, since an address has several texts.
-bool has_server(const ip::_SFindAdapter& adapter, const std::string& text) {
-    ip::addr server;
-    return ip::winsock2::address_from_string(server, text.c_str()) == 0 &&
-           std::any_of(adapter.dns_servers.begin(), adapter.dns_servers.end(),
-                       [&](const ip::saddr& each) { return is_same(each, socket_address(server)); });
-}
-
-value adapters_with(const std::string& server, const std::vector<ip::_SFindAdapter>& adapters) {
-    value names = value::list();
-    for (const ip::_SFindAdapter& adapter : adapters) {
-        if (has_server(adapter, server)) {
-            names.add(display_name(adapter));
-        }
-    }
-    return names;
-}
+/// A name server, and the names of the adapters that have it.
+struct server {
+    kvtip::address address;
+    bool placeholder = false;
+    value adapters = value::list();
+};
 
 value list_servers(const line_sink& /*show*/) {
-    std::string servers;
-    ip::adapter_enumerator::retrievednsservers(servers);
-    std::vector<ip::_SFindAdapter> adapters;
-    for_each_adapter([&](const ip::_SFindAdapter& adapter, auto&) { adapters.push_back(adapter); });
-    value result = value::list();
-    std::istringstream rest(servers);
-    for (std::string server; std::getline(rest, server, ',');) {
-        const bool placeholder =
-            std::find(std::begin(placeholders), std::end(placeholders), server) != std::end(placeholders);
-        result.add({{"server", server},
-                    {"placeholder", placeholder},
-                    {"adapters", adapters_with(server, adapters)}});
+    std::vector<server> servers;
+    for (const kvtip::dns_server& each : kvtip::dns_servers({.up = true})) {
+        auto found = std::find_if(servers.begin(), servers.end(),
+                                  [&](const server& known) { return known.address == each.address; });
+        if (found == servers.end()) {
+            found = servers.insert(found, {each.address, each.placeholder});
+        }
+        found->adapters.add(each.adapter);
     }
-    return result;
+    return list_of(servers, [](const server& each) -> value {
+        return {{"server", address_value(each.address)},
+                {"placeholder", each.placeholder},
+                {"adapters", each.adapters}};
+    });
 }
 
 std::string joined(const value& names) {
@@ -62,7 +37,7 @@ std::string joined(const value& names) {
     for (const value& name : names.elements()) {
         text += (text.empty() ? "" : ", ") + plain_text(name);
     }
-    return text.empty() ? "-" : text;
+    return text;
 }
 
 std::string use_text(const value& placeholder) {

@@ -11,11 +11,11 @@ bool is_control(wchar_t unit) {
 
 } // namespace
 
-std::wstring to_wide(std::string_view text, unsigned code_page) {
+std::wstring to_wide(std::string_view text) {
     const int size = static_cast<int>(text.size());
     std::wstring wide(text.size(), L'\0');
     wide.resize(static_cast<std::size_t>(
-        MultiByteToWideChar(code_page, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()))));
+        MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()))));
     return wide;
 }
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-/// Text to UTF-16; the code page is UTF-8 if no other is given.
-std::wstring to_wide(std::string_view text, unsigned code_page = 65001);
+/// UTF-8 to UTF-16; what is not UTF-8 becomes U+FFFD.
+std::wstring to_wide(std::string_view text);
 
 /// UTF-16 to UTF-8; an unpaired surrogate becomes U+FFFD.
 std::string to_utf8(std::wstring_view text);

@@ -32,11 +32,13 @@ std::string plain_text(const value& content) {
 std::string list_text(const value& list) {
     std::string lines;
     for (const value& element : list.elements()) {
-        if (!element.is_null()) {
-            lines += plain_text(element) + "\n";
-        }
+        lines += plain_text(element) + "\n";
     }
     return lines;
+}
+
+std::string code_text(const value& code, const value& meaning) {
+    return plain_text(code) + ": " + plain_text(meaning);
 }
 
 std::string endpoint_text(const value& endpoint) {

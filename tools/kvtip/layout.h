@@ -11,8 +11,11 @@
 /// Text as it is, "-" for null, anything else as in JSON.
 std::string plain_text(const value& content);
 
-/// A line for each text in the list; null for an address without text is left out.
+/// A line for each element of the list.
 std::string list_text(const value& list);
+
+/// "10061: The connection was refused.": a code with its meaning.
+std::string code_text(const value& code, const value& meaning);
 
 /// An endpoint's address and port as one text.
 std::string endpoint_text(const value& endpoint);

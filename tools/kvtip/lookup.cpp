@@ -1,56 +1,54 @@
 #include <vector>
 
-#include <windows.h>
-
-#include <windns.h>
-
 #include "arguments.h"
 #include "command.h"
-#include "encoding.h"
-#include "errors.h"
-#include "ip/dnsapi.h"
+#include "kvtip/names.hpp"
 #include "layout.h"
 #include "network_values.h"
 
 namespace {
 
-constexpr unsigned long query_options = DNS_QUERY_STANDARD | DNS_QUERY_NO_NETBT; // not by NetBIOS
-
-/// The DNS library, for as long as this object lives.
-class dns_library {
-public:
-    dns_library() { check(handle_.init(), "dnsapi"); }
-
-private:
-    ip::dnsapi handle_;
-};
-
-unsigned short family_of(const std::string& type) {
-    return type == "a" ? ip::family_ipv4 : type == "aaaa" ? ip::family_ipv6 : ip::family_none;
+/// The records of a type. A name without such a record is no error.
+std::vector<kvtip::dns_record> query(const std::string& name, kvtip::dns_type type, std::error_code& error) {
+    constexpr int no_records = 9501; // DNS_INFO_NO_RECORDS
+    auto records = kvtip::dns_query(name, type, {}, error);
+    if (error.value() == no_records) {
+        error.clear();
+    }
+    return records;
 }
 
 /// If one of the two types of records is found, a failure of the other does not count.
 value addresses_of(const std::string& name, const std::string& type) {
-    const dns_library dns;
-    std::vector<ip::addr> found;
-    const unsigned long code =
-        ip::dnsapi::addresses_from_name(to_wide(name).c_str(), found, family_of(type), query_options);
-    if (found.empty()) {
-        check(code, "addresses_from_name");
+    value result = value::list();
+    std::error_code failure;
+    const auto add = [&](kvtip::dns_type which) {
+        std::error_code error;
+        for (const kvtip::dns_record& record : query(name, which, error)) {
+            result.add(address_value(record.address));
+        }
+        failure = error ? error : failure;
+    };
+    if (type != "aaaa") {
+        add(kvtip::dns_type::a);
     }
-    return address_list(found);
+    if (type != "a") {
+        add(kvtip::dns_type::aaaa);
+    }
+    if (failure && result.elements().empty()) {
+        throw std::system_error(failure);
+    }
+    return result;
 }
 
 value names_of(const std::string& text) {
-    const ip::addr address = parse_address(text, "ADDRESS");
-    const dns_library dns;
-    std::vector<std::wstring> found;
-    check(ip::dnsapi::names_from_address(address, found, query_options), "names_from_address");
-    value result = value::list();
-    for (const std::wstring& name : found) {
-        result.add(to_utf8(name));
+    const kvtip::address address = parse_address(text, "ADDRESS");
+    std::error_code error;
+    const auto records = query(address.to_string(), kvtip::dns_type::ptr, error);
+    if (error) {
+        throw std::system_error(error);
     }
-    return result;
+    return list_of(records, [](const kvtip::dns_record& each) { return each.target; });
 }
 
 operation prepare_lookup(parameters& expected) {

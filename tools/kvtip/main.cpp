@@ -13,8 +13,8 @@
 #include "command_line.h"
 #include "console.h"
 #include "encoding.h"
-#include "errors.h"
-#include "ip/lib.h"
+#include "kvtip/library.hpp"
+#include "layout.h"
 
 namespace {
 
@@ -39,10 +39,8 @@ int fail(const request& asked, const std::string& reason) {
 /// Does the work, shows the result, and returns the exit status. Texts from outside become printable here,
 /// before any subcommand lays them out.
 int run_command(const request& asked) {
-    ip::lib library;
-    if (!asked.chosen->starts_library_itself) {
-        check(library.init(), "start");
-    }
+    std::error_code unused; // every operation also starts the library for itself, and reports a failure
+    const kvtip::started library = kvtip::start(unused);
     const value result = asked.work(asked.as_json ? discard_line : print_line);
     print(asked.as_json ? result.to_json() + "\n" : asked.chosen->text(result.with_printable_text()));
     const std::string failure = asked.chosen->failure == nullptr ? "" : asked.chosen->failure(result);
@@ -82,10 +80,11 @@ int wmain(int argc, wchar_t** argv) {
         print_error("kvtip: " + std::string(error.what()));
         print_error("try '" + program_name(asked, " ") + " --help'");
         return 2;
-    } catch (const kvt::exceptions::error& error) {
-        return fail(asked, code_text(error.error_code()));
+    } catch (const std::system_error& error) {
+        return fail(asked, code_text(error.code().value(), error.code().message()));
     } catch (const std::bad_alloc&) {
-        return fail(asked, code_text(ERROR_NOT_ENOUGH_MEMORY));
+        return fail(asked,
+                    code_text(ERROR_NOT_ENOUGH_MEMORY, kvtip::category().message(ERROR_NOT_ENOUGH_MEMORY)));
     } catch (const std::exception& error) {
         return fail(asked, error.what());
     }

@@ -1,22 +1,13 @@
-#include <ws2tcpip.h>
-
 #include "arguments.h"
 #include "command.h"
-#include "encoding.h"
-#include "errors.h"
-#include "ip/winsock2.h"
+#include "kvtip/names.hpp"
 #include "network_values.h"
 
 namespace {
 
 value name_of(const std::string& text) {
-    const ip::saddr address = socket_address(parse_address(text, "ADDRESS"));
-    std::wstring name;
-    check(ip::winsock2::getnameinfo(address, &name, nullptr, NI_NAMEREQD), "getnameinfo");
-    if (name.empty()) { // some systems fail without an error code
-        check(WSAHOST_NOT_FOUND, "getnameinfo");
-    }
-    return {{"address", address_value(address)}, {"name", to_utf8(name)}};
+    const kvtip::address address = parse_address(text, "ADDRESS");
+    return {{"address", address_value(address)}, {"name", kvtip::reverse(address).front()}};
 }
 
 operation prepare(parameters& expected) {

@@ -1,65 +1,41 @@
-#include <stdexcept>
-#include <vector>
-
-#include <windows.h>
+#include "kvtip/neighbours.hpp"
 
 #include "arguments.h"
 #include "command.h"
-#include "errors.h"
-#include "ip/hlpapi.h"
 #include "layout.h"
 #include "network_values.h"
 
 namespace {
 
-constexpr number_name states[] = {{ip::neighbour_unreachable, "unreachable"},
-                                  {ip::neighbour_incomplete, "incomplete"},
-                                  {ip::neighbour_probe, "probe"},
-                                  {ip::neighbour_delay, "delay"},
-                                  {ip::neighbour_stale, "stale"},
-                                  {ip::neighbour_reachable, "reachable"},
-                                  {ip::neighbour_permanent, "permanent"},
-                                  {ip::neighbour_unknown, "unknown"}};
+constexpr number_name states[] = {{KVTIP_NEIGHBOUR_UNREACHABLE, "unreachable"},
+                                  {KVTIP_NEIGHBOUR_INCOMPLETE, "incomplete"},
+                                  {KVTIP_NEIGHBOUR_PROBE, "probe"},
+                                  {KVTIP_NEIGHBOUR_DELAY, "delay"},
+                                  {KVTIP_NEIGHBOUR_STALE, "stale"},
+                                  {KVTIP_NEIGHBOUR_REACHABLE, "reachable"},
+                                  {KVTIP_NEIGHBOUR_PERMANENT, "permanent"},
+                                  {KVTIP_NEIGHBOUR_UNKNOWN, "unknown"}};
 
-value mac_value(const ip::macaddr& mac) {
-    return bytes_value({mac.bytes, mac.length});
-}
-
-value row_value(const ip::hlpapi::_SIpNetRow& row) {
+value row_value(const kvtip::neighbour& row) {
+    const auto state = static_cast<std::uint32_t>(row.state);
     return {{"address", address_value(row.address)},
-            {"mac", mac_value(row.mac)},
-            {"state", row.state},
-            {"state_name", name_value(states, row.state)},
+            {"mac", text_or_null(row.mac.text())},
+            {"state", state},
+            {"state_name", name_value(states, state)},
             {"interface_index", row.interface_index},
             {"interface_type", row.interface_type}};
 }
 
-value list_neighbours(unsigned short family) {
-    std::vector<ip::hlpapi::_SIpNetRow> rows;
-    const unsigned long code = ip::hlpapi::getipnettable(rows, family);
-    if (code != ERROR_NOT_FOUND && code != ERROR_NO_DATA) { // the codes of an empty table
-        check(code, "getipnettable");
-    }
-    value result = value::list();
-    for (const auto& row : rows) {
-        result.add(row_value(row));
-    }
-    return result;
-}
-
 value mac_of(const std::string& text) {
-    const ip::addr address = parse_address(text, "ADDRESS");
-    ip::macaddr mac;
-    const unsigned long code = mac.from_addr(address, nullptr);
-    if (code == ERROR_BAD_NET_NAME || code == ERROR_GEN_FAILURE) { // the system's texts do not fit
-        throw std::runtime_error(code_text(code, "no answer on this link"));
-    }
-    check(code, "from_addr");
-    return {{"address", address_value(address)}, {"mac", mac_value(mac)}};
+    const kvtip::address address = parse_address(text, "ADDRESS");
+    return {{"address", address_value(address)},
+            {"mac", text_or_null(kvtip::hardware_address(address).text())}};
 }
 
 operation prepare_neighbours(parameters& expected) {
-    return [family = add_family(expected)](const line_sink&) { return list_neighbours(family()); };
+    return [family = add_family(expected)](const line_sink&) {
+        return list_of(kvtip::neighbours({.family = family()}), row_value);
+    };
 }
 
 operation prepare_mac(parameters& expected) {

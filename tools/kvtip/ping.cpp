@@ -17,9 +17,10 @@ using std::chrono::steady_clock;
 
 struct ping_request {
     std::shared_ptr<const std::string> host;
-    std::function<unsigned short()> family;
+    std::function<kvtip::family()> family;
     unsigned count = 4;
-    ping_options options;
+    unsigned timeout = 4000; ///< in milliseconds
+    kvtip::ping_options options;
 };
 
 void sleep_until(steady_clock::time_point time) {
@@ -35,12 +36,13 @@ std::string reply_line(const value& reply) {
                milliseconds_text(reply["milliseconds"]) +
                (reply["ttl"].is_null() ? "" : ", ttl " + plain_text(reply["ttl"]));
     }
-    return "no answer: " + ping_code_text(reply["code"]) +
-           (reply["address"].is_null() ? "" : ", reported by " + plain_text(reply["address"]));
+    return "no answer" +
+           (reply["address"].is_null() ? "" : ", as " + plain_text(reply["address"]) + " reports") + ": " +
+           ping_failure(reply);
 }
 
 /// Sends one echo request a second.
-value send(const ip::saddr& destination, const ping_request& what, const line_sink& show) {
+value send(const kvtip::address& destination, const ping_request& what, const line_sink& show) {
     value replies = value::list();
     auto next = steady_clock::now();
     for (unsigned sent = 0; sent < what.count; ++sent) {
@@ -75,12 +77,12 @@ value with_summary(value result) {
 }
 
 value ping(const ping_request& what, const line_sink& show) {
-    const ip::saddr destination = find_first_address(*what.host, what.family());
+    const kvtip::address destination = find_address(*what.host, what.family());
     const value address = address_value(destination);
-    show("pinging " + plain_text(address) + " with " + std::to_string(what.options.size) + " bytes");
+    show("pinging " + plain_text(address) + " with " + std::to_string(what.options.data_size) + " bytes");
     return with_summary({{"host", *what.host},
                          {"address", address},
-                         {"size", what.options.size},
+                         {"size", what.options.data_size},
                          {"replies", send(destination, what, show)}});
 }
 
@@ -89,11 +91,14 @@ operation prepare(parameters& expected) {
     what->host = add_host(expected, "HOST", "The host's name or address");
     what->family = add_family(expected);
     expected.add_number("--count", what->count, "Number of echo requests to send", 1, 65535);
-    expected.add_number("--size", what->options.size, "Bytes of data in each", 0, 65500);
-    expected.add_number("--ttl", what->options.ttl, "Maximum number of hops", 1, 255);
-    expected.add_number("--timeout", what->options.timeout, "Milliseconds to wait for each answer", 1, 60000);
+    expected.add_number("--size", what->options.data_size, "Bytes of data in each", 0, 65500);
+    expected.add_number("--ttl", what->options.time_to_live, "Maximum number of hops", 1, 255);
+    expected.add_number("--timeout", what->timeout, "Milliseconds to wait for each answer", 1, 60000);
     expected.add_flag("--df", what->options.dont_fragment, "Do not fragment");
-    return [what](const line_sink& show) { return ping(*what, show); };
+    return [what](const line_sink& show) {
+        what->options.timeout = std::chrono::milliseconds(what->timeout);
+        return ping(*what, show);
+    };
 }
 
 std::string text(const value& result) {
@@ -109,7 +114,7 @@ std::string text(const value& result) {
 }
 
 std::string failure(const value& result) {
-    return result["received"] == 0 ? ping_failure(result["replies"].elements().back()["code"]) : "";
+    return result["received"] == 0 ? ping_failure(result["replies"].elements().back()) : "";
 }
 
 } // namespace

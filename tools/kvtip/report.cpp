@@ -3,10 +3,8 @@
 
 #include "command.h"
 #include "command_line.h"
-#include "errors.h"
-#include "ip/lib.h"
+#include "kvtip/error.hpp"
 #include "layout.h"
-#include "network_values.h"
 
 namespace {
 
@@ -24,22 +22,14 @@ const section sections[] = {
     {"connections", &connections_command},
 };
 
-value failure_value(unsigned long code, const std::string& message) {
-    return {{"code", number_or_null(code)}, {"message", message}};
-}
-
 /// The work of a subcommand, or why it failed.
 value run_section(const section& which) try {
-    ip::lib library;
-    if (!which.source->starts_library_itself) {
-        check(library.init(), "start");
-    }
     const operation work = prepare(*which.source, which.arguments);
     return {{"result", work([](std::string_view) {})}};
-} catch (const kvt::exceptions::error& error) {
-    return failure_value(error.error_code(), system_message(error.error_code()));
+} catch (const std::system_error& error) {
+    return {{"code", error.code().value()}, {"message", error.code().message()}};
 } catch (const std::exception& error) {
-    return failure_value(0, error.what());
+    return {{"code", nullptr}, {"message", error.what()}};
 }
 
 value report(const line_sink& /*show*/) {
@@ -56,7 +46,7 @@ std::string text(const value& result) {
         const value& part = result[each.title];
         page += (page.empty() ? "" : "\n") + std::string("== ") + each.title + "\n\n";
         page += part.has("result") ? each.source->text(part["result"])
-                                   : plain_text(part["code"]) + ": " + plain_text(part["message"]) + "\n";
+                                   : code_text(part["code"], part["message"]) + "\n";
     }
     return page;
 }
@@ -68,9 +58,5 @@ std::string failure(const value& result) {
 
 } // namespace
 
-const command report_command = {"report",
-                                "Show this host's networking on one page",
-                                [](parameters&) -> operation { return report; },
-                                text,
-                                failure,
-                                true};
+const command report_command = {"report", "Show this host's networking on one page",
+                                [](parameters&) -> operation { return report; }, text, failure};

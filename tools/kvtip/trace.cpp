@@ -11,13 +11,10 @@
 namespace {
 
 constexpr int tries_per_hop = 3;
-constexpr unsigned timeout = 1000; // milliseconds
+constexpr std::chrono::seconds timeout{1};
 
-value hop(const ip::saddr& destination, unsigned number) {
-    // IPv6 error messages do not return the data. IPv4 ones may, and some systems accept them only if the
-    // buffer has room for it.
-    const unsigned size = destination.family == ip::family_ipv6 ? 0 : 32;
-    const ping_options options{number, timeout, size, false};
+value hop(const kvtip::address& destination, unsigned number) {
+    const kvtip::ping_options options{.timeout = timeout, .time_to_live = number};
     value reply = ping_once(destination, options);
     for (int i = 1; i < tries_per_hop && reply["code"] == IP_REQ_TIMED_OUT; ++i) {
         reply = ping_once(destination, options);
@@ -25,7 +22,8 @@ value hop(const ip::saddr& destination, unsigned number) {
     return {{"hop", number},
             {"address", reply["address"]},
             {"milliseconds", reply["milliseconds"]},
-            {"code", reply["code"]}};
+            {"code", reply["code"]},
+            {"message", reply["message"]}};
 }
 
 /// Whether the destination is further away, or may be.
@@ -38,15 +36,15 @@ std::string hop_line(const value& hop) {
     std::string line = std::string(number.size() < 3 ? 3 - number.size() : 0, ' ') + number + "  ";
     line += hop["address"].is_null() ? "*" : plain_text(hop["address"]);
     if (hop["code"] != 0 && !goes_on(hop["code"])) {
-        line += "  " + ping_code_text(hop["code"]);
+        line += "  " + ping_failure(hop);
     } else if (!hop["milliseconds"].is_null()) {
         line += "  " + milliseconds_text(hop["milliseconds"]);
     }
     return line;
 }
 
-value trace(const std::string& host, unsigned short family, unsigned max_hops, const line_sink& show) {
-    const ip::saddr destination = find_first_address(host, family);
+value trace(const std::string& host, kvtip::family family, unsigned max_hops, const line_sink& show) {
+    const kvtip::address destination = find_address(host, family);
     const value address = address_value(destination);
     show("tracing the way to " + plain_text(address) + ", at most " + std::to_string(max_hops) + " hops");
     value hops = value::list();
@@ -72,7 +70,7 @@ std::string text(const value& result) {
 }
 
 std::string failure(const value& result) {
-    return ping_failure(result["hops"].elements().back()["code"]);
+    return ping_failure(result["hops"].elements().back());
 }
 
 } // namespace
