@@ -19,6 +19,12 @@ static void print(const char *text) {
     WriteFile(GetStdHandle((uint32_t)-11), text, size, &written, 0); /* STD_OUTPUT_HANDLE */
 }
 
+static void print_line(const char *begin, const char *end) {
+    print(begin);
+    print(end);
+    print("\n");
+}
+
 static void check(uint32_t code) {
     if (code != 0) {
         char text[256];
@@ -34,14 +40,11 @@ static void list_adapters(void) {
     check(kvtip_adapters(&options, &adapters));
     for (size_t i = 0; i < adapters->count; ++i) {
         const kvtip_adapter *adapter = adapters->rows[i];
-        print(adapter->name);
-        print("\n");
+        print_line("", adapter->name);
         for (size_t j = 0; j < adapter->addresses.count; ++j) {
             char text[KVTIP_ADDRESS_TEXT_SIZE];
             check(kvtip_format_address(&adapter->addresses.rows[j]->address, text, sizeof text));
-            print("  ");
-            print(text);
-            print("\n");
+            print_line("  ", text);
         }
     }
     kvtip_free(adapters);
@@ -50,14 +53,11 @@ static void list_adapters(void) {
 static void look_up(const char *host, const char *port) {
     const kvtip_resolution *found;
     check(kvtip_resolve(host, port, 0, &found));
-    print(host);
-    print("\n");
+    print_line("", host);
     for (size_t i = 0; i < found->endpoint_count; ++i) {
         char text[KVTIP_ENDPOINT_TEXT_SIZE];
         check(kvtip_format_endpoint(&found->endpoints[i], text, sizeof text));
-        print("  ");
-        print(text);
-        print("\n");
+        print_line("  ", text);
     }
     kvtip_free(found);
 }
@@ -78,9 +78,7 @@ static void exchange(const char *host, const char *port) {
     check(kvtip_format_endpoint(&connection->remote, text, sizeof text));
     kvtip_free(connection);
     print(text);
-    print(" returned: ");
-    print(answer);
-    print("\n");
+    print_line(" returned: ", answer);
 }
 
 void start(void) {

@@ -4,6 +4,7 @@
 #include "address_text_cases.h"
 #include "strict_text_cases.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <filesystem>
 #include <fstream>
@@ -27,17 +28,9 @@ int main(int argc, char** argv) {
         if (inet_pton(AF_INET, address, bytes) == 1 || inet_pton(AF_INET6, address, bytes) == 1)
             add({bytes, sizeof bytes});
     }
-    const auto add_texts = [&](const auto& rows) {
-        for (const auto& row : rows)
-            add(row.text);
+    const auto add_texts = [&](const auto&... tables) {
+        (std::ranges::for_each(tables, [&](const auto& row) { add(row.text); }), ...);
     };
     using namespace strict_text;
-    add_texts(addresses);
-    add_texts(no_addresses);
-    add_texts(endpoints);
-    add_texts(no_endpoints);
-    add_texts(networks);
-    add_texts(no_networks);
-    add_texts(macs);
-    add_texts(no_macs);
+    add_texts(addresses, no_addresses, endpoints, no_endpoints, networks, no_networks, macs, no_macs);
 }

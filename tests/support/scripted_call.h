@@ -22,12 +22,14 @@ void enter_in_ledger(const std::string& what, int by);
 /// The critical sections that the calling thread holds, the last one taken last.
 std::vector<const void*> held_locks();
 
-/// The fake of the socket library's entry of that name; null if it has none.
-FARPROC socket_entry(std::string_view name);
-/// The same of the DNS, IP Helper and remote-access libraries.
-FARPROC service_entry(std::string_view name);
-/// The same of the kernel library.
-FARPROC kernel_entry(std::string_view name);
+/// A fake as the system's entries are looked up.
+inline FARPROC fake(auto of) {
+    return std::bit_cast<FARPROC>(+of);
+}
+
+/// The fakes by their names: of the socket library, the other libraries, and the kernel library.
+using entry_map = std::map<std::string_view, FARPROC>;
+extern const entry_map socket_entries, service_entries, kernel_entries;
 
 /// A call in progress: logs it, decides whether it fails, and sets the last error at its end.
 class call {
@@ -229,10 +231,19 @@ struct recorder<Name, Outcome, Result(Arguments...)> {
     }
 };
 
+/// The fake of a function that takes back the only handle of that kind.
+template <literal Name, literal What>
+BOOL WINAPI close_handle(HANDLE handle) {
+    const call now(Name.text, handle == current);
+    enter_in_ledger(What.text, -1);
+    return !now.failed();
+}
+
 /// The name and the fake of a function of that type. It logs its inputs and writes what `system::outputs`
 /// holds for it.
 template <literal Name, outcome Outcome, class Function>
-const std::pair<const std::string_view, FARPROC> recorded = {
-    Name.text, std::bit_cast<FARPROC>(&recorder<Name, Outcome, Function>::fake)};
+entry_map::value_type recorded() {
+    return {Name.text, fake(&recorder<Name, Outcome, Function>::fake)};
+}
 
 } // namespace scripted

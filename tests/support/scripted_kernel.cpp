@@ -32,31 +32,22 @@ BOOL tell(LARGE_INTEGER* out, std::uint64_t value) {
 
 } // namespace
 
-FARPROC kernel_entry(std::string_view name) {
-    const auto fake = [](auto of) { return std::bit_cast<FARPROC>(+of); };
-    static const std::map<std::string_view, FARPROC> entries = {
-        {"CreateToolhelp32Snapshot", fake([](DWORD what, DWORD process) -> HANDLE {
-             const call now("CreateToolhelp32Snapshot", what, process);
-             enter_in_ledger("snapshots", !now.failed());
-             current->next_process = 0;
-             return now.failed() ? INVALID_HANDLE_VALUE : current;
-         })},
-        {"Process32FirstW",
-         fake([](HANDLE, PROCESSENTRY32W* out) { return next_process(call("Process32FirstW"), out); })},
-        {"Process32NextW",
-         fake([](HANDLE, PROCESSENTRY32W* out) { return next_process(call("Process32NextW"), out); })},
-        {"CloseHandle", fake([](HANDLE handle) -> BOOL {
-             const call now("CloseHandle", handle == current);
-             enter_in_ledger("snapshots", -1);
-             return !now.failed();
-         })},
-        {"SetHandleInformation", fake([](HANDLE handle, DWORD mask, DWORD flags) -> BOOL {
-             return !call("SetHandleInformation", std::bit_cast<ULONG_PTR>(handle), mask, flags).failed();
-         })},
-        {"QueryPerformanceCounter", fake([](LARGE_INTEGER* out) { return tell(out, current->clock); })},
-        {"QueryPerformanceFrequency", fake([](LARGE_INTEGER* out) { return tell(out, 1000); })}};
-    const auto found = entries.find(name);
-    return found == entries.end() ? nullptr : found->second;
-}
+const entry_map kernel_entries = {
+    {"CreateToolhelp32Snapshot", fake([](DWORD what, DWORD process) -> HANDLE {
+         const call now("CreateToolhelp32Snapshot", what, process);
+         enter_in_ledger("snapshots", !now.failed());
+         current->next_process = 0;
+         return now.failed() ? INVALID_HANDLE_VALUE : current;
+     })},
+    {"Process32FirstW",
+     fake([](HANDLE, PROCESSENTRY32W* out) { return next_process(call("Process32FirstW"), out); })},
+    {"Process32NextW",
+     fake([](HANDLE, PROCESSENTRY32W* out) { return next_process(call("Process32NextW"), out); })},
+    {"CloseHandle", fake(&close_handle<"CloseHandle", "snapshots">)},
+    {"SetHandleInformation", fake([](HANDLE handle, DWORD mask, DWORD flags) -> BOOL {
+         return !call("SetHandleInformation", std::bit_cast<ULONG_PTR>(handle), mask, flags).failed();
+     })},
+    {"QueryPerformanceCounter", fake([](LARGE_INTEGER* out) { return tell(out, current->clock); })},
+    {"QueryPerformanceFrequency", fake([](LARGE_INTEGER* out) { return tell(out, 1000); })}};
 
 } // namespace scripted

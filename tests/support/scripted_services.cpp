@@ -131,6 +131,25 @@ DWORD tell_opener(const Row* row, int type, void* rw, ULONG rw_version, ULONG rw
 
 } // namespace
 
+void system::give(const echo_answer& answer) {
+    const std::string data = std::string(31, 'E') + answer.last;
+    void* outside = answer.data_at == 0 ? keep(data[0], data.size()) : nullptr;
+    const ICMP_ECHO_REPLY reply{0x090200C0, answer.status,         7, answer.size, 0,
+                                outside,    {64, 0, 0, 0, nullptr}};
+    echo_reply.assign(reinterpret_cast<const char*>(&reply), sizeof reply);
+    echo_reply.append(static_cast<std::size_t>(std::max(answer.data_at, 40) - 40), '?') += data;
+    echo_data_at = answer.data_at;
+}
+
+void system::give6(DWORD status, const std::string& data) {
+    echo_reply = std::string(6, 9) + std::string(30, '\0') + data; // neither port nor flow counts
+    echo_reply.replace(6, 2, "\xfe\x80");
+    echo_reply[21] = 5;
+    echo_reply[22] = 6;
+    std::memcpy(&echo_reply[28], &status, sizeof status);
+    echo_reply[32] = 7;
+}
+
 // The platform's header does not import these through slots.
 
 extern "C" DWORD WINAPI __wrap_GetBestInterface(IPAddr to, DWORD* index) {
@@ -156,114 +175,104 @@ extern "C" DWORD WINAPI __wrap_GetNetworkParams(FIXED_INFO* info, ULONG* size) {
                 info, size, &count);
 }
 
-FARPROC service_entry(std::string_view name) {
-    const auto fake = [](auto of) { return std::bit_cast<FARPROC>(+of); };
-    static const std::map<std::string_view, FARPROC> entries = {
-        {"DnsQuery_A", fake(query<char>)},
-        {"DnsQuery_W", fake(query<wchar_t>)},
-        {"DnsRecordListFree", fake([](DNS_RECORD* list, int type) {
-             const call now("DnsRecordListFree", type);
-             enter_in_ledger("DNS lists", -1);
-             std::memset(list, 0xCC, offsetof(DNS_RECORD, Data));
-         })},
-        {"IcmpCreateFile", fake(open_echo<false>)},
-        {"Icmp6CreateFile", fake(open_echo<true>)},
-        {"IcmpCloseHandle", fake([](HANDLE handle) -> BOOL {
-             const call now("IcmpCloseHandle", handle == current);
-             enter_in_ledger("echo handles", -1);
-             return !now.failed();
-         })},
-        {"IcmpSendEcho", fake([](HANDLE, IPAddr to, void* data, WORD size, IP_OPTION_INFORMATION* options,
-                                 void* reply, DWORD room, DWORD limit) {
-             return answer_ipv4(call("IcmpSendEcho", ipv4(to), request(data, size, options), room, limit),
-                                reply, room);
-         })},
-        {"IcmpSendEcho2Ex",
-         fake([](HANDLE, HANDLE event, void* routine, void* context, IPAddr from, IPAddr to, void* data,
-                 WORD size, IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
-             EXPECT_TRUE(event == nullptr && routine == nullptr && context == nullptr);
-             return answer_ipv4(
-                 call("IcmpSendEcho2Ex", ipv4(from), ipv4(to), request(data, size, options), room, limit),
-                 reply, room);
-         })},
-        {"Icmp6SendEcho2",
-         fake([](HANDLE, HANDLE event, void* routine, void* context, void* from, void* to, void* data,
-                 WORD size, IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
-             EXPECT_TRUE(event == nullptr && routine == nullptr && context == nullptr);
-             return answer(
-                 call("Icmp6SendEcho2", image(from), image(to), request(data, size, options), room, limit),
-                 reply, room);
-         })},
-        {"GetIpNetTable", fake([](void* table, ULONG* size, BOOL sorted) {
-             return fill(call("GetIpNetTable", *size, sorted), current->older_neighbours,
-                         ERROR_INSUFFICIENT_BUFFER, sizeof(DWORD), table, size, static_cast<DWORD*>(table));
-         })},
-        {"GetIpNetTable2", fake([](ADDRESS_FAMILY family, void** table) {
-             call now("GetIpNetTable2", family);
-             const auto& rows = current->neighbours;
-             std::string bytes(8 + rows.size() * sizeof rows[0], '\0');
-             bytes[0] = static_cast<char>(rows.size());
-             std::copy_n(reinterpret_cast<const char*>(rows.data()), bytes.size() - 8, bytes.begin() + 8);
-             void* kept = now.failed() ? nullptr : current->keep(*bytes.data(), bytes.size());
-             enter_in_ledger("neighbour tables", !now.failed());
-             return give(std::move(now), table, &kept, sizeof kept);
-         })},
-        {"FreeMibTable", fake([](void*) {
-             const call now("FreeMibTable");
-             enter_in_ledger("neighbour tables", -1);
-         })},
-        {"SendARP", fake([](IPAddr to, IPAddr from, void* mac, ULONG* length) {
-             call now("SendARP", ipv4(to), ipv4(from), *length);
-             const DWORD room = std::exchange(*length, current->resolved.PhysicalAddressLength);
-             return give(std::move(now), mac, current->resolved.PhysicalAddress, room);
-         })},
-        {"ResolveIpNetEntry2", fake([](MIB_IPNET_ROW2* row, const SOCKADDR_INET* source) {
-             return give(call("ResolveIpNetEntry2", image(&row->Address),
-                              source == nullptr ? "none" : text(image(source)),
-                              row->InterfaceIndex + row->InterfaceLuid.Value),
-                         row, &current->resolved, sizeof *row);
-         })},
-        {"GetExtendedTcpTable", fake(list_endpoints<&system::tcp4, &system::tcp6>)},
-        {"GetExtendedUdpTable", fake(list_endpoints<&system::udp4, &system::udp6>)},
-        {"GetPerTcpConnectionEStats", fake(tell_opener<MIB_TCPROW>)},
-        {"GetPerTcp6ConnectionEStats", fake(tell_opener<MIB_TCP6ROW>)},
-        {"GetBestInterfaceEx", fake([](const SOCKADDR* to, DWORD* index) {
-             return give(call("GetBestInterfaceEx", image(to)), index, &current->best_index, sizeof *index);
-         })},
-        {"GetBestRoute2", fake([](void* luid, ULONG index, void* from, const SOCKADDR_INET* to, ULONG options,
-                                  MIB_IPFORWARD_ROW2* route, SOCKADDR_INET* own) {
-             EXPECT_TRUE(luid == nullptr && from == nullptr && own != nullptr);
-             const scripted::route& known = current->route;
-             MIB_IPFORWARD_ROW2 row{};
-             row.InterfaceIndex = index == 0 ? current->best_index : index;
-             std::memcpy(&row.DestinationPrefix.Prefix, &known.network, sizeof known.network);
-             row.DestinationPrefix.PrefixLength = known.prefix_length;
-             std::memcpy(&row.NextHop, &current->next_hop, sizeof row.NextHop);
-             row.Metric = known.metric;
-             std::memcpy(own, &known.source, sizeof *own);
-             return give(call("GetBestRoute2", index, image(to), options), route, &row, sizeof row);
-         })},
-        {"RasEnumConnectionsW", fake([](RASCONNW* list, DWORD* size, DWORD* count) {
-             const DWORD record = current->dial_up_size;
-             call now("RasEnumConnectionsW", list->dwSize);
-             now.fails_if(list->dwSize != record, ERROR_INVALID_SIZE);
-             std::vector<char> rows;
-             for (const RASCONNW& row : current->dial_ups) {
-                 const char* bytes = reinterpret_cast<const char*>(&row);
-                 rows.insert(rows.end(), bytes, bytes + std::min<std::size_t>(record, sizeof row));
-                 rows.resize((rows.size() + record - 1) / record * record);
-             }
-             const DWORD code = fill(std::move(now), rows, ERROR_BUFFER_TOO_SMALL, 0, list, size, count);
-             return *count /= record, code;
-         })},
-        {"RasGetProjectionInfoW", fake([](HRASCONN connection, int kind, RASPPPIPW* out, DWORD* size) {
-             const std::wstring& address =
-                 current->dial_up_addresses.at(std::bit_cast<std::size_t>(connection));
-             return give(call("RasGetProjectionInfoW", kind, *size - out->dwSize), out->szIpAddress,
-                         address.c_str(), (address.size() + 1) * sizeof(wchar_t));
-         })}};
-    const auto found = entries.find(name);
-    return found == entries.end() ? nullptr : found->second;
-}
+const entry_map service_entries = {
+    {"DnsQuery_A", fake(query<char>)},
+    {"DnsQuery_W", fake(query<wchar_t>)},
+    {"DnsRecordListFree", fake([](DNS_RECORD* list, int type) {
+         const call now("DnsRecordListFree", type);
+         enter_in_ledger("DNS lists", -1);
+         std::memset(list, 0xCC, offsetof(DNS_RECORD, Data));
+     })},
+    {"IcmpCreateFile", fake(open_echo<false>)},
+    {"Icmp6CreateFile", fake(open_echo<true>)},
+    {"IcmpCloseHandle", fake(&close_handle<"IcmpCloseHandle", "echo handles">)},
+    {"IcmpSendEcho", fake([](HANDLE, IPAddr to, void* data, WORD size, IP_OPTION_INFORMATION* options,
+                             void* reply, DWORD room, DWORD limit) {
+         return answer_ipv4(call("IcmpSendEcho", ipv4(to), request(data, size, options), room, limit), reply,
+                            room);
+     })},
+    {"IcmpSendEcho2Ex",
+     fake([](HANDLE, HANDLE event, void* routine, void* context, IPAddr from, IPAddr to, void* data,
+             WORD size, IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
+         EXPECT_TRUE(event == nullptr && routine == nullptr && context == nullptr);
+         return answer_ipv4(
+             call("IcmpSendEcho2Ex", ipv4(from), ipv4(to), request(data, size, options), room, limit), reply,
+             room);
+     })},
+    {"Icmp6SendEcho2",
+     fake([](HANDLE, HANDLE event, void* routine, void* context, void* from, void* to, void* data, WORD size,
+             IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
+         EXPECT_TRUE(event == nullptr && routine == nullptr && context == nullptr);
+         return answer(
+             call("Icmp6SendEcho2", image(from), image(to), request(data, size, options), room, limit), reply,
+             room);
+     })},
+    {"GetIpNetTable", fake([](void* table, ULONG* size, BOOL sorted) {
+         return fill(call("GetIpNetTable", *size, sorted), current->older_neighbours,
+                     ERROR_INSUFFICIENT_BUFFER, sizeof(DWORD), table, size, static_cast<DWORD*>(table));
+     })},
+    {"GetIpNetTable2", fake([](ADDRESS_FAMILY family, void** table) {
+         call now("GetIpNetTable2", family);
+         const auto& rows = current->neighbours;
+         std::string bytes(8 + rows.size() * sizeof rows[0], '\0');
+         bytes[0] = static_cast<char>(rows.size());
+         std::copy_n(reinterpret_cast<const char*>(rows.data()), bytes.size() - 8, bytes.begin() + 8);
+         void* kept = now.failed() ? nullptr : current->keep(*bytes.data(), bytes.size());
+         enter_in_ledger("neighbour tables", !now.failed());
+         return give(std::move(now), table, &kept, sizeof kept);
+     })},
+    {"FreeMibTable", fake([](void*) {
+         const call now("FreeMibTable");
+         enter_in_ledger("neighbour tables", -1);
+     })},
+    {"SendARP", fake([](IPAddr to, IPAddr from, void* mac, ULONG* length) {
+         call now("SendARP", ipv4(to), ipv4(from), *length);
+         const DWORD room = std::exchange(*length, current->resolved.PhysicalAddressLength);
+         return give(std::move(now), mac, current->resolved.PhysicalAddress, room);
+     })},
+    {"ResolveIpNetEntry2", fake([](MIB_IPNET_ROW2* row, const SOCKADDR_INET* source) {
+         return give(call("ResolveIpNetEntry2", image(&row->Address),
+                          source == nullptr ? "none" : text(image(source)),
+                          row->InterfaceIndex + row->InterfaceLuid.Value),
+                     row, &current->resolved, sizeof *row);
+     })},
+    {"GetExtendedTcpTable", fake(list_endpoints<&system::tcp4, &system::tcp6>)},
+    {"GetExtendedUdpTable", fake(list_endpoints<&system::udp4, &system::udp6>)},
+    {"GetPerTcpConnectionEStats", fake(tell_opener<MIB_TCPROW>)},
+    {"GetPerTcp6ConnectionEStats", fake(tell_opener<MIB_TCP6ROW>)},
+    {"GetBestInterfaceEx", fake([](const SOCKADDR* to, DWORD* index) {
+         return give(call("GetBestInterfaceEx", image(to)), index, &current->best_index, sizeof *index);
+     })},
+    {"GetBestRoute2", fake([](void* luid, ULONG index, void* from, const SOCKADDR_INET* to, ULONG options,
+                              MIB_IPFORWARD_ROW2* route, SOCKADDR_INET* own) {
+         EXPECT_TRUE(luid == nullptr && from == nullptr && own != nullptr);
+         const scripted::route& known = current->route;
+         MIB_IPFORWARD_ROW2 row{};
+         row.InterfaceIndex = index == 0 ? current->best_index : index;
+         std::memcpy(&row.DestinationPrefix.Prefix, &known.network, sizeof known.network);
+         row.DestinationPrefix.PrefixLength = known.prefix_length;
+         std::memcpy(&row.NextHop, &current->next_hop, sizeof row.NextHop);
+         row.Metric = known.metric;
+         std::memcpy(own, &known.source, sizeof *own);
+         return give(call("GetBestRoute2", index, image(to), options), route, &row, sizeof row);
+     })},
+    {"RasEnumConnectionsW", fake([](RASCONNW* list, DWORD* size, DWORD* count) {
+         const DWORD record = current->dial_up_size;
+         call now("RasEnumConnectionsW", list->dwSize);
+         now.fails_if(list->dwSize != record, ERROR_INVALID_SIZE);
+         std::vector<char> rows;
+         for (const RASCONNW& row : current->dial_ups) {
+             const char* bytes = reinterpret_cast<const char*>(&row);
+             rows.insert(rows.end(), bytes, bytes + std::min<std::size_t>(record, sizeof row));
+             rows.resize((rows.size() + record - 1) / record * record);
+         }
+         const DWORD code = fill(std::move(now), rows, ERROR_BUFFER_TOO_SMALL, 0, list, size, count);
+         return *count /= record, code;
+     })},
+    {"RasGetProjectionInfoW", fake([](HRASCONN connection, int kind, RASPPPIPW* out, DWORD* size) {
+         const std::wstring& address = current->dial_up_addresses.at(std::bit_cast<std::size_t>(connection));
+         return give(call("RasGetProjectionInfoW", kind, *size - out->dwSize), out->szIpAddress,
+                     address.c_str(), (address.size() + 1) * sizeof(wchar_t));
+     })}};
 
 } // namespace scripted

@@ -250,103 +250,100 @@ template <class Char>
 using connect_by_name = BOOL(SOCKET, string_in<Char>, string_in<Char>, DWORD*, SOCKADDR*, DWORD*, SOCKADDR*,
                              const timeval*, void*);
 
+using enum outcome;
+
 } // namespace
 
-FARPROC socket_entry(std::string_view wanted) {
-    using enum outcome;
-    const auto fake = [](auto of) { return std::bit_cast<FARPROC>(+of); };
-    static const std::map<std::string_view, FARPROC> entries = {
-        recorded<"WSAStringToAddressA", minus_one, read_text<char>>,
-        recorded<"WSAStringToAddressW", minus_one, read_text<wchar_t>>,
-        recorded<"WSAAddressToStringA", minus_one, write_text<char>>,
-        recorded<"WSAAddressToStringW", minus_one, write_text<wchar_t>>,
-        recorded<"bind", minus_one, decltype(::bind)>,
-        recorded<"listen", minus_one, decltype(::listen)>,
-        recorded<"shutdown", minus_one, decltype(::shutdown)>,
-        recorded<"setsockopt", minus_one, decltype(::setsockopt)>,
-        recorded<"getpeername", minus_one, decltype(::getpeername)>,
-        recorded<"getsockname", minus_one, decltype(::getsockname)>,
-        recorded<"send", count, decltype(::send)>,
-        recorded<"sendto", count, decltype(::sendto)>,
-        recorded<"recv", count, decltype(::recv)>,
-        recorded<"recvfrom", count, decltype(::recvfrom)>,
-        recorded<"gethostname", minus_one, decltype(::gethostname)>,
-        recorded<"GetHostNameW", minus_one, int(wchar_t*, int)>,
-        recorded<"getnameinfo", code, decltype(::getnameinfo)>,
-        recorded<"GetNameInfoW", code, decltype(::GetNameInfoW)>,
-        recorded<"WSAConnectByNameA", truth, connect_by_name<char>>,
-        recorded<"WSAConnectByNameW", truth, connect_by_name<wchar_t>>,
-        {"WSAGetLastError", fake([]() -> int {
-             std::deque<int>& codes = current->last_errors;
-             const int code = codes.empty() ? static_cast<int>(GetLastError()) : codes.front();
-             codes.erase(codes.begin(), codes.begin() + !codes.empty());
-             return code;
-         })},
-        {"WSAStartup", fake([](WORD version, WSADATA* data) -> int {
-             call now("WSAStartup", version);
-             const bool failed = now.fails_if((version & 0xFF) == 0, WSAVERNOTSUPPORTED);
-             data->wVersion = failed ? 0xDEAD : version;
-             enter_in_ledger("starts", !failed);
-             return now.status();
-         })},
-        {"WSACleanup", fake([]() -> int {
-             const call now("WSACleanup");
-             enter_in_ledger("starts", -1);
+const entry_map socket_entries = {
+    recorded<"WSAStringToAddressA", minus_one, read_text<char>>(),
+    recorded<"WSAStringToAddressW", minus_one, read_text<wchar_t>>(),
+    recorded<"WSAAddressToStringA", minus_one, write_text<char>>(),
+    recorded<"WSAAddressToStringW", minus_one, write_text<wchar_t>>(),
+    recorded<"bind", minus_one, decltype(::bind)>(),
+    recorded<"listen", minus_one, decltype(::listen)>(),
+    recorded<"shutdown", minus_one, decltype(::shutdown)>(),
+    recorded<"setsockopt", minus_one, decltype(::setsockopt)>(),
+    recorded<"getpeername", minus_one, decltype(::getpeername)>(),
+    recorded<"getsockname", minus_one, decltype(::getsockname)>(),
+    recorded<"send", count, decltype(::send)>(),
+    recorded<"sendto", count, decltype(::sendto)>(),
+    recorded<"recv", count, decltype(::recv)>(),
+    recorded<"recvfrom", count, decltype(::recvfrom)>(),
+    recorded<"gethostname", minus_one, decltype(::gethostname)>(),
+    recorded<"GetHostNameW", minus_one, int(wchar_t*, int)>(),
+    recorded<"getnameinfo", code, decltype(::getnameinfo)>(),
+    recorded<"GetNameInfoW", code, decltype(::GetNameInfoW)>(),
+    recorded<"WSAConnectByNameA", truth, connect_by_name<char>>(),
+    recorded<"WSAConnectByNameW", truth, connect_by_name<wchar_t>>(),
+    {"WSAGetLastError", fake([]() -> int {
+         std::deque<int>& codes = current->last_errors;
+         const int code = codes.empty() ? static_cast<int>(GetLastError()) : codes.front();
+         codes.erase(codes.begin(), codes.begin() + !codes.empty());
+         return code;
+     })},
+    {"WSAStartup", fake([](WORD version, WSADATA* data) -> int {
+         call now("WSAStartup", version);
+         const bool failed = now.fails_if((version & 0xFF) == 0, WSAVERNOTSUPPORTED);
+         data->wVersion = failed ? 0xDEAD : version;
+         enter_in_ledger("starts", !failed);
+         return now.status();
+     })},
+    {"WSACleanup", fake([]() -> int {
+         const call now("WSACleanup");
+         enter_in_ledger("starts", -1);
+         return now.result();
+     })},
+    {"WSASocketW",
+     fake([](int af, int type, int protocol, WSAPROTOCOL_INFOW* info, GROUP group, DWORD flags) -> SOCKET {
+         call now("WSASocketW", af, type, protocol, info != nullptr, group, flags);
+         now.fails_if(af != AF_INET && af != AF_INET6, WSAEAFNOSUPPORT);
+         return open(now, {.family = af});
+     })},
+    {"closesocket", fake([](SOCKET handle) -> int {
+         call now("closesocket", handle);
+         if (handle == current->closed_elsewhere) {
+             now.fails_if(true, WSAENOTSOCK);
              return now.result();
-         })},
-        {"WSASocketW", fake([](int af, int type, int protocol, WSAPROTOCOL_INFOW* info, GROUP group,
-                               DWORD flags) -> SOCKET {
-             call now("WSASocketW", af, type, protocol, info != nullptr, group, flags);
-             now.fails_if(af != AF_INET && af != AF_INET6, WSAEAFNOSUPPORT);
-             return open(now, {.family = af});
-         })},
-        {"closesocket", fake([](SOCKET handle) -> int {
-             call now("closesocket", handle);
-             if (now.fails_if(handle == current->closed_elsewhere, WSAENOTSOCK)) {
-                 return now.result();
-             }
-             enter_in_ledger("sockets", -1);
-             EXPECT_EQ(current->sockets.erase(handle), 1u) << "no open socket: " << handle;
-             return now.result();
-         })},
-        {"WSAAccept", fake(&accept)},
-        {"connect", fake(&connect)},
-        {"select", fake(&select)},
-        {"WSAPoll", fake([](WSAPOLLFD* fds, ULONG count, INT limit) -> int {
-             return call("WSAPoll", fds->fd, fds->events, count, limit).result(1);
-         })},
-        {"getsockopt", fake([](SOCKET handle, int level, int name, char* value, int* length) -> int {
-             call now("getsockopt", handle, level, name, *length);
-             const DWORD error = current->sockets.at(handle).error; // stays
-             std::memcpy(value, now.failed() ? &poison : &error, sizeof error);
-             return now.result();
-         })},
-        {"ioctlsocket", fake([](SOCKET handle, long command, u_long* argument) -> int {
-             call now("ioctlsocket", handle, static_cast<u_long>(command), *argument);
-             open_socket& socket = current->sockets.at(handle);
-             socket.non_blocking = now.failed() ? socket.non_blocking : *argument != 0;
-             return now.result();
-         })},
-        {"getaddrinfo", fake(&list_host<char>)},
-        {"freeaddrinfo", fake(&free_list<char>)},
-        {"GetAddrInfoW", fake(&list_host<wchar_t>)},
-        {"FreeAddrInfoW", fake(&free_list<wchar_t>)},
-        {"gethostbyname", fake([](const char* node) -> hostent* {
-             overwrite_answer();
-             return answer_host(call("gethostbyname", node), current->hosts.find(node));
-         })},
-        {"gethostbyaddr", fake(&find_by_address)},
-        {"getservbyname", fake([](const char* name, const char* protocol) -> servent* {
-             overwrite_answer();
-             return answer_service(call("getservbyname", name, protocol),
-                                   current->services.find(std::string(name) + "/" + protocol));
-         })},
-        {"getservbyport", fake(&find_by_port)},
-        {"htons", fake(&swap_bytes<u_short>)},
-        {"ntohs", fake(&swap_bytes<u_short>)},
-        {"htonl", fake(&swap_bytes<u_long>)}};
-    const auto found = entries.find(wanted);
-    return found == entries.end() ? nullptr : found->second;
-}
+         }
+         enter_in_ledger("sockets", -1);
+         EXPECT_EQ(current->sockets.erase(handle), 1u) << "no open socket: " << handle;
+         return now.result();
+     })},
+    {"WSAAccept", fake(&accept)},
+    {"connect", fake(&connect)},
+    {"select", fake(&select)},
+    {"WSAPoll", fake([](WSAPOLLFD* fds, ULONG count, INT limit) -> int {
+         return call("WSAPoll", fds->fd, fds->events, count, limit).result(1);
+     })},
+    {"getsockopt", fake([](SOCKET handle, int level, int name, char* value, int* length) -> int {
+         call now("getsockopt", handle, level, name, *length);
+         const DWORD error = current->sockets.at(handle).error; // stays
+         std::memcpy(value, now.failed() ? &poison : &error, sizeof error);
+         return now.result();
+     })},
+    {"ioctlsocket", fake([](SOCKET handle, long command, u_long* argument) -> int {
+         call now("ioctlsocket", handle, static_cast<u_long>(command), *argument);
+         open_socket& socket = current->sockets.at(handle);
+         socket.non_blocking = now.failed() ? socket.non_blocking : *argument != 0;
+         return now.result();
+     })},
+    {"getaddrinfo", fake(&list_host<char>)},
+    {"freeaddrinfo", fake(&free_list<char>)},
+    {"GetAddrInfoW", fake(&list_host<wchar_t>)},
+    {"FreeAddrInfoW", fake(&free_list<wchar_t>)},
+    {"gethostbyname", fake([](const char* node) -> hostent* {
+         overwrite_answer();
+         return answer_host(call("gethostbyname", node), current->hosts.find(node));
+     })},
+    {"gethostbyaddr", fake(&find_by_address)},
+    {"getservbyname", fake([](const char* name, const char* protocol) -> servent* {
+         overwrite_answer();
+         return answer_service(call("getservbyname", name, protocol),
+                               current->services.find(std::string(name) + "/" + protocol));
+     })},
+    {"getservbyport", fake(&find_by_port)},
+    {"htons", fake(&swap_bytes<u_short>)},
+    {"ntohs", fake(&swap_bytes<u_short>)},
+    {"htonl", fake(&swap_bytes<u_long>)}};
 
 } // namespace scripted

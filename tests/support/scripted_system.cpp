@@ -137,23 +137,20 @@ ULONG WINAPI __wrap_GetAdaptersInfo(IP_ADAPTER_INFO* list, ULONG* size) {
 
 KVTIP_FAKE(GetProcAddress) = [](HMODULE module, LPCSTR name) -> FARPROC {
     call now("GetProcAddress", name);
-    const auto row = [](std::string_view of, auto* fake) {
-        return std::pair(of, std::bit_cast<FARPROC>(fake));
-    };
-    static const std::map<std::string_view, FARPROC> entries = {
-        row("RtlGetVersion", &rtl_get_version), row("GetProductInfo", &get_product_info),
-        row("GetAdaptersAddresses", &list_adapters), row("CompareStringOrdinal", &CompareStringOrdinal),
-        row("FormatMessageW", &format_message)};
+    static const entry_map entries = {{"RtlGetVersion", fake(&rtl_get_version)},
+                                      {"GetProductInfo", fake(&get_product_info)},
+                                      {"GetAdaptersAddresses", fake(&list_adapters)},
+                                      {"CompareStringOrdinal", fake(&CompareStringOrdinal)},
+                                      {"FormatMessageW", fake(&format_message)}};
     if (now.fails_if(module == nullptr, ERROR_PROC_NOT_FOUND)) {
         return nullptr;
     }
-    for (const FARPROC entry : {socket_entry(name), service_entry(name), kernel_entry(name)}) {
-        if (entry != nullptr) {
-            return entry;
+    for (const entry_map* fakes : {&socket_entries, &service_entries, &kernel_entries, &entries}) {
+        if (const auto found = fakes->find(name); found != fakes->end()) {
+            return found->second;
         }
     }
-    const auto found = entries.find(name);
-    return found == entries.end() ? std::bit_cast<FARPROC>(&unexpected) : found->second;
+    return fake(&unexpected);
 };
 
 // The registry. A key's handle is the address of its class's devices, or of one of these.

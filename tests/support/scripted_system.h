@@ -87,6 +87,14 @@ struct dns_record {
     DWORD section = 1;
 };
 
+/// An answer to a ping, from 192.0.2.9.
+struct echo_answer {
+    ULONG status = 0;
+    WORD size = 32;   ///< of the data, as the answer says
+    int data_at = 40; ///< where in the buffer the data begin; 0: at a guard page, -1: nowhere
+    char last = 'E';  ///< of 32 bytes of data, which are all 'E' otherwise
+};
+
 class system {
 public:
     /// A system without adapters, and on it, unless the test does that itself, a library just loaded.
@@ -115,7 +123,9 @@ public:
     const void* hints = nullptr;                        ///< of the last lookup
     std::map<std::string, std::vector<dns_record>> dns; ///< by "type name"
     std::string echo_reply;                             ///< as the system writes it
-    int echo_data_at = 0; ///< where in the buffer an IPv4 reply says its data is, if above 0
+    int echo_data_at = 0;                               ///< where in the buffer of an IPv4 reply, if above 0
+    void give(const echo_answer& answer);
+    void give6(DWORD status, const std::string& data); ///< the answer from fe80::5%6
     std::vector<MIB_IPNETROW> older_neighbours;
     std::vector<MIB_IPNET_ROW2> neighbours;
     MIB_IPNET_ROW2 resolved{}; ///< of which the hardware address counts

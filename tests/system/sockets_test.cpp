@@ -127,16 +127,6 @@ protected:
 INSTANTIATE_TEST_SUITE_P(, Loopback, testing::Values(ip::family_ipv4, ip::family_ipv6),
                          testing::PrintToStringParamName());
 
-/// How often this process owns a connection or endpoint at a local address.
-std::ptrdiff_t owned(const ip::saddr& local, std::uint32_t protocol, std::uint32_t state) {
-    std::vector<ip::hlpapi::_SIpConnection> found;
-    EXPECT_EQ(ip::hlpapi::getConnections(found, 0, local.family, 0), 0u);
-    return std::ranges::count_if(found, [&](const auto& one) {
-        return numbers(one.local) == numbers(local) && one.protocol == protocol && one.state == state &&
-               one.pid == GetCurrentProcessId();
-    });
-}
-
 TEST_P(Loopback, ConnectionCarriesDataUntilItIsClosed) {
     test_socket listener(SOCK_STREAM, family);
     const ip::saddr server = listen(listener, loopback);
@@ -162,9 +152,6 @@ TEST_P(Loopback, ConnectionCarriesDataUntilItIsClosed) {
     EXPECT_EQ(winsock2::ioctlsocket(served, FIONREAD, &waiting), 0u);
     EXPECT_EQ(waiting, 8u);
     EXPECT_EQ(receive(served), "question");
-    if (is_ipv4) { // Wine does not know who owns an IPv6 connection, nor any socket before its first transfer
-        EXPECT_EQ(owned(local, IPPROTO_TCP, ip::tcp_state_established), 1);
-    }
     EXPECT_EQ(winsock2::shutdown(client, 1), 0u);
     EXPECT_EQ(receive(served), "");
 
@@ -196,7 +183,6 @@ TEST_P(Loopback, DatagramMakesItsReceiverReadyAndHasASender) {
     EXPECT_EQ(winsock2::recvfrom(receiver, buffer, sizeof buffer, from), 8);
     EXPECT_EQ(std::string(buffer, 8), "question");
     EXPECT_EQ(numbers(from), numbers(source));
-    EXPECT_EQ(owned(source, IPPROTO_UDP, 0), 1);
 }
 
 TEST_P(Loopback, DualStackServesBothFamilies) {
@@ -283,91 +269,57 @@ texts all_numbers(const std::vector<ip::addr>& addresses) {
     return result;
 }
 
-TYPED_TEST(LabNames, NamesLeadToTheAddressesOfTheFamilyAskedFor) {
+TYPED_TEST(LabNames, LeadToTheAddressesOfTheFamilyAskedFor) {
     constexpr bool wide = std::is_same_v<TypeParam, wchar_t>;
     constexpr int no_hints = -1;
-    const texts www4{"198.51.100.10"};
-    const texts www6{"2001:db8:1::10"};
-    const texts www{"198.51.100.10", "2001:db8:1::10"};
+    const texts www4{"198.51.100.10"}, www{"198.51.100.10", "2001:db8:1::10"};
     const std::tuple<const char*, int, texts> cases[] = {
         {"chain.lab.test", no_hints, wide ? www : www4},
-        {"v4.lab.test", no_hints, {"198.51.100.11"}},
         {"v6.lab.test", no_hints, {"2001:db8:1::12"}},
-        {"text.lab.test", no_hints, {}},
         {"nobody.lab.test", no_hints, {}},
         {"www.lab.test", AF_UNSPEC, www},
-        {"www.lab.test", AF_INET, www4},
-        {"www.lab.test", AF_INET6, www6},
         {"v4.lab.test", AF_INET6, {}}, // no second lookup for a family that the caller chose
     };
-    for (const auto& [ascii, family, expected] : cases) {
-        SCOPED_TRACE(testing::Message() << ascii << ", family " << family);
-        const auto name = text<TypeParam>(ascii);
+    for (const auto& [name, family, expected] : cases) {
+        SCOPED_TRACE(testing::Message() << name << ", family " << family);
         std::conditional_t<wide, addrinfoW, addrinfo> hints{};
         hints.ai_family = family;
         std::vector<ip::addr> found(1);
-        const unsigned long code = winsock2::getaddrinfo(name.c_str(), found, text<TypeParam>("7").c_str(),
-                                                         family == no_hints ? nullptr : &hints);
+        const unsigned long code =
+            winsock2::getaddrinfo(text<TypeParam>(name).c_str(), found, text<TypeParam>("7").c_str(),
+                                  family == no_hints ? nullptr : &hints);
         EXPECT_TRUE(expected.empty() ? code == 11001 || code == 11004 : code == 0) << code;
         EXPECT_EQ(all_numbers(found), expected);
-        if (family == no_hints) {
-            ip::addr read;
-            EXPECT_EQ(winsock2::address_from_string(read, name.c_str()), code);
-            EXPECT_EQ(numbers(read), found.empty() ? "" : numbers(found.front()));
-        }
     }
 }
 
-TYPED_TEST(LabNames, AddressesHaveNames) {
-    const std::tuple<const char*, const char*> cases[] = {{"198.51.100.10", "www.lab.test"},
-                                                          {"2001:db8:1::12", "v6.lab.test"},
-                                                          {"198.51.100.99", nullptr},
-                                                          {"2001:db8:1::99", nullptr}};
-    for (const auto& [address, name] : cases) {
-        SCOPED_TRACE(address);
-        auto host = text<TypeParam>("untouched");
-        SetLastError(WSAHOST_NOT_FOUND); // Wine leaves the last error as it is
-        EXPECT_EQ(winsock2::getnameinfo(endpoint(address), &host, nullptr, NI_NAMEREQD),
-                  name == nullptr ? 11001u : 0u);
-        EXPECT_EQ(host, text<TypeParam>(name == nullptr ? "untouched" : name));
+TYPED_TEST(LabNames, LeadToHostsAndBack) {
+    const auto name = text<TypeParam>("v6.lab.test");
+    const ip::addr v6{ip::family_ipv6, {0x20, 1, 0xD, 0xB8, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x12}};
+    const test_socket s(SOCK_STREAM, ip::family_ipv6);
+    ip::addr remote;
+    EXPECT_EQ(
+        winsock2::connectbyname(s, name.c_str(), text<TypeParam>("7").c_str(), nullptr, &remote, nullptr),
+        0u);
+    EXPECT_EQ(numbers(remote), "2001:db8:1::12");
+    EXPECT_EQ(echoed(s), "across the lab");
 
-        ip::addr value;
-        EXPECT_EQ(winsock2::address_from_string(value, address), 0u);
-        winsock2::address_to_string(host, value);
-        EXPECT_EQ(host, text<TypeParam>(name == nullptr ? address : name));
-    }
-}
+    std::basic_string<TypeParam> host;
+    winsock2::address_to_string(host, v6);
+    EXPECT_EQ(host, name);
+    SetLastError(WSAHOST_NOT_FOUND); // Wine leaves the last error as it is
+    EXPECT_EQ(winsock2::getnameinfo(endpoint("198.51.100.99"), &host, nullptr, NI_NAMEREQD), 11001u);
+    EXPECT_EQ(host, name);
 
-TYPED_TEST(LabNames, NamesAreConnectedTo) {
-    const auto port = text<TypeParam>("7");
-    for (const auto& [name, address] :
-         {std::pair("v4.lab.test", "198.51.100.11"), {"v6.lab.test", "2001:db8:1::12"}}) {
-        const test_socket s(SOCK_STREAM, endpoint(address).family);
-        ip::addr remote;
-        EXPECT_EQ(winsock2::connectbyname(s, text<TypeParam>(name).c_str(), port.c_str(), nullptr, &remote,
-                                          nullptr),
-                  0u);
-        EXPECT_EQ(numbers(remote), address);
-        EXPECT_EQ(echoed(s), "across the lab");
-    }
-}
-
-TYPED_TEST(LabNames, DnsHasAddressesAndNames) {
     ip::dnsapi dns;
     ASSERT_EQ(dns.init(), 0u);
-    const std::tuple<const char*, std::uint16_t, unsigned long, texts> rows[] = {
-        {"www.lab.test", ip::family_none, 0, {"198.51.100.10", "2001:db8:1::10"}},
-        {"nobody.lab.test", ip::family_none, 9003, {}}};
-    for (const auto& [name, family, code, expected] : rows) {
-        SCOPED_TRACE(name);
-        std::vector<ip::addr> found;
-        EXPECT_EQ(dns.addresses_from_name(text<TypeParam>(name).c_str(), found, family), code);
-        EXPECT_EQ(all_numbers(found), expected);
-    }
+    std::vector<ip::addr> found;
+    EXPECT_EQ(dns.addresses_from_name(name.c_str(), found), 0u);
+    EXPECT_EQ(all_numbers(found), texts{"2001:db8:1::12"});
+    EXPECT_EQ(dns.addresses_from_name(text<TypeParam>("nobody.lab.test").c_str(), found), 9003u);
     std::vector<std::basic_string<TypeParam>> names;
-    EXPECT_EQ(dns.names_from_address({ip::family_ipv4, {198, 51, 100, 10}}, names), 0u);
-    EXPECT_EQ(dns.names_from_address({ip::family_ipv4, {198, 51, 100, 99}}, names), 9003u);
-    EXPECT_EQ(names, std::vector{text<TypeParam>("www.lab.test")});
+    EXPECT_EQ(dns.names_from_address(v6, names), 0u);
+    EXPECT_EQ(names, std::vector{name});
     EXPECT_EQ(dns.free(), 0u);
 }
 

@@ -4,17 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bit>
 #include <compare>
-#include <concepts>
 #include <functional>
 #include <iomanip>
 #include <optional>
 #include <set>
-#include <span>
 #include <sstream>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 // Macros of the platform's headers, which a program may have included before.
@@ -114,74 +110,17 @@ TEST(AddressValues, ReadAndWriteTheirText) {
 
 TEST(AddressValues, TakeOctetsFrom0To255WithoutLeadingZerosInEveryPlace) {
     for (std::size_t place = 0; place < 4; ++place) {
-        for (const int digits : {1, 2, 3, 4}) {
-            for (int value = 0; value < 1000; ++value) {
-                std::ostringstream octet;
-                octet << std::setfill('0') << std::setw(digits) << value;
-                std::string text[] = {"7", "7", "7", "7"};
-                text[place] = octet.str();
-                const auto whole = text[0] + "." + text[1] + "." + text[2] + "." + text[3];
-                const bool is_octet = value < 256 && octet.str() == std::to_string(value);
-                std::uint8_t octets[] = {7, 7, 7, 7};
-                octets[place] = static_cast<std::uint8_t>(value);
-                const auto read = address::parse(whole);
-                ASSERT_EQ(read.has_value(), is_octet) << whole;
-                if (is_octet) {
-                    ASSERT_EQ(read, address(octets[0], octets[1], octets[2], octets[3]));
-                    ASSERT_EQ(read->text().view(), whole);
-                    ASSERT_EQ(address::parse("::ffff:" + whole)->unmapped(), read);
-                }
-            }
-        }
-    }
-}
-
-/// The text of RFC 5952, made in the simplest way.
-std::string canonical(const std::array<unsigned, 8>& groups) {
-    std::size_t first = 8, length = 1;
-    for (std::size_t i = 0; i < 8; ++i) {
-        std::size_t run = 0;
-        while (i + run < 8 && groups[i + run] == 0) {
-            ++run;
-        }
-        if (run > length) {
-            first = i;
-            length = run;
-        }
-    }
-    std::ostringstream text;
-    text << std::hex;
-    for (std::size_t i = 0; i < 8; ++i) {
-        if (i == first) {
-            text << "::";
-            i += length - 1;
-        } else {
-            text << (i == 0 || i == first + length ? "" : ":") << groups[i];
-        }
-    }
-    return text.str();
-}
-
-TEST(AddressValues, WriteEveryPatternOfZeroGroupsCanonically) {
-    for (const unsigned other : {0x1U, 0x10U, 0x100U, 0xABCDU, 0x8000U, 0xFFFFU}) {
-        for (unsigned zeros = 0; zeros < 256; ++zeros) {
-            std::array<unsigned, 8> groups{};
-            std::array<std::uint8_t, 16> bytes{};
-            std::string full;
-            for (std::size_t i = 0; i < 8; ++i) {
-                groups[i] = (zeros >> i & 1) != 0 ? 0 : other;
-                bytes[2 * i] = static_cast<std::uint8_t>(groups[i] >> 8);
-                bytes[2 * i + 1] = static_cast<std::uint8_t>(groups[i]);
-                std::ostringstream group;
-                group << std::hex << std::setfill('0') << std::setw(4) << groups[i];
-                full += (i == 0 ? "" : ":") + group.str();
-            }
-            const address value(bytes);
-            if (!value.is_mapped()) {
-                ASSERT_EQ(value.text().view(), canonical(groups));
-            }
-            ASSERT_EQ(address::parse(value.text()), value) << full;
-            ASSERT_EQ(address::parse(full), value) << full;
+        for (int number = 0; number < 4000; ++number) { // each with one to four digits
+            std::ostringstream octet;
+            octet << std::setfill('0') << std::setw(number / 1000 + 1) << number % 1000;
+            std::array<std::uint8_t, 4> octets{7, 7, 7, 7};
+            octets[place] = static_cast<std::uint8_t>(number % 1000);
+            const address value(octets[0], octets[1], octets[2], octets[3]);
+            const std::string sevens[] = {"", "7.", "7.7.", "7.7.7."}, ends[] = {".7.7.7", ".7.7", ".7", ""};
+            const std::string text = sevens[place] + octet.str() + ends[place];
+            const bool is_octet = number % 1000 < 256 && octet.str() == std::to_string(number % 1000);
+            ASSERT_EQ(address::parse(text), is_octet ? std::optional(value) : std::nullopt) << text;
+            ASSERT_TRUE(!is_octet || value.text().view() == text);
         }
     }
 }
@@ -224,22 +163,17 @@ TEST(AddressValues, KnowTheBordersOfEveryRange) {
 }
 
 TEST(AddressValues, HaveAScopeOnlyWhereThereCanBeOne) {
-    const struct {
-        const char* text;
-        bool may_have;
-    } rows[] = {{"fe7f:ffff::", false}, {"fe80::", true},  {"febf::", true},         {"fec0::", true},
-                {"feff::", true},       {"ff00::", false}, {"ff01::1", true},        {"ff12::1", true},
-                {"ff03::", false},      {"::1", false},    {"::ffff:a9fe:1", false}, {"169.254.0.1", false},
-                {"224.1.2.3", false}};
-    for (const auto& [text, may_have] : rows) {
-        SCOPED_TRACE(text);
-        const auto value = read<address>(text);
-        EXPECT_EQ(value.with_scope(9).scope(), may_have ? 9U : 0U);
-        EXPECT_EQ(value.with_scope(9).without_scope(), value);
-        EXPECT_EQ(value.with_scope(9) == value, !may_have);
-        EXPECT_EQ(address::parse(std::string(text) + "%9").has_value(), may_have);
+    for (const char* text : {"fe80::", "feff::", "ff01::1", "ff12::1"}) {
+        const auto value = read<address>(text), scoped = read<address>(std::string(text) + "%9");
+        EXPECT_EQ(value.with_scope(9), scoped);
+        EXPECT_EQ(scoped.scope(), 9U);
+        EXPECT_NE(scoped, value);
+        EXPECT_EQ(scoped.without_scope(), value);
     }
-    EXPECT_EQ(address(read<address>("::1").native().bytes[15], 0, 0, 0).with_scope(1).scope(), 0U);
+    for (const char* text : {"fe7f:ffff::", "ff00::", "ff03::", "::1", "::ffff:a9fe:1", "169.254.0.1"}) {
+        EXPECT_EQ(read<address>(text).with_scope(9), read<address>(text));
+        EXPECT_FALSE(address::parse(std::string(text) + "%9")) << text;
+    }
     EXPECT_EQ(address(std::array<std::uint8_t, 16>{0xFE, 0x80}, 3).text().view(), "fe80::%3");
     EXPECT_EQ(address(std::array<std::uint8_t, 16>{0x20}, 3).text().view(), "2000::");
 }
@@ -292,19 +226,17 @@ TEST(AddressValues, AreOrderedByFamilyBytesAndScope) {
         std::vector<mac>{mac(), read<mac>("00"), read<mac>("00-00"), read<mac>("00-01"), read<mac>("01")});
 }
 
+/// Expects that values which differ in one byte spread over a table of 256 entries, as random numbers do.
+void expect_spread(const char* what, auto value_of) {
+    std::set<std::size_t> entries;
+    for (unsigned i = 0; i < 256; ++i) {
+        const auto value = value_of(static_cast<std::uint8_t>(i));
+        entries.insert(std::hash<std::remove_const_t<decltype(value)>>()(value) % 256);
+    }
+    EXPECT_GT(entries.size(), 130U) << what;
+}
+
 TEST(AddressValues, DifferInTheLowBitsOfTheirHashes) {
-    const std::hash<address> hash;
-    EXPECT_NE(hash(address(1, 2, 3, 4)), hash(read<address>("102:304::")));
-    EXPECT_EQ(hash(read<address>("0:0::1")), hash(read<address>("::1")));
-    // Values that differ in one byte spread over a table of 256 entries, as random numbers do.
-    const auto expect_spread = [](const char* what, auto value_of) {
-        std::set<std::size_t> entries;
-        for (unsigned i = 0; i < 256; ++i) {
-            const auto value = value_of(static_cast<std::uint8_t>(i));
-            entries.insert(std::hash<std::remove_const_t<decltype(value)>>()(value) % 256);
-        }
-        EXPECT_GT(entries.size(), 130U) << what;
-    };
     for (std::size_t place = 0; place < 16; ++place) {
         expect_spread("byte", [=](std::uint8_t i) {
             std::array<std::uint8_t, 16> bytes{0xFE, 0x80};
@@ -317,14 +249,10 @@ TEST(AddressValues, DifferInTheLowBitsOfTheirHashes) {
     expect_spread("port", [](std::uint8_t i) { return endpoint(address(1, 2, 3, 4), i); });
     expect_spread("high port", [](std::uint8_t i) { return endpoint(address(1, 2, 3, 4), i << 8 & 0xFF00); });
     expect_spread("network", [](std::uint8_t i) { return network::of(address(i, 0, 0, 0), 8); });
-    expect_spread("mac", [](std::uint8_t i) {
-        kvtip_mac native{{2, 0, 0, 0, 0, i}, 6, {}};
-        return mac(native);
-    });
+    expect_spread("mac", [](std::uint8_t i) { return mac(kvtip_mac{{2, 0, 0, 0, 0, i}, 6, {}}); });
+    EXPECT_NE(std::hash<address>()(address(1, 2, 3, 4)), std::hash<address>()(read<address>("102:304::")));
     EXPECT_NE(std::hash<network>()(read<network>("10.0.0.0/8")),
               std::hash<network>()(read<network>("10.0.0.0/9")));
-    const std::unordered_set<endpoint> set{endpoint(address(1, 2, 3, 4), 5)};
-    EXPECT_TRUE(set.contains(read<endpoint>("1.2.3.4:5")));
 }
 
 TEST(AddressValues, ObeyTheWidthOfAStream) {

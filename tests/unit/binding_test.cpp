@@ -11,7 +11,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <thread>
 
 namespace {
 
@@ -250,31 +249,6 @@ TEST_F(Binding, GoesOnWithoutTheModuleWhenTheSystemGivesNoReason) {
     system.answers["GetProcAddress(send)"] = {none};
     EXPECT_EQ(the_helper().winsock.start(data, 0x0202), 0u); // is none, and is not counted
     EXPECT_EQ(counts(), "0 1 0");
-}
-
-TEST_F(Binding, HandlesOnManyThreadsKeepTheCountsAndTheLockOrder) {
-    system.logs = false;
-    system.yields = true;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([kind = i % 3] {
-            ip::lib a_lib;
-            ip::hlpapi a_hlpapi;
-            ip::winsock2 a_winsock;
-            WSADATA scratch;
-            for (int round = 0; round < 10000; ++round) {
-                ASSERT_EQ(kind == 0   ? a_lib.init()
-                          : kind == 1 ? a_hlpapi.load()
-                                      : a_winsock.start(scratch),
-                          0u);
-                ASSERT_EQ(kind == 0 ? a_lib.free() : kind == 1 ? a_hlpapi.free() : a_winsock.cleanup(), 0u);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(counts(), "0 0 0");
 }
 
 /// With one of the entries for reading and for writing, which know the address as `record`.

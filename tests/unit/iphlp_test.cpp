@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <icmpapi.h>
-
 namespace {
 
 using ip::hlpapi;
@@ -20,36 +18,6 @@ using scripted::texts;
 struct IpHelper : testing::Test {
     IpHelper() { EXPECT_EQ(lib.init(), 0u); }
 
-    /// An answer from 192.0.2.9: how many bytes of data it says, and where in the reply buffer they begin, or
-    /// 0 for at a guard page, -1 for nowhere; which byte is wrong; and the status.
-    struct ipv4_answer {
-        WORD said = 32;
-        int data_at = 40;
-        std::size_t wrong = 99;
-        ULONG status = 0;
-    };
-    void give(const ipv4_answer& answer) {
-        std::string data(32, 'E');
-        if (answer.wrong < data.size()) {
-            data[answer.wrong] = '?';
-        }
-        const ICMP_ECHO_REPLY reply{0x090200C0,
-                                    answer.status,
-                                    7,
-                                    answer.said,
-                                    0,
-                                    answer.data_at == 0 ? system.keep(data[0], data.size()) : nullptr,
-                                    {64, 0, 0, 0, nullptr}};
-        system.echo_reply.assign(reinterpret_cast<const char*>(&reply), sizeof reply) += data;
-        system.echo_data_at = answer.data_at;
-    }
-    /// The answer from ::5.
-    void give6(char status, const std::string& data) {
-        system.echo_reply = std::string(21, 9) + '\5' + std::string(14, '\0') + data;
-        std::fill_n(system.echo_reply.begin() + 6, 15, '\0');
-        system.echo_reply[28] = status;
-        system.echo_reply[32] = 7;
-    }
     std::string ping(const char* to, unsigned short size = 32) {
         system.calls.clear();
         hlpapi::_SPingReply reply{address("::8"), 1, 2, 3};
@@ -64,34 +32,34 @@ struct IpHelper : testing::Test {
     ip::lib lib;
 };
 
-const std::string good4 = "0|192.0.2.9|7|0|64|", good6 = "0|::5|7|0|0|", untouched = "|::8|1|2|3|";
+const std::string good4 = "0|192.0.2.9|7|0|64|", good6 = "0|fe80::5|7|0|0|", untouched = "|::8|1|2|3|";
 
 TEST_F(IpHelper, PingTakesAnAnswerWithTheDataSent) {
-    give({});
+    system.give({});
     EXPECT_EQ(ping("1.2.3.4"), good4);
     EXPECT_EQ(calls(), "IcmpCreateFile IcmpSendEcho(1.2.3.4,32E/128/5/2,72,900) IcmpCloseHandle(1)");
     EXPECT_EQ(ping("-", 3), good4);
     EXPECT_EQ(system.called("IcmpSendEcho"), "(255.255.255.255,3E/128/5/2,48,900)");
-    const std::pair<ipv4_answer, std::string> rows[] = {
-        {{.said = 65535, .data_at = 0}, good4},
-        {{.said = 65535}, good4},
+    const std::pair<scripted::echo_answer, std::string> rows[] = {
+        {{.size = 65535, .data_at = 0}, good4},
+        {{.size = 65535}, good4},
         {{.data_at = 68}, good4}, // past the end of the buffer
-        {{.wrong = 31}, "59" + untouched},
-        {{.said = 31, .wrong = 31}, good4},
-        {{.said = 1, .data_at = -1}, "59" + untouched},
-        {{.said = 0, .data_at = -1, .status = 11013}, "0|192.0.2.9|7|11013|64|"}};
+        {{.last = '?'}, "59" + untouched},
+        {{.size = 31, .last = '?'}, good4},
+        {{.size = 1, .data_at = -1}, "59" + untouched},
+        {{.status = 11013, .size = 0, .data_at = -1}, "0|192.0.2.9|7|11013|64|"}};
     for (const auto& [answer, expected] : rows) {
-        give(answer);
-        EXPECT_EQ(ping("1.2.3.4"), expected) << answer.said << " bytes at " << answer.data_at;
+        system.give(answer);
+        EXPECT_EQ(ping("1.2.3.4"), expected) << answer.size << " bytes at " << answer.data_at;
     }
     EXPECT_EQ(ping("1.2.3.4", 0), "0|192.0.2.9|7|11013|64|");
-    give6(0, std::string(32, 'E'));
+    system.give6(0, std::string(32, 'E'));
     EXPECT_EQ(ping("::ffff:1.2.3.4"), good6);
     EXPECT_EQ(calls(), "Icmp6CreateFile Icmp6SendEcho2(::,::ffff:1.2.3.4@99%5,32E/128/5/2,84,900) "
                        "IcmpCloseHandle(1)");
-    give6(13, std::string(31, 'E'));
+    system.give6(13, std::string(31, 'E'));
     EXPECT_EQ(ping("::1") + ping("::1", 31) + ping("::1", 0),
-              "59" + untouched + "0|::5|7|13|0|0|::5|7|13|0|");
+              "59" + untouched + "0|fe80::5|7|13|0|0|fe80::5|7|13|0|");
 }
 
 TEST_F(IpHelper, PingGivesTheSystemsCodeAndGoesTheOlderWayOnlyOn120) {
@@ -99,7 +67,7 @@ TEST_F(IpHelper, PingGivesTheSystemsCodeAndGoesTheOlderWayOnlyOn120) {
         system.answers[name] = {11010};
         EXPECT_EQ(ping(name[4] == '6' ? "::ffff:1.2.3.4" : "1.2.3.4"), "11010" + untouched);
     }
-    give({});
+    system.give({});
     the_helper().iphlpapi.Icmp6SendEcho2 = nullptr;
     EXPECT_EQ(ping("::feff:1.2.3.4"), "120" + untouched);
     EXPECT_EQ(ping("::ffff:1.2.3.4"), good4);

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <icmpapi.h>
-
 namespace {
 
 using scripted::socket_address;
@@ -22,39 +20,13 @@ kvtip_address address(const char* of, std::uint32_t scope = 0) {
 
 const kvtip_address target = address("192.0.2.9"), target6 = address("fe80::9", 5);
 
-/// An answer from 192.0.2.9. Its data begin somewhere in the buffer, or at a guard page if that is 0.
-struct ipv4_answer {
-    ULONG status = 0;
-    WORD size = 32;
-    int data_at = 40;
-    char last = 'E';
-};
-
 struct request {
     std::uint32_t timeout = 0, time_to_live = 0, data_size = 0, type_of_service = 0, flags = 0;
     kvtip_address source{};
 };
 
 struct Ping : testing::Test {
-    Ping() { give({}); }
-
-    void give(const ipv4_answer& answer) {
-        const std::string data = std::string(31, 'E') + answer.last;
-        void* outside = answer.data_at == 0 ? system.keep(data[0], data.size()) : nullptr;
-        const ICMP_ECHO_REPLY reply{0x090200C0, answer.status,         7, answer.size, 0,
-                                    outside,    {64, 0, 0, 0, nullptr}};
-        system.echo_reply.assign(reinterpret_cast<const char*>(&reply), sizeof reply) += data;
-        system.echo_data_at = answer.data_at;
-    }
-    /// The answer from fe80::5%6.
-    void give6(std::uint32_t status, const std::string& data) {
-        system.echo_reply = std::string(36, '\0') + data;
-        system.echo_reply.replace(6, 2, "\xfe\x80");
-        system.echo_reply[21] = 5;
-        system.echo_reply[22] = 6;
-        std::memcpy(&system.echo_reply[28], &status, sizeof status);
-        system.echo_reply[32] = 7;
-    }
+    Ping() { system.give({}); }
 
     /// The code, and all of the result.
     std::string ping(const kvtip_address& to, const request& of = {}) {
@@ -115,10 +87,10 @@ TEST_F(Ping, AsksWithTheOptions) {
                   row.call)
             << row.what;
     }
-    give({.size = 0, .data_at = 0});
+    system.give({.size = 0, .data_at = 0});
     EXPECT_EQ(ping(target, {.flags = KVTIP_PING_NO_DATA}), answered);
-    EXPECT_EQ(system.called("IcmpSendEcho"), "(192.0.2.9,/128/0/0,64,4000)");
-    give6(0, E32);
+    EXPECT_EQ(system.called("IcmpSendEcho"), "(192.0.2.9,0E/128/0/0,64,4000)");
+    system.give6(0, E32);
     EXPECT_EQ(ping(target6), answered6);
     EXPECT_EQ(system.called("Icmp6SendEcho2"), "(::,fe80::9%5,32E/128/0/0,96,4000)");
     EXPECT_EQ(ping(target6, {.source = address("fe80::1", 5)}), answered6);
@@ -128,7 +100,7 @@ TEST_F(Ping, AsksWithTheOptions) {
 TEST_F(Ping, SaysWhatBecameOfIt) {
     const struct {
         const char* what;
-        ipv4_answer answer;
+        scripted::echo_answer answer;
         std::string expected;
     } rows[] = {
         {"data in another place", {.data_at = 64}, answered},
@@ -142,12 +114,12 @@ TEST_F(Ping, SaysWhatBecameOfIt) {
         {"an unknown status", {.status = 11049, .size = 0}, "0 192.0.2.9|7|11049|7|64|"},
     };
     for (const auto& row : rows) {
-        give(row.answer);
+        system.give(row.answer);
         EXPECT_EQ(ping(target), row.expected) << row.what;
     }
-    give6(0, std::string(31, 'E') + '?');
+    system.give6(0, std::string(31, 'E') + '?');
     EXPECT_EQ(ping(target6), "0 fe80::5%6|6|0|7|0|");
-    give6(11003, "");
+    system.give6(11003, "");
     EXPECT_EQ(ping(target6), "0 fe80::5%6|3|11003|7|0|");
 }
 
