@@ -174,7 +174,7 @@ TEST_F(Ping, NeedsEntries) {
 }
 
 TEST_F(Ping, HasASentenceWhereNoStatusSaysWhatIsWrong) {
-    give({.last = 'F'});
+    system.give({.last = 'F'});
     EXPECT_STREQ(kvtip::ping(kvtip::address(target)).message(), "The answer has other data than was sent.");
     EXPECT_STREQ(kvtip::ping_result().message(), "The ping was not sent.");
 }
