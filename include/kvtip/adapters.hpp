@@ -12,6 +12,7 @@
 
 #include "kvtip/address.hpp"
 #include "kvtip/detail/call.hpp"
+#include "kvtip/detail/named.hpp"
 #include "kvtip/missing.hpp"
 
 namespace kvtip {
@@ -26,6 +27,28 @@ enum class adapter_status : std::uint32_t {
     not_present = KVTIP_ADAPTER_NOT_PRESENT,
     lower_layer_down = KVTIP_ADAPTER_LOWER_LAYER_DOWN
 };
+
+/// The names of these values; `to_string` is empty for any other.
+inline constexpr detail::named<adapter_status> adapter_status_names[] = {
+    {adapter_status::up, "up"},
+    {adapter_status::down, "down"},
+    {adapter_status::testing, "testing"},
+    {adapter_status::unknown, "unknown"},
+    {adapter_status::dormant, "dormant"},
+    {adapter_status::not_present, "not present"},
+    {adapter_status::lower_layer_down, "lower layer down"}};
+constexpr std::string_view to_string(adapter_status value) noexcept {
+    return detail::name_in<adapter_status>(adapter_status_names, value);
+}
+
+/// Common types of interfaces (IANA ifType), and their names.
+inline constexpr detail::named<std::uint32_t> interface_type_names[] = {
+    {6, "Ethernet"}, {23, "PPP"},        {24, "loopback"},         {71, "IEEE 802.11"},
+    {131, "tunnel"}, {144, "IEEE 1394"}, {243, "mobile broadband"}};
+/// The name of an interface type; empty for one that is not common.
+constexpr std::string_view interface_type_name(std::uint32_t type) noexcept {
+    return detail::name_in<std::uint32_t>(interface_type_names, type);
+}
 
 /// The length of a prefix that the system does not say.
 inline constexpr int unknown_prefix = KVTIP_UNKNOWN_PREFIX;

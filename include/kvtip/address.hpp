@@ -100,6 +100,10 @@ inline constexpr range documentation_ranges[] = {{4, 24, {192, 0, 2}},
                                                  {6, 32, {0x20, 0x01, 0x0D, 0xB8}},
                                                  {6, 20, {0x3F, 0xFF}}};
 inline constexpr range shared_ranges[] = {{4, 10, {100, 64}}};
+/// fec0:0:0:ffff::1 is one alone, ::2 and ::3 are the other range.
+inline constexpr range placeholder_ranges[] = {
+    {6, 128, {0xFE, 0xC0, 0, 0, 0, 0, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 1}},
+    {6, 127, {0xFE, 0xC0, 0, 0, 0, 0, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 2}}};
 inline constexpr range benchmarking_ranges[] = {{4, 15, {198, 18}}, {6, 48, {0x20, 0x01, 0, 2}}};
 
 /// Whether an IPv6 address is complete only with a scope: link-local, site-local, or multicast of scope 1
@@ -263,6 +267,9 @@ public:
     constexpr bool is_shared() const noexcept { return is_in(detail::shared_ranges); }
     /// 198.18.0.0/15 (RFC 2544), 2001:2::/48 (RFC 5180).
     constexpr bool is_benchmarking() const noexcept { return is_in(detail::benchmarking_ranges); }
+    /// fec0:0:0:ffff::1 to ::3, with any scope, which Windows lists as DNS servers where no IPv6 server is
+    /// set (draft-ietf-ipv6-dns-discovery). They lead nowhere.
+    constexpr bool is_dns_placeholder() const noexcept { return is_in(detail::placeholder_ranges); }
 
     /// The address after this one, with the same scope where there can be one; empty after the last one of
     /// the family, and for no address.
@@ -575,11 +582,17 @@ constexpr std::size_t hash_of(const kvtip_address& address, std::uint64_t more =
 
 } // namespace detail
 
+/// @{
 /// Writes the text; a width set on the stream is obeyed.
 template <detail::value_with_text Value>
 std::ostream& operator<<(std::ostream& out, const Value& value) {
     return out << value.text().view();
 }
+template <std::size_t Size>
+std::ostream& operator<<(std::ostream& out, const text_buffer<Size>& text) {
+    return out << text.view();
+}
+/// @}
 
 } // namespace v1
 } // namespace kvtip

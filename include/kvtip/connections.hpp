@@ -5,16 +5,24 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kvtip/address.hpp"
 #include "kvtip/detail/call.hpp"
+#include "kvtip/detail/named.hpp"
 #include "kvtip/missing.hpp"
 
 namespace kvtip {
 inline namespace v1 {
 
 enum class protocol : std::uint32_t { any = 0, tcp = KVTIP_TCP, udp = KVTIP_UDP };
+
+/// The names of these values; `to_string` is empty for any other.
+inline constexpr detail::named<protocol> protocol_names[] = {{protocol::tcp, "TCP"}, {protocol::udp, "UDP"}};
+constexpr std::string_view to_string(protocol value) noexcept {
+    return detail::name_in<protocol>(protocol_names, value);
+}
 
 /// The state of a TCP connection.
 enum class connection_state : std::uint32_t {
@@ -33,12 +41,31 @@ enum class connection_state : std::uint32_t {
     delete_tcb = KVTIP_STATE_DELETE_TCB
 };
 
+/// The names of these values; `to_string` is empty for any other.
+inline constexpr detail::named<connection_state> connection_state_names[] = {
+    {connection_state::closed, "closed"},           {connection_state::listen, "listen"},
+    {connection_state::syn_sent, "syn-sent"},       {connection_state::syn_received, "syn-received"},
+    {connection_state::established, "established"}, {connection_state::fin_wait_1, "fin-wait-1"},
+    {connection_state::fin_wait_2, "fin-wait-2"},   {connection_state::close_wait, "close-wait"},
+    {connection_state::closing, "closing"},         {connection_state::last_ack, "last-ack"},
+    {connection_state::time_wait, "time-wait"},     {connection_state::delete_tcb, "delete-tcb"}};
+constexpr std::string_view to_string(connection_state value) noexcept {
+    return detail::name_in<connection_state>(connection_state_names, value);
+}
+
 /// Who opened a TCP connection.
 enum class direction : std::uint32_t {
     unknown = KVTIP_DIRECTION_UNKNOWN,
     in = KVTIP_DIRECTION_IN,
     out = KVTIP_DIRECTION_OUT
 };
+
+/// The names of these values; `to_string` is empty for any other.
+inline constexpr detail::named<direction> direction_names[] = {
+    {direction::unknown, "unknown"}, {direction::in, "accepted"}, {direction::out, "opened"}};
+constexpr std::string_view to_string(direction value) noexcept {
+    return detail::name_in<direction>(direction_names, value);
+}
 
 /// A TCP connection or listener, or a UDP endpoint.
 struct connection {

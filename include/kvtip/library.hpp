@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "kvtip/detail/call.hpp"
+#include "kvtip/detail/named.hpp"
 
 namespace kvtip {
 inline namespace v1 {
@@ -18,13 +20,16 @@ inline std::uint32_t version() noexcept {
 }
 
 /// Keeps the system's libraries loaded and started while it lives, for speed. No operation needs one.
-class started {
+class [[nodiscard]] started {
 public:
     started() noexcept = default;
     ~started() { stop(); }
     started(started&& other) noexcept : is_started_(std::exchange(other.is_started_, false)) {}
     started& operator=(started&& other) noexcept {
-        std::swap(is_started_, other.is_started_);
+        if (this != &other) {
+            stop();
+            is_started_ = std::exchange(other.is_started_, false);
+        }
         return *this;
     }
 
@@ -56,6 +61,14 @@ enum class entry_state : std::uint32_t {
     missing = KVTIP_ENTRY_MISSING,
     substituted = KVTIP_ENTRY_SUBSTITUTED
 };
+
+/// The names of these values; `to_string` is empty for any other.
+inline constexpr detail::named<entry_state> entry_state_names[] = {{entry_state::bound, "bound"},
+                                                                   {entry_state::missing, "missing"},
+                                                                   {entry_state::substituted, "substituted"}};
+constexpr std::string_view to_string(entry_state value) noexcept {
+    return detail::name_in<entry_state>(entry_state_names, value);
+}
 
 /// An entry of a system library that the library looks up by its name.
 struct entry {

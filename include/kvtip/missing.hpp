@@ -33,6 +33,8 @@ struct listing {
     auto begin() const noexcept { return rows.begin(); }
     auto end() const noexcept { return rows.end(); }
     std::size_t size() const noexcept { return rows.size(); }
+    bool empty() const noexcept { return rows.empty(); }
+    const Row& operator[](std::size_t at) const noexcept { return rows[at]; }
 };
 
 namespace detail {

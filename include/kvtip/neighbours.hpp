@@ -3,9 +3,11 @@
 // The hosts on the same links, and their hardware addresses.
 
 #include <cstdint>
+#include <string_view>
 
 #include "kvtip/address.hpp"
 #include "kvtip/detail/call.hpp"
+#include "kvtip/detail/named.hpp"
 #include "kvtip/missing.hpp"
 
 namespace kvtip {
@@ -22,6 +24,20 @@ enum class neighbour_state : std::uint32_t {
     permanent = KVTIP_NEIGHBOUR_PERMANENT,
     unknown = KVTIP_NEIGHBOUR_UNKNOWN ///< the system does not say
 };
+
+/// The names of these values; `to_string` is empty for any other.
+inline constexpr detail::named<neighbour_state> neighbour_state_names[] = {
+    {neighbour_state::unreachable, "unreachable"},
+    {neighbour_state::incomplete, "incomplete"},
+    {neighbour_state::probe, "probe"},
+    {neighbour_state::delay, "delay"},
+    {neighbour_state::stale, "stale"},
+    {neighbour_state::reachable, "reachable"},
+    {neighbour_state::permanent, "permanent"},
+    {neighbour_state::unknown, "unknown"}};
+constexpr std::string_view to_string(neighbour_state value) noexcept {
+    return detail::name_in<neighbour_state>(neighbour_state_names, value);
+}
 
 /// A host on the same link, or a multicast group.
 struct neighbour {

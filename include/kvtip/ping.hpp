@@ -5,9 +5,11 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "kvtip/address.hpp"
 #include "kvtip/detail/call.hpp"
+#include "kvtip/detail/named.hpp"
 
 namespace kvtip {
 inline namespace v1 {
@@ -23,6 +25,20 @@ enum class ping_outcome : std::uint32_t {
     data_differs = KVTIP_PING_DATA_DIFFERS,   ///< an answer with other data than was sent
     failed = KVTIP_PING_FAILED                ///< anything else: see `status`
 };
+
+/// The names of these values; `to_string` is empty for any other.
+inline constexpr detail::named<ping_outcome> ping_outcome_names[] = {
+    {ping_outcome::none, "not sent"},
+    {ping_outcome::answered, "answered"},
+    {ping_outcome::timed_out, "timed out"},
+    {ping_outcome::unreachable, "unreachable"},
+    {ping_outcome::hops_exceeded, "hops exceeded"},
+    {ping_outcome::too_big, "too big"},
+    {ping_outcome::data_differs, "data differs"},
+    {ping_outcome::failed, "failed"}};
+constexpr std::string_view to_string(ping_outcome value) noexcept {
+    return detail::name_in<ping_outcome>(ping_outcome_names, value);
+}
 
 /// How to ping.
 struct ping_options {
@@ -61,8 +77,10 @@ struct ping_result {
         case ping_outcome::data_differs:
             return "The answer has other data than was sent.";
         default:
-            return kvtip_ping_status_message(status);
+            break;
         }
+        const char* const text = kvtip_ping_status_message(status);
+        return *text != 0 ? text : "The ping failed.";
     }
 };
 

@@ -20,7 +20,7 @@ inline namespace v1 {
 /// Waits without end.
 inline constexpr std::chrono::milliseconds forever{KVTIP_FOREVER};
 
-/// A connected socket, closed at the end.
+/// A connected socket, closed at the end. Only one thread may use it at a time.
 class socket {
 public:
     socket() noexcept = default;
@@ -28,7 +28,10 @@ public:
     ~socket() { close(); }
     socket(socket&& other) noexcept : handle_(other.release()) {}
     socket& operator=(socket&& other) noexcept {
-        std::swap(handle_, other.handle_);
+        if (this != &other) {
+            close();
+            handle_ = other.release();
+        }
         return *this;
     }
 
@@ -40,12 +43,13 @@ public:
     kvtip_socket release() noexcept { return std::exchange(handle_, KVTIP_NO_SOCKET); }
     void close() noexcept { kvtip_close(release()); }
 
-    /// Sends all of the data: `kvtip_send`. Returns how many bytes were sent, fewer after an error.
+    /// Sends all of the data: `kvtip_send`. Returns how many bytes were sent, fewer after an error. A
+    /// time-out of 0 does not wait, `forever` waits without end. After a time-out the socket can still be
+    /// used.
     std::size_t send(std::span<const std::byte> data, std::chrono::milliseconds timeout,
                      std::error_code& error) {
         std::size_t sent = 0;
-        detail::report(kvtip_send(handle_, data.data(), data.size(), detail::to_timeout(timeout), &sent),
-                       error);
+        detail::report(kvtip_send(handle_, data.data(), data.size(), detail::to_wait(timeout), &sent), error);
         return sent;
     }
     std::size_t send(std::string_view text, std::chrono::milliseconds timeout, std::error_code& error) {
@@ -53,13 +57,16 @@ public:
     }
 
     /// Receives what has arrived, and waits for it if nothing has: `kvtip_receive`. Returns the number of
-    /// bytes, 0 when the other side has finished sending.
+    /// bytes, 0 when the other side has finished sending. The time-out is that of `send`.
     std::size_t receive(std::span<std::byte> room, std::chrono::milliseconds timeout,
                         std::error_code& error) {
         std::size_t received = 0;
-        detail::report(
-            kvtip_receive(handle_, room.data(), room.size(), detail::to_timeout(timeout), &received), error);
+        detail::report(kvtip_receive(handle_, room.data(), room.size(), detail::to_wait(timeout), &received),
+                       error);
         return received;
+    }
+    std::size_t receive(std::span<char> room, std::chrono::milliseconds timeout, std::error_code& error) {
+        return receive(std::as_writable_bytes(room), timeout, error);
     }
 
 #if KVTIP_HAS_EXCEPTIONS
@@ -73,6 +80,9 @@ public:
     std::size_t receive(std::span<std::byte> room, std::chrono::milliseconds timeout) {
         return detail::or_throw("kvtip::socket::receive",
                                 [&](std::error_code& error) { return receive(room, timeout, error); });
+    }
+    std::size_t receive(std::span<char> room, std::chrono::milliseconds timeout) {
+        return receive(std::as_writable_bytes(room), timeout);
     }
 #endif
 
@@ -90,8 +100,8 @@ struct connect_attempt {
 /// The result of a connect.
 struct connect_result {
     kvtip::socket socket; ///< none after an error
-    endpoint local;
-    endpoint remote;
+    endpoint local;       ///< none after an error
+    endpoint remote;      ///< none after an error: see `attempts`
     std::chrono::milliseconds lookup_time{};
     std::chrono::milliseconds time{};
     std::vector<connect_attempt> attempts; ///< in the order in which they were made; also after an error
@@ -136,7 +146,9 @@ connect_result connect_by(std::error_code& error, Call call) {
 
 } // namespace detail
 
-/// Connects to a host and service by TCP: `kvtip_connect`.
+/// Connects to a host and service by TCP: `kvtip_connect`. The addresses are tried one after the other, so
+/// that a silent one can use up the time-out. The result holds the attempts also after an error; the form
+/// that throws has no result then.
 inline connect_result connect(std::string_view host, std::string_view service, const connect_options& options,
                               std::error_code& error) {
     const detail::c_text host_text(host);

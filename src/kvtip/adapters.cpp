@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <cwctype>
 #include <span>
 #include <string>
@@ -10,6 +9,7 @@
 
 #include "ip/detail/helper.h"
 #include "kvtip/adapter_sources.h"
+#include "kvtip/address.hpp"
 #include "kvtip/boundary.h"
 #include "kvtip/encoding.h"
 #include "kvtip/options.h"
@@ -35,14 +35,6 @@ bool read_adapter_options(const kvtip_adapter_options* given, kvtip_adapter_opti
     return read_options(given, options) && is_family(options.family) && options.up <= 1;
 }
 
-/// fec0:0:0:ffff::1 to ::3.
-bool is_placeholder(const kvtip_address& address) {
-    constexpr std::uint8_t prefix[15] = {0xFE, 0xC0, 0, 0, 0, 0, 0xFF, 0xFF};
-    const std::uint8_t last = address.bytes[15];
-    return address.family == 6 && std::memcmp(address.bytes, prefix, sizeof prefix) == 0 && last >= 1 &&
-           last <= 3;
-}
-
 const kvtip_dns_server_list* make_servers(const kvtip_adapter_list& adapters) {
     const std::span rows(adapters.rows, adapters.count);
     std::size_t count = 0;
@@ -56,7 +48,8 @@ const kvtip_dns_server_list* make_servers(const kvtip_adapter_list& adapters) {
                 const char* name = out.text(std::string_view(adapter->name));
                 for (const kvtip_address& server :
                      std::span(adapter->dns_servers, adapter->dns_server_count)) {
-                    add() = {server, index_for(*adapter, server.family), is_placeholder(server), name};
+                    add() = {server, index_for(*adapter, server.family),
+                             kvtip::address(server).is_dns_placeholder(), name};
                 }
             }
         });

@@ -24,12 +24,17 @@ struct freer {
 
 inline constexpr std::uint32_t invalid_parameter = 87; // ERROR_INVALID_PARAMETER
 
-/// A time-out for a C function, where 0 would stand for the default: the shortest one is 1 ms. Longer than
-/// about 49 days is without end.
+/// A time to wait for a C function: a negative one does not wait, and one of more than about 49 days is
+/// without end.
+constexpr std::uint32_t to_wait(std::chrono::milliseconds time) noexcept {
+    return time.count() <= 0               ? 0
+           : time.count() >= KVTIP_FOREVER ? KVTIP_FOREVER
+                                           : static_cast<std::uint32_t>(time.count());
+}
+
+/// A time-out in options, where 0 would stand for the default: the shortest one is 1 ms.
 constexpr std::uint32_t to_timeout(std::chrono::milliseconds timeout) noexcept {
-    return timeout.count() <= 0               ? 1
-           : timeout.count() >= KVTIP_FOREVER ? KVTIP_FOREVER
-                                              : static_cast<std::uint32_t>(timeout.count());
+    return timeout.count() <= 0 ? 1 : to_wait(timeout);
 }
 
 /// A result that belongs to the caller.
