@@ -164,7 +164,7 @@ bool read_connect_options(const kvtip_connect_options* given, kvtip_connect_opti
 uint32_t kvtip_connect(const char* host, const char* service, const kvtip_connect_options* options,
                        const kvtip_connect_result** result) noexcept {
     kvtip_connect_options wanted;
-    if (!clear(result) || !read_connect_options(options, wanted)) {
+    if (!clear(result) || host == nullptr || *host == 0 || !read_connect_options(options, wanted)) {
         return ERROR_INVALID_PARAMETER;
     }
     return held([&] { return connect_host(host, service, wanted, result); });

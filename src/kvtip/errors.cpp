@@ -104,7 +104,7 @@ constexpr error_text errors[] = {
     {10056, "WSAEISCONN", "The socket is already connected."},
     {10057, "WSAENOTCONN", "The socket is not connected."},
     {10058, "WSAESHUTDOWN", "This direction of the connection was shut down."},
-    {10060, "WSAETIMEDOUT", "The time is over: nobody answered."},
+    {10060, "WSAETIMEDOUT", "The operation did not end within its time-out."},
     {10061, "WSAECONNREFUSED", "The connection was refused: nobody listens at this port."},
     {10062, "WSAELOOP", "The name cannot be resolved."},
     {10063, "WSAENAMETOOLONG", "The name is too long."},

@@ -1,6 +1,7 @@
 // Names and addresses by the system's name services, and this host's name.
 
 #include <algorithm>
+#include <charconv>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -92,6 +93,14 @@ std::uint32_t resolve(const std::basic_string<Char>& host, const std::basic_stri
     return *resolution == nullptr ? std::uint32_t{WSANO_DATA} : 0;
 }
 
+/// Whether the service is a number that no port has. Some systems take its low 16 bits.
+bool is_beyond_ports(const std::string& service) {
+    std::uint16_t port = 0;
+    const char* const end = service.data() + service.size();
+    const auto [after, fault] = std::from_chars(service.data(), end, port);
+    return after == end && fault == std::errc::result_out_of_range;
+}
+
 /// Replaces the interface's name after an IPv6 address by its number, which is all that the system reads.
 std::uint32_t number_scope(std::string& host) {
     const std::size_t percent = host.find('%');
@@ -110,6 +119,9 @@ std::uint32_t number_scope(std::string& host) {
 std::uint32_t resolve(lookup& wanted, const kvtip_resolution** resolution) {
     std::wstring host;
     std::wstring service;
+    if (is_beyond_ports(wanted.service)) {
+        return WSATYPE_NOT_FOUND;
+    }
     if (const std::uint32_t code = number_scope(wanted.host)) {
         return code;
     }

@@ -43,9 +43,12 @@ void set_next_hop(kvtip_route& route, const kvtip_address& next_hop) {
     route.next_hop = route.on_link != 0 ? kvtip_address{} : next_hop;
 }
 
-/// The code of a route that the system has not found.
+/// The code of a route that the system has not found. A call that is there but does nothing counts as
+/// missing.
 std::uint32_t to_route_code(std::uint32_t code) {
-    return code == ERROR_NETWORK_UNREACHABLE ? WSAENETUNREACH : code;
+    return code == ERROR_NETWORK_UNREACHABLE ? WSAENETUNREACH
+           : code == ERROR_NOT_SUPPORTED     ? std::uint32_t{ERROR_CALL_NOT_IMPLEMENTED}
+                                             : code;
 }
 
 kvtip_address to_address(const SOCKADDR_INET& address) {
@@ -96,6 +99,13 @@ std::uint32_t find_older_route(const kvtip_address& destination, kvtip_route& ro
     route.network = to_network(ipv4_address(&found.dwForwardDest), std::popcount(found.dwForwardMask));
     route.source = find_source(destination);
     route.metric = found.dwForwardMetric1;
+    if (is_same(route.source, destination)) {
+        // The destination is the host itself. Not every system has a route of its own for that.
+        route.interface_index = 0;
+        route.network = to_network(destination, 32);
+        route.on_link = 1;
+        return 0;
+    }
     set_next_hop(route, found.dwForwardType == MIB_IPROUTE_TYPE_DIRECT
                             ? kvtip_address{}
                             : ipv4_address(&found.dwForwardNextHop));
@@ -108,16 +118,23 @@ std::uint32_t find_best_route(const kvtip_address& destination, std::uint32_t in
     const std::uint32_t index = interface_index != 0 ? interface_index : destination.scope;
     const std::uint32_t code = entries().GetBestRoute2 == nullptr ? std::uint32_t{ERROR_CALL_NOT_IMPLEMENTED}
                                                                   : find_route(destination, index, route);
-    is_older = destination.family == 4 && index == 0 &&
-               (code == ERROR_CALL_NOT_IMPLEMENTED || code == ERROR_NOT_SUPPORTED);
+    is_older = destination.family == 4 && index == 0 && code == ERROR_CALL_NOT_IMPLEMENTED;
     return is_older ? find_older_route(destination, route) : code;
 }
 
-const kvtip_adapter* find_adapter(const kvtip_adapter_list& adapters, std::uint32_t index,
+bool has_address(const kvtip_adapter& adapter, const kvtip_address& address) {
+    const std::span rows(adapter.addresses.rows, adapter.addresses.count);
+    return std::any_of(rows.begin(), rows.end(),
+                       [&](const auto* each) { return is_same(each->address, address); });
+}
+
+/// The adapter of the route: the one with its index, or without an index the one with its source address.
+const kvtip_adapter* find_adapter(const kvtip_adapter_list& adapters, const kvtip_route& route,
                                   std::uint32_t family) {
     const std::span rows(adapters.rows, adapters.count);
-    const auto found = std::find_if(rows.begin(), rows.end(), [=](const kvtip_adapter* adapter) {
-        return index != 0 && index_for(*adapter, family) == index;
+    const auto found = std::find_if(rows.begin(), rows.end(), [&](const kvtip_adapter* adapter) {
+        return route.interface_index != 0 ? index_for(*adapter, family) == route.interface_index
+                                          : has_address(*adapter, route.source);
     });
     return found == rows.end() ? nullptr : *found;
 }
@@ -148,7 +165,10 @@ uint32_t kvtip_route_to(const kvtip_address* destination, uint32_t interface_ind
         if (const uint32_t code = list_adapters({}, false, adapters)) {
             return code;
         }
-        const kvtip_adapter* adapter = find_adapter(*adapters, found.interface_index, destination->family);
+        const kvtip_adapter* adapter = find_adapter(*adapters, found, destination->family);
+        if (found.interface_index == 0 && adapter != nullptr) {
+            found.interface_index = index_for(*adapter, destination->family);
+        }
         if (!is_older) {
             add_metric(found, adapter, destination->family);
         }

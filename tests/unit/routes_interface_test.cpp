@@ -21,7 +21,7 @@ kvtip_address address(const char* of, std::uint32_t scope = 0) {
 struct Routes : testing::Test {
     Routes() {
         system.adapters = {full_adapter(system), loopback_adapter(system)};
-        system.peers = {{"203.0.113.9", 0}};
+        system.peers = {{"203.0.113.9", 0}, {"192.0.2.10", 0}};
     }
 
     /// The code, or all that the route holds, and the calls that looked for it.
@@ -79,7 +79,14 @@ TEST_F(Routes, ComeFromTheOlderCallWithoutTheNewer) {
                 {"203.0.113.9", 0, {"GetBestRoute2"}, {{"GetBestRoute", {1231}}}, "10051 " + older},
                 {"203.0.113.9", 7, {"GetBestRoute2"}, {}, "120 "},
                 {"2001:db8::9", 0, {"GetBestRoute2"}, {}, "120 "},
-                {"2001:db8::9", 0, {}, {{"GetBestRoute2", {50}}}, "50  Route2(0,2001:db8::9,0)"},
+                {"2001:db8::9", 0, {}, {{"GetBestRoute2", {50}}}, "120  Route2(0,2001:db8::9,0)"},
+                // The host itself: the older call may name any route.
+                {"192.0.2.10",
+                 0,
+                 {"GetBestRoute2"},
+                 {},
+                 "0 7|a friendly name|192.0.2.10|32|192.0.2.10|-|1|5|"
+                 " Route(192.0.2.10,0.0.0.0)"},
                 {"203.0.113.9", 0, {}, {{"GetAdaptersAddresses", {8}}}, "8 " + newer},
                 {"203.0.113.9",
                  0,

@@ -133,7 +133,7 @@ TEST(Messages, NeedNoSystemForCodesThatTheLibraryKnows) {
     system.missing = {"FormatMessageW"};
     EXPECT_EQ(message_of(1234), "Error 1234");
     system.calls.clear();
-    EXPECT_EQ(message_of(10060), "The time is over: nobody answered.");
+    EXPECT_EQ(message_of(10060), "The operation did not end within its time-out.");
     EXPECT_TRUE(system.calls.empty());
 }
 
