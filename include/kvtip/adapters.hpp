@@ -86,7 +86,7 @@ struct adapter {
     std::vector<std::uint8_t> dhcpv6_duid;
     std::vector<adapter_address> addresses;
     std::vector<address> gateways;
-    /// Where no IPv6 server is set, Windows lists fec0:0:0:ffff::1 to ::3, which lead nowhere.
+    /// Where no IPv6 server is set, Windows lists addresses that lead nowhere: `address::is_dns_placeholder`.
     std::vector<address> dns_servers;
 };
 

@@ -5,19 +5,23 @@
  * - A function that can fail returns uint32_t: 0, or a Windows error code. kvtip_message turns a code into a
  *   sentence and kvtip_error_name into its name. These codes mean the same everywhere:
  *       ERROR_NOT_ENOUGH_MEMORY (8)       memory is exhausted;
- *       ERROR_INVALID_PARAMETER (87)      misuse: a null pointer where none is allowed, options that do not
- *                                         hold together, a reserved byte that is not 0, invalid UTF-8;
- *       ERROR_CALL_NOT_IMPLEMENTED (120)  the system lacks an entry that this needs (see kvtip_entries);
+ *       ERROR_INVALID_PARAMETER (87)      misuse: a null pointer where none is allowed, options without their
+ *                                         size or that do not hold together, a family that is not 0, 4 or 6,
+ *                                         a reserved byte that is not 0, text that is not UTF-8;
+ *       ERROR_CALL_NOT_IMPLEMENTED (120)  the system lacks an entry that this needs (see kvtip_entries), or
+ *                                         has it in name only, as Wine has some;
  *       WSAEINVAL (10022)                 text that is no address;
  *       WSAETIMEDOUT (10060)              the time is over.
  *   Every function may also return the code of a system library that cannot be loaded (126, 127) or started.
- * - Text is UTF-8 and ends at a zero byte. Text in a result is never null. Ports are in the byte order of the
- *   host, times in milliseconds, dates in seconds since 1970 (UTC), speeds in bits per second.
+ * - Text is UTF-8 and ends at a zero byte: the arguments of a Windows program's main are not, unless its
+ *   manifest says so, and a console shows UTF-8 after SetConsoleOutputCP. Text in a result is never null.
+ *   Ports are in the byte order of the host, times in milliseconds, dates in seconds since 1970 (UTC), speeds
+ *   in bits per second.
  * - A result that a function allocates is one block: kvtip_free gives it back, with everything that it points
  *   to. On failure the pointer to it is null. A list holds pointers to its rows. Rows and single results grow
  *   at their end in later versions; a program that was built earlier reads on what it knows.
  * - Options are a structure whose first member is its size; null stands for the defaults, and so does zero in
- *   every member. Set everything to zero first: `kvtip_adapter_options options = {sizeof options};`.
+ *   every member. In C: `kvtip_adapter_options options = {.size = sizeof options, .up = 1};`.
  * - Every function may be called from any thread, and none from DllMain. No start is needed: a function holds
  *   the system's libraries while it runs. kvtip_start keeps them between calls, for speed. After a call the
  *   thread's last error means nothing, except that kvtip_free, kvtip_message, kvtip_error_name, kvtip_stop
@@ -110,6 +114,9 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_stop(void) KVTIP_NOEXCEPT;
  * Since: 0.1
  */
 KVTIP_FUNCTION void KVTIP_CALL kvtip_free(const void* result) KVTIP_NOEXCEPT;
+
+/* Holds every sentence of the library for a code, and most of those of the system. */
+#define KVTIP_MESSAGE_SIZE 512
 
 /* Writes a sentence for an error code: in English for the codes that the library knows, otherwise the
  * system's text. At most `capacity` bytes are written. Text that does not fit ends early, after a whole
@@ -409,10 +416,10 @@ typedef struct kvtip_adapter_options {
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_adapters(const kvtip_adapter_options* options,
                                                   const kvtip_adapter_list** adapters) KVTIP_NOEXCEPT;
 
-/* A DNS server of an adapter. */
+/* A DNS server of an adapter: kvtip_adapter.dns_servers has the same addresses, without the mark. */
 typedef struct kvtip_dns_server {
     kvtip_address address;
-    uint32_t interface_index; /* of the adapter, for the address's family */
+    uint32_t interface_index; /* the adapter's index for the family of the address, or its other one */
     uint32_t placeholder; /* 1: fec0:0:0:ffff::1 to ::3, which Windows lists where no IPv6 server is set */
     const char* adapter;  /* the adapter's name as users see it */
 } kvtip_dns_server;
@@ -564,7 +571,8 @@ typedef struct kvtip_connection {
     uint32_t protocol;        /* enum kvtip_protocol */
     uint32_t state;           /* enum kvtip_connection_state */
     uint32_t direction;       /* enum kvtip_direction */
-    uint32_t process;         /* the identifier of the owning process; 0 if there is none any more */
+    uint32_t process;         /* the identifier of the owning process; 0 if there is none any more, or if
+                                 the system does not say, as Wine often */
     const char* process_name; /* the file name of its program; empty if it is not known */
 } kvtip_connection;
 
@@ -594,8 +602,10 @@ typedef struct kvtip_connection_options {
     uint16_t remote_port; /* 0: any */
 } kvtip_connection_options;
 
-/* Lists TCP over IPv4, TCP over IPv6, UDP over IPv4 and UDP over IPv6, each in the system's order. Rests on
- * GetExtendedTcpTable and GetExtendedUdpTable.
+/* Lists TCP over IPv4, TCP over IPv6, UDP over IPv4 and UDP over IPv6, each in the system's order. A
+ * connection within this host is in the list twice, once from each end. Rests on GetExtendedTcpTable and
+ * GetExtendedUdpTable, for directions on GetPerTcpConnectionEStats and GetPerTcp6ConnectionEStats, for the
+ * names of processes on CreateToolhelp32Snapshot.
  *
  * Returns: 0, 8, 87, 120 without these calls, or the system's code.
  * On failure: *connections is null.
@@ -615,9 +625,12 @@ typedef struct kvtip_process {
 
 /* Finds the process that owns exactly this pair of endpoints, addresses and ports, or with a null `remote`
  * the listener or UDP endpoint that `local` belongs to: one at that address, failing that one at the wildcard
- * address of the family. Scope 0 stands for any scope. Rests on kvtip_connections.
+ * address of the family. Scope 0 stands for any scope. The protocol is KVTIP_TCP or KVTIP_UDP; only TCP has a
+ * `remote`, of the family of `local`. A socket that serves both families may be listed under IPv6 alone, with
+ * IPv4-mapped addresses: ask for these then. Rests on the system calls of kvtip_connections.
  *
- * Returns: 0, ERROR_NOT_FOUND (1168) if nobody owns it, or the code of kvtip_connections.
+ * Returns: 0; ERROR_NOT_FOUND (1168) if there is no such connection or endpoint, or if the system lists it
+ *     without a process, as in TIME_WAIT; 87; or the code of kvtip_connections.
  * On failure: *process is null.
  * Frees: the caller frees *process with kvtip_free.
  * Blocks: no.
@@ -657,12 +670,14 @@ typedef struct kvtip_resolution {
 } kvtip_resolution;
 
 /* Looks a host and a service up by the system's name services. The host is a name or an address, also one
- * whose scope is an interface's name ("fe80::1%Ethernet"); null stands for this host. The service is a name
- * ("http") or a port; null or empty stands for port 0. Rests on GetAddrInfoW; where that is missing, on
- * getaddrinfo or its substitute.
+ * whose scope is an interface's name ("fe80::1%Ethernet"); null or empty stands for this host. The service is
+ * a name ("http") or a port; null or empty stands for port 0. The system reads short and octal IPv4 forms
+ * too, such as "127.1": where that matters, use kvtip_parse_address first. Rests on GetAddrInfoW; where that
+ * is missing, on getaddrinfo or its substitute.
  *
- * Returns: 0; without an answer WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or
- *     WSANO_DATA (11004); WSATYPE_NOT_FOUND (10109) for an unknown service; 8; 87; or the system's code.
+ * Returns: 0; ERROR_NOT_FOUND (1168) without an interface of the name after the %; without an answer
+ *     WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or WSANO_DATA (11004);
+ *     WSATYPE_NOT_FOUND (10109) for an unknown service or a port above 65535; 8; 87; or the system's code.
  * On failure: *resolution is null.
  * Frees: the caller frees *resolution with kvtip_free.
  * Blocks: 10 seconds and more if no name server answers.
@@ -796,10 +811,11 @@ typedef struct kvtip_ping_result {
 
 /* Sends an echo request and waits for the answer. An unanswered ping is a result and no failure. Rests on
  * IcmpSendEcho (with a source IcmpSendEcho2Ex) and Icmp6SendEcho2. An IPv4-mapped address is pinged as IPv4
- * where the system has no IPv6 echo.
+ * where the system has no IPv6 echo, as Wine 8; `from` is then an IPv4 address.
  *
- * Returns: 0 if the ping was sent, whatever became of it; 87; 8; 120 without the system calls;
- *     WSAENETUNREACH (10051) or another code of the system if nothing could be sent.
+ * Returns: 0 if the ping was sent, whatever became of it; 87; 8; 120 without the system calls; under Wine
+ *     ERROR_ACCESS_DENIED (5) to users who may not ping; WSAENETUNREACH (10051) or another code of the system
+ *     if nothing could be sent.
  * On failure: *result is all zero.
  * Frees: nothing.
  * Blocks: for the time-out.
@@ -870,15 +886,15 @@ typedef struct kvtip_connect_result {
 typedef struct kvtip_connect_options {
     uint32_t size;
     uint32_t timeout; /* for the lookup and all attempts together; 0: 30000. A lookup that takes longer is not
-                         interrupted, but no attempt follows it. */
+                         interrupted, but no attempt follows it. A silent address can use it up. */
     uint32_t family;  /* 4 or 6: only addresses of that family; 0: both */
 } kvtip_connect_options;
 
 /* Connects to a host and service by TCP: looks them up as kvtip_resolve does, and tries one address after the
- * other.
+ * other. Without attempts in the result, the lookup failed.
  *
  * Returns: 0; the code of the lookup; WSAETIMEDOUT (10060), or the code of the last attempt, such as
- *     WSAECONNREFUSED (10061); 8; 87.
+ *     WSAECONNREFUSED (10061); 8; 87, also for a host that is null or empty.
  * On failure: *result holds the attempts and no socket. It is null only if the code is 8 or 87, or if the
  *     libraries cannot be started.
  * Frees: the caller closes the socket with kvtip_close, and frees *result with kvtip_free, also on failure.
@@ -901,7 +917,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connect_endpoint(const kvtip_endpoint* 
                                                           const kvtip_connect_options* options,
                                                           const kvtip_connect_result** result) KVTIP_NOEXCEPT;
 
-/* Sends all of the data.
+/* Sends all of the data. After a time-out the socket can still be used: go on after the bytes that were sent.
  *
  * Returns: 0; WSAETIMEDOUT (10060); WSAECONNRESET (10054); 87; or the system's code.
  * On failure: *sent is the number of bytes that the system took before.
@@ -913,7 +929,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_send(kvtip_socket socket, const void* d
                                               uint32_t timeout, size_t* sent) KVTIP_NOEXCEPT;
 
 /* Receives what has arrived, and waits for it if nothing has. 0 bytes say that the other side has finished
- * sending.
+ * sending; under Wine also that it has reset the connection. After a time-out the socket can still be used.
  *
  * Returns: 0; WSAETIMEDOUT (10060); WSAECONNRESET (10054); 87; or the system's code.
  * On failure: *received is 0.

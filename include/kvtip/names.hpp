@@ -42,7 +42,7 @@ struct resolution {
 };
 
 /// Looks a host and a service up: `kvtip_resolve`. An empty host stands for this host, an empty service for
-/// port 0.
+/// port 0. The system reads more forms of addresses than `address::parse` does, such as "127.1".
 inline resolution resolve(std::string_view host, std::string_view service, const resolve_options& options,
                           std::error_code& error) {
     const detail::c_text host_text(host);

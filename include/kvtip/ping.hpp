@@ -16,7 +16,7 @@ inline namespace v1 {
 
 /// What became of a ping.
 enum class ping_outcome : std::uint32_t {
-    none = 0, ///< it was not sent
+    none = 0, ///< it was not sent: the error says why
     answered = KVTIP_PING_ANSWERED,
     timed_out = KVTIP_PING_TIMED_OUT,
     unreachable = KVTIP_PING_UNREACHABLE,     ///< `from` reports so
@@ -42,9 +42,9 @@ constexpr std::string_view to_string(ping_outcome value) noexcept {
 
 /// How to ping.
 struct ping_options {
-    std::chrono::milliseconds timeout{4000};
-    std::uint32_t time_to_live = 128; ///< the number of hops, 1 to 255
-    std::uint32_t data_size = 32;     ///< in bytes, 0 to 65500
+    std::chrono::milliseconds timeout{4000}; ///< at least 1 ms
+    std::uint32_t time_to_live = 128;        ///< the number of hops, 1 to 255
+    std::uint32_t data_size = 32;            ///< in bytes, 0 to 65500
     std::uint32_t type_of_service = 0;
     bool dont_fragment = false; ///< routers must not split the packet
     address source{};           ///< no address: the system chooses
@@ -64,10 +64,10 @@ struct ping_options {
 /// The result of a ping.
 struct ping_result {
     ping_outcome outcome = ping_outcome::none;
-    address from;             ///< who answered or reported
-    std::uint32_t status = 0; ///< the system's IP_STATUS, which is no error code
-    std::chrono::milliseconds round_trip_time{};
-    std::uint32_t time_to_live = 0; ///< of the answer; 0 if the system does not say
+    address from;                                ///< who answered or reported; none if nobody did
+    std::uint32_t status = 0;                    ///< the system's IP_STATUS, which is no error code
+    std::chrono::milliseconds round_trip_time{}; ///< 0 is less than one
+    std::uint32_t time_to_live = 0;              ///< of the answer; 0 if the system does not say
 
     /// A sentence for the outcome.
     const char* message() const noexcept {
