@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,7 +33,7 @@ struct ipv4 {
     static asio_address parse_asio(const char* text, asio::error_code& error) {
         return asio::ip::make_address_v4(text, error);
     }
-    static auto parse_url(boost::urls::string_view text) { return boost::urls::parse_ipv4_address(text); }
+    static auto parse_url(std::string_view text) { return boost::urls::parse_ipv4_address(text); }
 };
 
 struct ipv6 {
@@ -45,7 +46,7 @@ struct ipv6 {
     static asio_address parse_asio(const char* text, asio::error_code& error) {
         return asio::ip::make_address_v6(text, error);
     }
-    static auto parse_url(boost::urls::string_view text) { return boost::urls::parse_ipv6_address(text); }
+    static auto parse_url(std::string_view text) { return boost::urls::parse_ipv6_address(text); }
 };
 
 /// Adds a line to the report: an operation, which returns whether it succeeded, on all inputs.

@@ -7,6 +7,9 @@ install(TARGETS kvtIP
   RUNTIME DESTINATION bin COMPONENT runtime
   ARCHIVE DESTINATION lib COMPONENT development)
 install(FILES README.md DESTINATION share/doc/kvtIP COMPONENT runtime)
+# The pages and examples that README links.
+install(FILES CHANGELOG.md CONTRIBUTING.md DESTINATION share/doc/kvtIP COMPONENT development)
+install(DIRECTORY docs examples DESTINATION share/doc/kvtIP COMPONENT development PATTERN Doxyfile EXCLUDE)
 
 install(DIRECTORY include/ip include/kvt DESTINATION include COMPONENT development
   PATTERN detail EXCLUDE) # the library's own

@@ -71,22 +71,17 @@ value list_adapters(const line_sink& /*show*/) {
     return list_of(kvtip::adapters(), adapter_value);
 }
 
-/// IANA ifType.
-constexpr number_name types[] = {{6, "Ethernet"},          {23, "PPP"},     {24, "loopback"},
-                                 {71, "IEEE 802.11"},      {131, "tunnel"}, {144, "IEEE 1394"},
-                                 {243, "mobile broadband"}};
-constexpr number_name statuses[] = {{KVTIP_ADAPTER_UP, "up"},
-                                    {KVTIP_ADAPTER_DOWN, "down"},
-                                    {KVTIP_ADAPTER_TESTING, "testing"},
-                                    {KVTIP_ADAPTER_UNKNOWN, "unknown"},
-                                    {KVTIP_ADAPTER_DORMANT, "dormant"},
-                                    {KVTIP_ADAPTER_NOT_PRESENT, "not present"},
-                                    {KVTIP_ADAPTER_LOWER_LAYER_DOWN, "lower layer down"}};
-
 /// "Ethernet (6)", or just the number where it has no name.
-std::string named(std::span<const number_name> names, const value& number) {
-    const value name = name_value(names, number.number());
-    return name.is_null() ? plain_text(number) : name.text() + " (" + plain_text(number) + ")";
+std::string named(std::string_view name, const value& number) {
+    return name.empty() ? plain_text(number) : std::string(name) + " (" + plain_text(number) + ")";
+}
+
+std::string type_text(const value& type) {
+    return named(kvtip::interface_type_name(static_cast<std::uint32_t>(type.number())), type);
+}
+
+std::string status_text(const value& status) {
+    return named(to_string(static_cast<kvtip::adapter_status>(status.number())), status);
 }
 
 std::string time_text(const value& seconds) {
@@ -118,8 +113,8 @@ std::string adapter_block(const value& adapter) {
     append_field(text, "name", adapter["name"]);
     append_field(text, "IPv4 index", adapter["index"]);
     append_field(text, "IPv6 index", adapter["ipv6_index"]);
-    append_field(text, "type", named(types, adapter["type"]));
-    append_field(text, "status", named(statuses, adapter["oper_status"]));
+    append_field(text, "type", type_text(adapter["type"]));
+    append_field(text, "status", status_text(adapter["oper_status"]));
     append_field(text, "MAC", adapter["hw_address"]);
     append_field(text, "address", list_of(adapter["addresses"].elements(), address_line));
     append_field(text, "gateway", adapter["gateways"]);

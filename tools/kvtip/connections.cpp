@@ -12,16 +12,6 @@
 
 namespace {
 
-constexpr number_name states[] = {
-    {KVTIP_STATE_CLOSED, "closed"},           {KVTIP_STATE_LISTEN, "listen"},
-    {KVTIP_STATE_SYN_SENT, "syn-sent"},       {KVTIP_STATE_SYN_RECEIVED, "syn-received"},
-    {KVTIP_STATE_ESTABLISHED, "established"}, {KVTIP_STATE_FIN_WAIT_1, "fin-wait-1"},
-    {KVTIP_STATE_FIN_WAIT_2, "fin-wait-2"},   {KVTIP_STATE_CLOSE_WAIT, "close-wait"},
-    {KVTIP_STATE_CLOSING, "closing"},         {KVTIP_STATE_LAST_ACK, "last-ack"},
-    {KVTIP_STATE_TIME_WAIT, "time-wait"},     {KVTIP_STATE_DELETE_TCB, "delete-tcb"}};
-constexpr number_name directions[] = {{KVTIP_DIRECTION_IN, "accepted"}, {KVTIP_DIRECTION_OUT, "opened"}};
-constexpr number_name protocols[] = {{KVTIP_TCP, "TCP"}, {KVTIP_UDP, "UDP"}};
-
 /// What to list.
 struct selection {
     bool tcp = false;
@@ -31,36 +21,36 @@ struct selection {
     std::optional<std::uint32_t> pid;
 
     kvtip::connection_options options() const {
-        const auto* found = std::find_if(std::begin(states), std::end(states),
-                                         [&](const number_name& each) { return each.name == state; });
+        const auto* found =
+            std::find_if(std::begin(kvtip::connection_state_names), std::end(kvtip::connection_state_names),
+                         [&](const auto& each) { return each.name == state; });
         return {.protocol = tcp   ? kvtip::protocol::tcp
                             : udp ? kvtip::protocol::udp
                                   : kvtip::protocol::any,
                 .family = family(),
-                .state = found == std::end(states) ? kvtip::connection_state::none
-                                                   : static_cast<kvtip::connection_state>(found->number),
+                .state = found == std::end(kvtip::connection_state_names) ? kvtip::connection_state::none
+                                                                          : found->value,
                 .process = pid};
     }
 };
 
 value connection_value(const kvtip::connection& each) {
-    const auto state = static_cast<std::uint32_t>(each.state);
-    const auto direction = static_cast<std::uint32_t>(each.direction);
-    return {{"protocol", name_value(protocols, static_cast<std::uint32_t>(each.protocol))},
+    const bool has_direction = each.direction != kvtip::direction::unknown;
+    return {{"protocol", text_or_null(to_string(each.protocol))},
             {"local", endpoint_value(each.local)},
             {"remote", each.remote ? endpoint_value(each.remote) : value()},
-            {"state", state},
-            {"state_name", name_value(states, state)},
-            {"direction", direction},
-            {"direction_name", name_value(directions, direction)},
+            {"state", static_cast<std::uint32_t>(each.state)},
+            {"state_name", text_or_null(to_string(each.state))},
+            {"direction", static_cast<std::uint32_t>(each.direction)},
+            {"direction_name", has_direction ? text_or_null(to_string(each.direction)) : value()},
             {"pid", number_or_null(each.process)},
             {"process", text_or_null(each.process_name)}};
 }
 
 operation prepare(parameters& expected) {
     std::vector<std::string> names;
-    std::transform(std::begin(states), std::end(states), std::back_inserter(names),
-                   [](const number_name& each) { return each.name; });
+    std::transform(std::begin(kvtip::connection_state_names), std::end(kvtip::connection_state_names),
+                   std::back_inserter(names), [](const auto& each) { return std::string(each.name); });
     auto wanted = std::make_shared<selection>();
     expected.add_flag("--tcp", wanted->tcp, "Only TCP");
     expected.add_flag("--udp", wanted->udp, "Only UDP");

@@ -11,9 +11,6 @@
 
 namespace {
 
-constexpr number_name states[] = {
-    {KVTIP_ENTRY_BOUND, "bound"}, {KVTIP_ENTRY_MISSING, "missing"}, {KVTIP_ENTRY_SUBSTITUTED, "substituted"}};
-
 bool is_bound(const value& entry) {
     return entry["state"] == "bound";
 }
@@ -22,7 +19,7 @@ bool is_bound(const value& entry) {
 value entry_value(const kvtip::entry& entry) {
     return {{"name", entry.name},
             {"required", entry.required},
-            {"state", name_value(states, static_cast<std::uint32_t>(entry.state))},
+            {"state", text_or_null(to_string(entry.state))},
             {"meaning", entry.state == kvtip::entry_state::bound ? value() : value(entry.effect)}};
 }
 
@@ -65,7 +62,7 @@ value system_value() {
 
 value examine(const line_sink& /*show*/) {
     std::error_code start;
-    kvtip::start(start);
+    const kvtip::started held = kvtip::start(start);
     return {{"system", system_value()}, {"start", start.value()}, {"libraries", libraries_value()}};
 }
 

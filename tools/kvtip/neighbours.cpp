@@ -7,23 +7,11 @@
 
 namespace {
 
-constexpr number_name states[] = {{KVTIP_NEIGHBOUR_UNREACHABLE, "unreachable"},
-                                  {KVTIP_NEIGHBOUR_INCOMPLETE, "incomplete"},
-                                  {KVTIP_NEIGHBOUR_PROBE, "probe"},
-                                  {KVTIP_NEIGHBOUR_DELAY, "delay"},
-                                  {KVTIP_NEIGHBOUR_STALE, "stale"},
-                                  {KVTIP_NEIGHBOUR_REACHABLE, "reachable"},
-                                  {KVTIP_NEIGHBOUR_PERMANENT, "permanent"},
-                                  {KVTIP_NEIGHBOUR_UNKNOWN, "unknown"}};
-
 value row_value(const kvtip::neighbour& row) {
-    const auto state = static_cast<std::uint32_t>(row.state);
-    return {{"address", address_value(row.address)},
-            {"mac", text_or_null(row.mac.text())},
-            {"state", state},
-            {"state_name", name_value(states, state)},
-            {"interface_index", row.interface_index},
-            {"interface_type", row.interface_type}};
+    return {
+        {"address", address_value(row.address)},          {"mac", text_or_null(row.mac.text())},
+        {"state", static_cast<std::uint32_t>(row.state)}, {"state_name", text_or_null(to_string(row.state))},
+        {"interface_index", row.interface_index},         {"interface_type", row.interface_type}};
 }
 
 value mac_of(const std::string& text) {

@@ -1,7 +1,5 @@
 #include "network_values.h"
 
-#include <algorithm>
-
 value text_or_null(std::string_view text) {
     return text.empty() ? value() : value(std::string(text));
 }
@@ -16,10 +14,4 @@ value address_value(const kvtip::address& address) {
 
 value endpoint_value(const kvtip::endpoint& endpoint) {
     return {{"address", address_value(endpoint.address())}, {"port", endpoint.port()}};
-}
-
-value name_value(std::span<const number_name> names, std::int64_t number) {
-    const auto found = std::find_if(names.begin(), names.end(),
-                                    [=](const number_name& each) { return each.number == number; });
-    return found == names.end() ? value() : value(found->name);
 }

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string_view>
 
 #include "kvtip/address.hpp"
@@ -31,12 +30,3 @@ value list_of(const Rows& rows, Convert convert) {
     }
     return result;
 }
-
-/// The name of a number that the system uses.
-struct number_name {
-    std::uint32_t number;
-    const char* name;
-};
-
-/// The name; null for a number that is not in the table.
-value name_value(std::span<const number_name> names, std::int64_t number);
