@@ -80,8 +80,8 @@ std::uint32_t find_scope(const std::wstring& name, std::uint32_t& scope) {
     std::wstring wide;
     for (const kvtip_adapter* adapter : std::span(adapters->rows, adapters->count)) {
         for (const char* each : {adapter->name, adapter->guid}) {
-            if (!to_wide(each, wide)) {
-                return ERROR_NO_UNICODE_TRANSLATION;
+            if (const std::uint32_t code = to_wide(each, wide)) {
+                return code;
             }
             if (is_same_in_any_case(wide, name)) {
                 scope = index_for(*adapter, 6);
@@ -137,8 +137,8 @@ uint32_t kvtip_scope(const char* text, uint32_t* scope) noexcept {
     }
     return held([&]() -> uint32_t {
         std::wstring name;
-        if (!to_wide(text, name)) {
-            return ERROR_INVALID_PARAMETER;
+        if (const uint32_t code = to_wide(text, name)) {
+            return code;
         }
         return name.empty() ? ERROR_NOT_FOUND : find_scope(name, *scope);
     });

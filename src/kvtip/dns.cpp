@@ -99,8 +99,8 @@ std::wstring reverse_name(const kvtip_address& address) {
 std::uint32_t query(const char* name, std::uint32_t type, std::uint32_t flags,
                     const kvtip_dns_record_list** records) {
     std::wstring wide;
-    if (!to_wide(name, wide)) {
-        return ERROR_INVALID_PARAMETER;
+    if (const std::uint32_t code = to_wide(name, wide)) {
+        return code;
     }
     kvtip_address address;
     if (type == KVTIP_DNS_PTR && kvtip_parse_address(name, &address) == 0) {

@@ -50,20 +50,21 @@ char* write_utf8(std::wstring_view wide, char* out) noexcept {
     return out;
 }
 
-bool to_wide(const char* utf8, std::wstring& wide) {
+std::uint32_t to_wide(const char* utf8, std::wstring& wide) {
     wide.clear();
     const std::size_t size = utf8 == nullptr ? 0 : std::strlen(utf8);
     if (size == 0) {
-        return true;
+        return 0;
     }
     if (size > INT_MAX) {
-        return false;
+        return ERROR_INVALID_PARAMETER;
     }
     wide.resize(size); // UTF-16 never has more units
     const int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8, static_cast<int>(size),
                                            wide.data(), static_cast<int>(size));
+    const DWORD code = length != 0 ? 0 : GetLastError();
     wide.resize(static_cast<std::size_t>(length));
-    return length != 0;
+    return code == ERROR_NO_UNICODE_TRANSLATION ? ERROR_INVALID_PARAMETER : code;
 }
 
 } // namespace kvtip::library

@@ -122,11 +122,11 @@ std::uint32_t resolve(lookup& wanted, const kvtip_resolution** resolution) {
     if (is_beyond_ports(wanted.service)) {
         return WSATYPE_NOT_FOUND;
     }
-    if (const std::uint32_t code = number_scope(wanted.host)) {
+    std::uint32_t code = number_scope(wanted.host);
+    code = code != 0 ? code : to_wide(wanted.host.c_str(), host);
+    code = code != 0 ? code : to_wide(wanted.service.c_str(), service);
+    if (code != 0) {
         return code;
-    }
-    if (!to_wide(wanted.host.c_str(), host) || !to_wide(wanted.service.c_str(), service)) {
-        return ERROR_INVALID_PARAMETER;
     }
     return bound_winsock().GetAddrInfoW != nullptr && bound_winsock().FreeAddrInfoW != nullptr
                ? resolve(host, service, wanted, resolution)

@@ -22,9 +22,9 @@ public:
 
     bool is_open() const { return handle_ != INVALID_HANDLE_VALUE; }
 
-    /// Calls `use` with each process.
+    /// Calls `use` with each process. False if the system has not listed them all.
     template <class Use>
-    void for_each(Use use) const {
+    bool for_each(Use use) const {
         PROCESSENTRY32W process{};
         process.dwSize = sizeof process;
         for (BOOL found = entries().Process32FirstW(handle_, &process); found;
@@ -32,6 +32,7 @@ public:
             process.szExeFile[MAX_PATH - 1] = 0;
             use(process);
         }
+        return GetLastError() == ERROR_NO_MORE_FILES;
     }
 
 private:
@@ -50,14 +51,14 @@ bool process_list::read() {
     if (!all.is_open()) {
         return false;
     }
-    all.for_each([&](const PROCESSENTRY32W& each) {
+    const bool complete = all.for_each([&](const PROCESSENTRY32W& each) {
         if (each.th32ProcessID != 0) { // which is nobody
             processes_.push_back({each.th32ProcessID, each.szExeFile, ""});
         }
     });
     std::sort(processes_.begin(), processes_.end(),
               [](const process& one, const process& other) { return one.id < other.id; });
-    return true;
+    return complete;
 }
 
 void process_list::lay_out(block& out) {

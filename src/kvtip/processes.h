@@ -12,7 +12,7 @@ namespace kvtip::library {
 /// The processes of this moment and the file names of their programs. The libraries must be held.
 class process_list {
 public:
-    /// Reads the list. False if this system cannot list processes. Throws `std::bad_alloc`.
+    /// Reads the list. False if this system cannot list all processes. Throws `std::bad_alloc`.
     bool read();
 
     /// The name of a process; empty for one that is not in the list.

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <utility>
+#include <windows.h>
 
 #include "ip/address.h"
 #include "kvtip/kvtip.h"
@@ -15,10 +16,10 @@ public:
     socket_owner() = default;
     ~socket_owner() { close(); }
     socket_owner(socket_owner&& other) noexcept
-        : socket_{other.socket_.exchange()}, is_started_(std::exchange(other.is_started_, false)) {}
+        : socket_{other.socket_.exchange()}, module_(std::exchange(other.module_, nullptr)) {}
     socket_owner& operator=(socket_owner&& other) noexcept {
         std::swap(socket_.handle, other.socket_.handle);
-        std::swap(is_started_, other.is_started_);
+        std::swap(module_, other.module_);
         return *this;
     }
 
@@ -31,14 +32,14 @@ public:
     /// Leaves the socket to `kvtip_close`.
     void release() noexcept {
         socket_.exchange();
-        is_started_ = false;
+        module_ = nullptr;
     }
 
 private:
     void close() noexcept;
 
     ip::socket socket_;
-    bool is_started_ = false;
+    HMODULE module_ = nullptr; ///< null before the start
 };
 
 } // namespace kvtip::library

@@ -28,14 +28,6 @@ Entry entry_of(HMODULE module, const char* name) {
     return std::bit_cast<Entry>(GetProcAddress(module, name));
 }
 
-/// Gives back the start and the load that a socket had.
-void drop_socket_library(HMODULE module) noexcept {
-    if (const auto cleanup = entry_of<decltype(&::WSACleanup)>(module, "WSACleanup")) {
-        cleanup();
-    }
-    FreeLibrary(module);
-}
-
 } // namespace
 
 std::uint32_t socket_owner::start() noexcept {
@@ -49,7 +41,7 @@ std::uint32_t socket_owner::start() noexcept {
         FreeLibrary(module);
         return static_cast<std::uint32_t>(code);
     }
-    is_started_ = true;
+    module_ = module;
     return 0;
 }
 
@@ -58,8 +50,9 @@ void socket_owner::close() noexcept {
     if (handle != KVTIP_NO_SOCKET) {
         bound_winsock().closesocket(handle);
     }
-    if (std::exchange(is_started_, false)) {
-        drop_socket_library(GetModuleHandleW(socket_library));
+    if (module_ != nullptr) {
+        bound_winsock().WSACleanup();
+        FreeLibrary(std::exchange(module_, nullptr));
     }
 }
 
@@ -137,11 +130,15 @@ uint32_t kvtip_close(kvtip_socket socket) noexcept {
     }
     // A socket keeps the library loaded: without it, there is none.
     const HMODULE module = GetModuleHandleW(socket_library);
-    const auto close =
-        module == nullptr ? nullptr : entry_of<decltype(&::closesocket)>(module, "closesocket");
-    if (close == nullptr || close(socket) != 0) {
+    if (module == nullptr) {
         return WSAENOTSOCK;
     }
-    drop_socket_library(module);
+    const auto close = entry_of<decltype(&::closesocket)>(module, "closesocket");
+    const auto cleanup = entry_of<decltype(&::WSACleanup)>(module, "WSACleanup");
+    if (close == nullptr || cleanup == nullptr || close(socket) != 0) {
+        return WSAENOTSOCK;
+    }
+    cleanup();
+    FreeLibrary(module);
     return 0;
 }
