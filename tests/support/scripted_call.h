@@ -50,6 +50,9 @@ public:
         current->calls.push_back(full_);
         current->moments.push_back({heap::now.asked, held_locks()});
         current->clock += current->durations[name];
+        if (const auto meanwhile = current->during.extract(name)) {
+            meanwhile.mapped()();
+        }
         for (const std::string& key : std::set{name, full_}) {
             if (std::deque<DWORD>& answers = current->answers[key]; !answers.empty()) {
                 code_ = answers.front();

@@ -116,10 +116,10 @@ std::vector<endpoint> find_host(call& now, const std::string& name, int family) 
     ip::addr numeric;
     const auto found = current->hosts.find(name);
     std::vector<endpoint> all;
-    if (ip::detail::parse_address(name.c_str(), numeric)) {
-        all = {name.c_str()};
-    } else if (!now.fails_if(found == current->hosts.end(), WSAHOST_NOT_FOUND)) {
+    if (found != current->hosts.end()) {
         all = found->second.addresses;
+    } else if (!now.fails_if(!ip::detail::parse_address(name.c_str(), numeric), WSAHOST_NOT_FOUND)) {
+        all = {name.c_str()};
     }
     std::vector<endpoint> result = all;
     std::erase_if(result, [=](auto& one) { return family != AF_UNSPEC && family != one.address.family; });

@@ -263,8 +263,10 @@ KVTIP_FAKE(EnterCriticalSection) = watched<&__real___imp_EnterCriticalSection, t
 KVTIP_FAKE(LeaveCriticalSection) = watched<&__real___imp_LeaveCriticalSection, give_back>;
 
 KVTIP_FAKE(MultiByteToWideChar) = [](UINT page, auto... arguments) {
-    const call now("MultiByteToWideChar", std::to_string(page));
-    return now.failed() ? 0 : __real___imp_MultiByteToWideChar(page, arguments...);
+    call now("MultiByteToWideChar", std::to_string(page));
+    const int length = now.failed() ? 0 : __real___imp_MultiByteToWideChar(page, arguments...);
+    now.fails_if(length == 0, GetLastError());
+    return length;
 };
 
 KVTIP_FAKE(WideCharToMultiByte) = [](UINT page, auto... arguments) {
@@ -313,9 +315,9 @@ void system::unload_library() {
 }
 
 void system::close_elsewhere(SOCKET handle) {
-    sockets.erase(handle);
+    enter_in_ledger("sockets", sockets.erase(handle) == 0 ? 0 : -1);
     closed_elsewhere = handle;
-    for (const char* what : {"sockets", "starts", "Ws2_32.dll"}) {
+    for (const char* what : {"starts", "Ws2_32.dll"}) {
         enter_in_ledger(what, -1);
     }
 }

@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -146,9 +147,10 @@ public:
     std::deque<DWORD> wanted;  ///< the room that the next calls for a table want, whatever they get
     std::vector<std::pair<DWORD, std::wstring>> processes; ///< identifiers and names
     std::size_t next_process = 0;
-    std::uint64_t clock = 1000;                     ///< in milliseconds
-    std::map<std::string, std::uint64_t> durations; ///< how long calls take, by name
-    bool yields = false;                            ///< lets other threads run inside calls
+    std::uint64_t clock = 1000;                          ///< in milliseconds
+    std::map<std::string, std::uint64_t> durations;      ///< how long calls take, by name
+    std::map<std::string, std::function<void()>> during; ///< what others do in the next call of that name
+    bool yields = false;                                 ///< lets other threads run inside calls
 
     // What fails: the codes of a call, one each time (0: as usual), by its name with or without arguments;
     // or one call by its number.

@@ -3,6 +3,7 @@
 
 #include "ip/ip.h"
 #include "kvtip/kvtip.hpp"
+#include "kvtip/winsock.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -44,7 +46,7 @@ public:
         local.address4[3] = 1;
         EXPECT_EQ(winsock2::bind(*this, local), 0u);
         EXPECT_EQ(winsock2::getsockname(*this, local), 0u);
-        endpoint = {loopback, static_cast<std::uint16_t>(local.port << 8 | local.port >> 8)};
+        endpoint = kvtip::to_endpoint(local);
     }
 
     kvtip::endpoint endpoint;
@@ -62,8 +64,45 @@ public:
 
 std::string receive(kvtip::socket& socket) {
     std::array<std::byte, 100> room;
-    const std::size_t size = socket.receive(room, 5s);
+    const std::size_t size = socket.receive(room, 60s);
     return {reinterpret_cast<const char*>(room.data()), size};
+}
+
+constexpr const char* port_variable = "KVTIP_TEST_PORT";
+
+/// A second program: this one with another test, which connects to a port and waits.
+class other_program {
+public:
+    explicit other_program(std::uint16_t port) {
+        SetEnvironmentVariableA(port_variable, std::to_string(port).c_str());
+        char path[MAX_PATH];
+        GetModuleFileNameA(nullptr, path, MAX_PATH);
+        std::string command = std::string(path) + " --gtest_also_run_disabled_tests --gtest_filter=*Other*";
+        STARTUPINFOA silent{};
+        silent.cb = sizeof silent;
+        silent.dwFlags = STARTF_USESTDHANDLES; // none
+        EXPECT_TRUE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                   &silent, &process_));
+    }
+    ~other_program() {
+        EXPECT_EQ(WaitForSingleObject(process_.hProcess, 60000), WAIT_OBJECT_0);
+        CloseHandle(process_.hThread);
+        CloseHandle(process_.hProcess);
+    }
+    other_program(const other_program&) = delete;
+    other_program& operator=(const other_program&) = delete;
+
+    std::uint32_t id() const { return process_.dwProcessId; }
+
+private:
+    PROCESS_INFORMATION process_{};
+};
+
+TEST(DISABLED_OtherProgram, ConnectsAndWaits) {
+    const auto port = static_cast<std::uint16_t>(std::stoi(std::getenv(port_variable)));
+    kvtip::connect_result made = kvtip::connect(kvtip::endpoint(loopback, port));
+    made.socket.send("2", 60s);
+    EXPECT_EQ(receive(made.socket), "");
 }
 
 class Interface : public testing::Test {
@@ -111,8 +150,12 @@ TEST_F(Interface, ConnectsAndExchangesData) {
     EXPECT_LT(sent, flood.size());
 
     const kvtip_socket handle = made.socket.release();
+    std::size_t size = 9;
     EXPECT_EQ(kvtip_close(handle), 0u);
     EXPECT_EQ(kvtip_close(handle), std::uint32_t{WSAENOTSOCK});
+    EXPECT_EQ(kvtip_send(handle, "x", 1, 1, &size), std::uint32_t{WSAENOTSOCK});
+    EXPECT_EQ(kvtip_receive(handle, room.data(), room.size(), 1, &size), std::uint32_t{WSAENOTSOCK});
+    EXPECT_EQ(size, 0u);
 }
 
 TEST_F(Interface, SaysWhyAConnectFails) {
@@ -131,8 +174,8 @@ TEST_F(Interface, SaysWhyAConnectFails) {
 
 TEST_F(Interface, FindsOwners) {
     const std::uint32_t self = GetCurrentProcessId();
-    const auto expect_self = [self](const char* what, const kvtip::process& owner) {
-        EXPECT_EQ(owner.id, self) << what;
+    const auto expect_owner = [](const char* what, const kvtip::process& owner, std::uint32_t id) {
+        EXPECT_EQ(owner.id, id) << what;
         EXPECT_TRUE(owner.name.starts_with("interface_test")) << owner.name;
     };
     listening_socket listener;
@@ -140,20 +183,26 @@ TEST_F(Interface, FindsOwners) {
     kvtip::connect_result first = kvtip::connect(listener.endpoint);
     class_socket first_peer;
     listener.accept(first_peer);
-    kvtip::connect_result second = kvtip::connect(listener.endpoint);
-    class_socket second_peer;
+    const other_program other(listener.endpoint.port());
+    class_socket second_peer; // its end makes the other program end
     listener.accept(second_peer);
+    ip::saddr second_end;
+    EXPECT_EQ(winsock2::getpeername(second_peer, second_end), 0u);
+    const kvtip::endpoint second = kvtip::to_endpoint(second_end);
     // Wine does not know who owns a socket before such a call.
-    second.socket.send("2", 1s);
+    char data;
+    EXPECT_EQ(winsock2::recv(second_peer, &data, 1), 1);
+    EXPECT_EQ(first.socket.send("1", 1s), 1u);
     unsigned long waiting = 0;
     winsock2::ioctlsocket(listener, static_cast<long>(FIONREAD), &waiting);
     winsock2::ioctlsocket(datagrams, static_cast<long>(FIONREAD), &waiting);
 
-    expect_self("listener", kvtip::listener(kvtip::protocol::tcp, listener.endpoint));
-    expect_self("UDP endpoint", kvtip::listener(kvtip::protocol::udp, datagrams.endpoint));
-    expect_self("connecting socket", kvtip::owner(second.local, second.remote));
+    expect_owner("listener", kvtip::listener(kvtip::protocol::tcp, listener.endpoint), self);
+    expect_owner("UDP endpoint", kvtip::listener(kvtip::protocol::udp, datagrams.endpoint), self);
+    expect_owner("first connection", kvtip::owner(first.local, listener.endpoint), self);
+    expect_owner("second connection", kvtip::owner(second, listener.endpoint), other.id());
     std::error_code error;
-    EXPECT_EQ(kvtip::owner(second.local, first.local, error).id, 0u);
+    EXPECT_EQ(kvtip::owner(second, first.local, error).id, 0u);
     EXPECT_EQ(error, windows_error(ERROR_NOT_FOUND));
     EXPECT_EQ(kvtip::listener(kvtip::protocol::tcp, datagrams.endpoint, error).id, 0u);
     EXPECT_EQ(error, windows_error(ERROR_NOT_FOUND));
@@ -172,10 +221,12 @@ TEST_F(Interface, FindsOwners) {
                                           .names = false,
                                           .directions = false});
     const auto found =
-        std::find_if(ours.begin(), ours.end(), [&](const auto& each) { return each.local == second.local; });
+        std::find_if(ours.begin(), ours.end(), [&](const auto& each) { return each.local == first.local; });
     ASSERT_NE(found, ours.end());
-    EXPECT_EQ(found->remote, second.remote);
+    EXPECT_EQ(found->remote, listener.endpoint);
     EXPECT_EQ(found->process_name, "");
+    EXPECT_TRUE(
+        std::none_of(ours.begin(), ours.end(), [&](const auto& each) { return each.local == second; }));
 }
 
 TEST_F(Interface, LooksNamesUp) {
@@ -212,6 +263,31 @@ TEST_F(Interface, PingsTheLoopback) {
             EXPECT_NE(result.time_to_live, 0u);
         }
     }
+}
+
+using Lab = Interface;
+
+TEST_F(Lab, LinkLocalAddressesKeepTheirScopeFromTheAdapterToTheConnect) {
+    const auto adapters = kvtip::adapters({.family = kvtip::family::ipv6, .up = true});
+    const auto lab0 =
+        std::find_if(adapters.begin(), adapters.end(), [](const auto& each) { return each.name == "lab0"; });
+    ASSERT_NE(lab0, adapters.end());
+    const auto local = std::find_if(lab0->addresses.begin(), lab0->addresses.end(),
+                                    [](const auto& each) { return each.address.is_link_local(); });
+    ASSERT_NE(local, lab0->addresses.end());
+    const std::uint32_t scope = kvtip::scope("lab0");
+    EXPECT_EQ(local->address.scope(), scope);
+    const kvtip::address server = kvtip::address::parse("fe80::5eff:fe10:1")->with_scope(scope);
+    for (const std::string& host : {server.to_string(), server.without_scope().to_string() + "%lab0"}) {
+        kvtip::connect_result made = kvtip::connect(host, 7);
+        EXPECT_EQ(made.remote, kvtip::endpoint(server, 7)) << host;
+        EXPECT_EQ(made.local.address(), local->address) << host;
+        made.socket.send("across the link", 60s);
+        EXPECT_EQ(receive(made.socket), "across the link");
+    }
+    std::error_code error;
+    const kvtip::endpoint elsewhere(server.with_scope(kvtip::scope("lab6")), 7);
+    EXPECT_FALSE(kvtip::connect(elsewhere, {.timeout = 1s}, error).socket);
 }
 
 TEST_F(Interface, ListsItsEntries) {

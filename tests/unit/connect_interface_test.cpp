@@ -1,6 +1,5 @@
-// Connects of the C interface, what is done with their sockets, and misuse.
+// Connects of the C interface, and what is done with their sockets.
 
-#include "scripted_call.h"
 #include "scripted_system.h"
 #include "text.h"
 
@@ -66,7 +65,7 @@ TEST_F(Connect, TriesOneAddressAfterTheOther) {
 
     system.durations = {{"GetAddrInfoW", 1000}, {"connect", 500}};
     EXPECT_EQ(connect("peer", 5000),
-              "10060|0|-|-|1000|5000| 192.0.2.7@80|10061|500| 192.0.2.8@80|10060|3500|");
+              "10060|0|-|-|1000|5500| 192.0.2.7@80|10061|500| 192.0.2.8@80|10060|4000|");
     EXPECT_EQ(system.called("select"), "(64,-,102,102,4) (64,-,103,103,3)"); // what is left in whole seconds
     system.peers["192.0.2.8"] = WSAEHOSTUNREACH;
     EXPECT_EQ(connect("peer", 5000), "0|1|192.0.2.10@1|192.0.2.9@2|1000|2500| 192.0.2.7@80|10061|500|"
@@ -113,7 +112,7 @@ TEST_F(Connect, KeepsSocketsFromChildProcessesOnOlderSystems) {
 TEST_F(Connect, MakesSocketsThatAreClosed) {
     EXPECT_EQ(connect(peer), connected);
     SetLastError(7);
-    EXPECT_EQ(kvtip_close(socket), 0u);
+    EXPECT_EQ(kvtip_close(std::exchange(socket, KVTIP_NO_SOCKET)), 0u);
     EXPECT_EQ(kvtip_close(KVTIP_NO_SOCKET), 0u);
     EXPECT_EQ(GetLastError(), 7u);
     EXPECT_EQ(connect(peer), connected);
@@ -160,98 +159,6 @@ TEST_F(Connect, CarriesData) {
     system.sockets.at(socket).silent = true;
     EXPECT_EQ(receive(0), "10060 ");
     EXPECT_EQ(receive(1500), "10060 ");
-}
-
-TEST(Misuse, IsRefusedBeforeTheSystemIsAsked) {
-    const scripted::system system;
-    static kvtip_endpoint reserved, family, past;
-    reserved = family = past = peer;
-    reserved.reserved = 1;
-    family.address.family = 5;
-    past.address.bytes[4] = 1;
-    static const kvtip_address none{};
-    static const kvtip_connect_options options{sizeof options, 0, 6};
-    static const kvtip_connect_result* result;
-    static const kvtip_connection_list* connections;
-    static const kvtip_process* process;
-    static const kvtip_resolution* resolution;
-    static const kvtip_name_list* names;
-    static const kvtip_dns_record_list* records;
-    static kvtip_ping_result pinged;
-    static std::size_t size;
-    static char byte;
-    const struct {
-        const char* what;
-        std::uint32_t (*call)();
-    } rows[] = {
-        {"connections", [] { return kvtip_connections(nullptr, nullptr); }},
-        {"owner, no result", [] { return kvtip_owner(KVTIP_TCP, &peer, nullptr, nullptr); }},
-        {"owner of null", [] { return kvtip_owner(KVTIP_TCP, nullptr, nullptr, &process); }},
-        {"owner, reserved", [] { return kvtip_owner(KVTIP_TCP, &reserved, nullptr, &process); }},
-        {"owner, remote family", [] { return kvtip_owner(KVTIP_TCP, &peer, &family, &process); }},
-        {"resolve", [] { return kvtip_resolve("peer", "80", nullptr, nullptr); }},
-        {"reverse, no result", [] { return kvtip_reverse(&peer.address, nullptr); }},
-        {"reverse of null", [] { return kvtip_reverse(nullptr, &names); }},
-        {"reverse of none", [] { return kvtip_reverse(&none, &names); }},
-        {"reverse, bytes past the end", [] { return kvtip_reverse(&past.address, &names); }},
-        {"host name", [] { return kvtip_host_name(nullptr); }},
-        {"query, no result", [] { return kvtip_dns_query("n", 1, nullptr, nullptr); }},
-        {"query of null", [] { return kvtip_dns_query(nullptr, 1, nullptr, &records); }},
-        {"ping, no result", [] { return kvtip_ping(&peer.address, nullptr, nullptr); }},
-        {"ping of null", [] { return kvtip_ping(nullptr, nullptr, &pinged); }},
-        {"connect, no result", [] { return kvtip_connect("peer", "80", nullptr, nullptr); }},
-        {"connect to null", [] { return kvtip_connect_endpoint(nullptr, nullptr, &result); }},
-        {"connect, reserved", [] { return kvtip_connect_endpoint(&reserved, nullptr, &result); }},
-        {"connect, family", [] { return kvtip_connect_endpoint(&peer, &options, &result); }},
-        {"send null", [] { return kvtip_send(1, nullptr, 1, 0, &size); }},
-        {"send, no size", [] { return kvtip_send(1, &byte, 1, 0, nullptr); }},
-        {"receive null", [] { return kvtip_receive(1, nullptr, 1, 0, &size); }},
-        {"receive nothing", [] { return kvtip_receive(1, &byte, 0, 0, &size); }},
-        {"receive, no size", [] { return kvtip_receive(1, &byte, 1, 0, nullptr); }},
-    };
-    const std::size_t before = system.calls.size();
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.call(), std::uint32_t{ERROR_INVALID_PARAMETER}) << row.what;
-    }
-    EXPECT_EQ(system.calls.size(), before);
-    EXPECT_TRUE(connections == nullptr && process == nullptr && resolution == nullptr && names == nullptr &&
-                records == nullptr && result == nullptr);
-}
-
-TEST(Options, MayBeOfAnotherVersion) {
-    scripted::system system;
-    system.tcp4.resize(2);
-    system.udp4.resize(1);
-    struct {
-        kvtip_connection_options known;
-        std::uint8_t later[5000];
-    } options{};
-    const auto list = [&](std::uint32_t size) {
-        options.known.size = size;
-        const kvtip_connection_list* found = nullptr;
-        const std::uint32_t code = kvtip_connections(&options.known, &found);
-        const std::string result = found == nullptr ? text(code) : text(code) + " " + text(found->count);
-        kvtip_free(found);
-        return result;
-    };
-    constexpr std::uint32_t whole = sizeof options.known;
-    options.known.protocol = KVTIP_UDP;
-    const struct {
-        const char* what;
-        std::uint32_t size;
-        const char* expected;
-    } rows[] = {
-        {"as they are", whole, "0 1"},    {"older, without the protocol", 8, "0 3"},
-        {"the size alone", 4, "0 3"},     {"no size", 0, "87"},
-        {"part of the size", 3, "87"},    {"newer, with zeros", whole + 100, "0 1"},
-        {"a forgotten size", 4097, "87"}, {"the same", 0xCCCCCCCC, "87"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(list(row.size), row.expected) << row.what;
-    }
-    options.later[99] = 1;
-    EXPECT_EQ(list(whole + 100), "87") << "newer, with something unknown";
-    EXPECT_EQ(list(whole + 99), "0 1");
 }
 
 } // namespace

@@ -64,8 +64,8 @@ struct filter {
     std::uint16_t local_port = 0, remote_port = 0;
 };
 
-struct Connections : testing::Test {
-    Connections() {
+struct ConnectionRows : testing::Test {
+    ConnectionRows() {
         system.tcp4 = {tcp4(established, here, web, 1), tcp4(listening, endpoint("0.0.0.0", 80), nonsense, 2),
                        tcp4(established, other, web, 3), tcp4(11, endpoint("192.0.2.1", 1003), web, 0)};
         system.tcp6 = {tcp6(established, here6, web6, 4), tcp6(listening, endpoint("::", 80), web6, 5),
@@ -118,7 +118,7 @@ struct Connections : testing::Test {
     scripted::system system;
 };
 
-TEST_F(Connections, AreListedInFull) {
+TEST_F(ConnectionRows, AreListedInFull) {
     system.active = {{established, 1}};
     EXPECT_EQ(whole(), "0 192.0.2.1@1001|203.0.113.9@443|6|5|2|1|one.exe| 0.0.0.0@80|-|6|2|0|2||"
                        " 192.0.2.1@1002|203.0.113.9@443|6|5|2|3|three.exe|"
@@ -143,7 +143,7 @@ TEST_F(Connections, AreListedInFull) {
     EXPECT_EQ(whole(), "0");
 }
 
-TEST_F(Connections, AreFiltered) {
+TEST_F(ConnectionRows, AreFiltered) {
     constexpr std::uint32_t of_process = KVTIP_CONNECTIONS_OF_PROCESS;
     const struct {
         const char* what;
@@ -177,7 +177,7 @@ TEST_F(Connections, AreFiltered) {
     EXPECT_EQ(system.called("TCP"), "");
 }
 
-TEST_F(Connections, SayWhatTheSystemCannotList) {
+TEST_F(ConnectionRows, SayWhatTheSystemCannotList) {
     const struct {
         const char* what;
         std::set<std::string> missing;
@@ -197,6 +197,7 @@ TEST_F(Connections, SayWhatTheSystemCannotList) {
         {"no UDP", {"GetExtendedUdpTable"}, {}, {}, "120"},
         {"no processes", {"Process32NextW"}, {}, {.local_port = 53}, "0 missing 4 6 7"},
         {"no snapshot", {}, {{"CreateToolhelp32Snapshot", {5}}}, {.local_port = 53}, "0 missing 4 6 7"},
+        {"a list that breaks off", {}, {{"Process32NextW", {0, 5}}}, {.local_port = 53}, "0 missing 4 6 7"},
         {"no directions", {"GetPerTcpConnectionEStats"}, {}, {.family = 4}, "0 missing 8 1 2 3 0 6"},
         {"no directions of IPv6", {"GetPerTcp6ConnectionEStats"}, {}, {.family = 4}, "0 1 2 3 0 6"},
         {"none where they count",
@@ -212,7 +213,7 @@ TEST_F(Connections, SayWhatTheSystemCannotList) {
     }
 }
 
-TEST_F(Connections, HaveOwners) {
+TEST_F(ConnectionRows, HaveOwners) {
     const kvtip_endpoint unscoped = endpoint("fe80::1", 1001), unscoped_web = endpoint("fe80::2", 443),
                          elsewhere = endpoint("fe80::1", 1001, 8), past = endpoint("192.0.2.1", 1003);
     const struct {

@@ -29,8 +29,8 @@ struct wanted {
     std::uint32_t family = 0, socket_type = 0, flags = 0;
 };
 
-struct Names : testing::Test {
-    Names() {
+struct NameRows : testing::Test {
+    NameRows() {
         system.adapters = {full_adapter(system)};
         ip::saddr scoped = socket_address("fe80::9", 80);
         scoped.scope_id = 7;
@@ -70,7 +70,7 @@ struct Names : testing::Test {
     scripted::system system;
 };
 
-TEST_F(Names, AreResolved) {
+TEST_F(NameRows, AreResolved) {
     const std::string both = "0  192.0.2.9@80 fe80::9@80%7", local = "0  127.0.0.1@80";
     const struct {
         const char *what, *host, *service;
@@ -113,7 +113,7 @@ TEST_F(Names, AreResolved) {
     EXPECT_EQ(system.called("getaddrinfo"), "(peer,80,2,0,1,0)");
 }
 
-TEST_F(Names, BelongToAddresses) {
+TEST_F(NameRows, BelongToAddresses) {
     system.outputs["GetNameInfoW"] = {scripted::bytes<wchar_t>("wide.lab.test")};
     system.outputs["getnameinfo"] = {scripted::bytes<char>("narrow.lab.test")};
     EXPECT_EQ(reverse("192.0.2.9"), "0 wide.lab.test");
@@ -126,7 +126,7 @@ TEST_F(Names, BelongToAddresses) {
     EXPECT_EQ(reverse("192.0.2.9"), "0 narrow.lab.test");
 }
 
-TEST_F(Names, AreTheHosts) {
+TEST_F(NameRows, AreTheHosts) {
     const wchar_t name[] = L"h\u00f6st \xd83d\xde00";
     system.outputs["GetHostNameW"] = {{reinterpret_cast<const char*>(name), sizeof name}};
     EXPECT_EQ(host_name(), "0 h\u00f6st \U0001F600");

@@ -118,13 +118,4 @@ TEST_F(Routes, ComeFromTheOlderCallWithoutTheNewer) {
     EXPECT_EQ(to(address("203.0.113.9")), "0 7|a friendly name|192.0.2.0|32|192.0.2.10|-|1|5|" + older);
 }
 
-TEST_F(Routes, RefuseMisuse) {
-    const kvtip_route* route = nullptr;
-    kvtip_address odd = address("203.0.113.9");
-    odd.scope = 1;
-    EXPECT_EQ(kvtip_route_to(&odd, 0, &route), 87u);
-    EXPECT_EQ(kvtip_route_to(nullptr, 0, &route), 87u);
-    EXPECT_EQ(kvtip_route_to(&odd, 0, nullptr), 87u);
-}
-
 } // namespace

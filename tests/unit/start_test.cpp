@@ -2,7 +2,7 @@
 
 #include "ip/detail/helper.h"
 #include "kvtip/kvtip.h"
-#include "scripted_system.h"
+#include "sample_adapters.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +14,13 @@
 namespace {
 
 using ip::detail::the_helper;
+
+void expect_nothing_held() {
+    EXPECT_EQ(kvtip_stop(), DWORD{WSANOTINITIALISED});
+    EXPECT_EQ(the_helper().init_count, 0);
+    EXPECT_EQ(the_helper().iphlpapi.load_count, 0u);
+    EXPECT_EQ(the_helper().winsock.start_count, 0u);
+}
 
 TEST(Start, KeepsTheLibrariesUntilTheLastStop) {
     const scripted::system system;
@@ -49,9 +56,53 @@ TEST(Start, KeepsTheEntriesBesideAClassThatStops) {
     EXPECT_EQ(lib.init(), 0u);
     EXPECT_EQ(lib.free(), 0u);
     EXPECT_EQ(system.count("FreeLibrary(Iphlpapi.dll)"), 0);
+    EXPECT_EQ(lib.init(), 0u);
     EXPECT_EQ(kvtip_stop(), 0u);
-    EXPECT_EQ(the_helper().init_count, 0);
-    EXPECT_EQ(the_helper().iphlpapi.load_count, 0u);
+    EXPECT_EQ(kvtip_stop(), DWORD{WSANOTINITIALISED}) << "one too many takes nothing from the class";
+    EXPECT_EQ(the_helper().init_count, 1);
+    EXPECT_EQ(lib.free(), 0u);
+    expect_nothing_held();
+}
+
+TEST(Start, KeepsTheEntriesWhileOthersFail) {
+    const struct {
+        const char* what;
+        void (*act)(); ///< while a call runs, which must go on
+    } rows[] = {
+        {"a class's second start",
+         [] {
+             ip::winsock2 winsock;
+             WSADATA data;
+             EXPECT_EQ(winsock.start(data), DWORD{WSASYSNOTREADY});
+         }},
+        {"a class's start of another library",
+         [] { EXPECT_EQ(ip::dnsapi().init(), DWORD{ERROR_MOD_NOT_FOUND}); }},
+        {"a class's start and stop",
+         [] {
+             ip::hlpapi iphlp;
+             EXPECT_EQ(iphlp.load() + iphlp.free(), 0u);
+         }},
+        {"a stop too many", [] { EXPECT_EQ(kvtip_stop(), DWORD{WSANOTINITIALISED}); }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        scripted::system system;
+        system.hosts = {{"fe80::1%7", {{"192.0.2.9"}}}};
+        system.adapters = {full_adapter(system)};
+        bool acted = false;
+        system.during["GetAdaptersAddresses"] = [&] {
+            system.missing = {"Dnsapi.dll"};
+            system.answers["WSAStartup"] = {WSASYSNOTREADY};
+            row.act();
+            acted = true;
+            EXPECT_EQ(system.called("FreeLibrary(Iphlpapi") + system.called("FreeLibrary(Ws2"), "");
+        };
+        const kvtip_resolution* found = nullptr;
+        EXPECT_EQ(kvtip_resolve("fe80::1%a friendly name", nullptr, nullptr, &found), 0u);
+        kvtip_free(found);
+        EXPECT_TRUE(acted);
+        expect_nothing_held();
+    }
 }
 
 TEST(Start, LeavesNoCountBehindWhenItFails) {
@@ -60,10 +111,7 @@ TEST(Start, LeavesNoCountBehindWhenItFails) {
         scripted::system system;
         system.missing = {missing};
         EXPECT_NE(kvtip_start(), 0u);
-        EXPECT_EQ(kvtip_stop(), DWORD{WSANOTINITIALISED});
-        EXPECT_EQ(the_helper().init_count, 0);
-        EXPECT_EQ(the_helper().iphlpapi.load_count, 0u);
-        EXPECT_EQ(the_helper().winsock.start_count, 0u);
+        expect_nothing_held();
     }
 }
 
@@ -87,8 +135,7 @@ TEST(Start, HoldsInSeveralThreads) {
     for (std::thread& each : threads) {
         each.join();
     }
-    EXPECT_EQ(kvtip_stop(), DWORD{WSANOTINITIALISED});
-    EXPECT_EQ(the_helper().iphlpapi.load_count, 0u);
+    expect_nothing_held();
 }
 
 TEST(Entries, SayWhatTheSystemHas) {
@@ -109,7 +156,6 @@ TEST(Entries, SayWhatTheSystemHas) {
     EXPECT_EQ(state_of("DnsQuery_W"), KVTIP_ENTRY_MISSING);
     EXPECT_EQ(state_of("RasEnumConnectionsW"), KVTIP_ENTRY_BOUND);
     kvtip_free(entries);
-    EXPECT_EQ(kvtip_entries(nullptr), DWORD{ERROR_INVALID_PARAMETER});
 }
 
 } // namespace
