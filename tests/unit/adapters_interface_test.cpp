@@ -1,54 +1,37 @@
 // Adapters, DNS servers and scopes of the C interface.
 
+#include "results.h"
 #include "sample_adapters.h"
-#include "text.h"
 
 #include <gtest/gtest.h>
 
 #include <ctime>
-#include <memory>
-#include <span>
 
 namespace {
 
+using scripted::result_of;
 using scripted::socket_address;
 using scripted::text;
 using scripted::texts;
-
-constexpr auto owned = [](const auto* result) {
-    return std::unique_ptr<std::remove_pointer_t<decltype(result)>, decltype(&kvtip_free)>(result,
-                                                                                           kvtip_free);
-};
 
 std::string list(const kvtip_address* addresses, std::size_t count) {
     return text(std::vector(addresses, addresses + count));
 }
 
-std::string record(const kvtip_adapter& a) {
+/// The addresses, gateways and DNS servers.
+std::string lists(const kvtip_adapter& a) {
     std::string addresses;
     for (const kvtip_adapter_address* each : std::span(a.addresses.rows, a.addresses.count)) {
         addresses += text(each->address) + "/" + text(each->prefix_length) + " ";
     }
-    return texts({a.name,
-                  a.guid,
-                  a.description,
-                  a.dns_suffix,
-                  a.device_id,
-                  a.index,
-                  a.ipv6_index,
-                  a.type,
-                  a.status,
-                  a.ipv4_metric,
-                  a.ipv6_metric,
-                  a.dhcp_enabled,
-                  a.dhcpv6_iaid,
-                  a.mac,
-                  a.dhcp_server,
-                  a.dhcpv6_server,
-                  std::vector(a.dhcpv6_duid, a.dhcpv6_duid + a.dhcpv6_duid_size),
-                  addresses,
-                  list(a.gateways, a.gateway_count),
-                  list(a.dns_servers, a.dns_server_count)});
+    return texts({addresses, list(a.gateways, a.gateway_count), list(a.dns_servers, a.dns_server_count)});
+}
+
+std::string record(const kvtip_adapter& a) {
+    const std::vector duid(a.dhcpv6_duid, a.dhcpv6_duid + a.dhcpv6_duid_size);
+    return texts({a.name, a.guid, a.description, a.dns_suffix, a.device_id}) +
+           texts({a.index, a.ipv6_index, a.type, a.status, a.ipv4_metric, a.ipv6_metric, a.dhcp_enabled}) +
+           texts({a.dhcpv6_iaid, a.mac, a.dhcp_server, a.dhcpv6_server, duid}) + lists(a);
 }
 
 struct AdapterRows : testing::Test {
@@ -59,23 +42,14 @@ struct AdapterRows : testing::Test {
             {{L"NetCfgInstanceId", {REG_SZ, L"{A}"}}, {L"DeviceInstanceID", {REG_SZ, L"PCI\\1"}}}};
     }
 
-    /// The code, or what is missing and the records of all adapters.
     std::string all(kvtip_adapter_options options = {sizeof options, 0, 0}) const {
-        const kvtip_adapter_list* adapters = nullptr;
-        if (const std::uint32_t code = kvtip_adapters(&options, &adapters)) {
-            return "error " + text(code) + (adapters == nullptr ? "" : " with rows");
-        }
-        const auto owner = owned(adapters);
-        std::string result = adapters->missing == 0 ? "" : "missing " + text(adapters->missing) + " ";
-        for (const kvtip_adapter* adapter : std::span(adapters->rows, adapters->count)) {
-            result += record(*adapter) + "\n";
-        }
-        return result;
+        return result_of([](const kvtip_adapter& row) { return record(row) + "\n"; }, kvtip_adapters,
+                         &options);
     }
     /// The record of the first adapter alone.
     std::string first() const {
         const std::string records = all();
-        return records.substr(0, records.find('\n'));
+        return records.substr(2, records.find('\n') - 2);
     }
 
     scripted::system system;
@@ -87,9 +61,9 @@ struct OlderAdapterRows : AdapterRows {
 
 TEST_F(AdapterRows, HaveEverythingTheSystemSays) {
     system.adapters[1].Dhcpv4Server = system.adapters[0].Dhcpv4Server; // without DHCP it does not count
-    EXPECT_EQ(all(), "a friendly name|{A}|a description|lab.test|PCI\\1|7|7|6|1|25|35|1|7|2,0,94,16,0,2|"
+    EXPECT_EQ(all(), "0 a friendly name|{A}|a description|lab.test|PCI\\1|7|7|6|1|25|35|1|7|2,0,94,16,0,2|"
                      "192.0.2.1|2001:db8::1|1,2,3|192.0.2.10/24 2001:db8::10/64 |192.0.2.1,fe80::1%9|"
-                     "2001:db8::53,192.0.2.53|\n"
+                     "2001:db8::53,192.0.2.53|\n "
                      "a friendly name|{B}|a description|lab.test||1|1|24|1|0|0|0|0||-|-||127.0.0.1/8 ::1/128 "
                      "|||\n");
     EXPECT_EQ(system.count("GetAdaptersAddresses(0,128)"), 1);
@@ -165,11 +139,11 @@ TEST_F(AdapterRows, HaveTheLeaseOfAddressesWithAFiniteLifetime) {
     system.adapters[0].FirstUnicastAddress->LeaseLifetime = 3000; // below the valid lifetime of 3600
     const kvtip_adapter_list* adapters = nullptr;
     ASSERT_EQ(kvtip_adapters(nullptr, &adapters), 0u);
-    const auto owner = owned(adapters);
     const auto& addresses = adapters->rows[0]->addresses;
     EXPECT_NEAR(static_cast<double>(addresses.rows[0]->lease_expires - std::time(nullptr)), 3600, 2);
     EXPECT_EQ(addresses.rows[0]->lease_obtained, addresses.rows[0]->lease_expires - 3000);
     EXPECT_EQ(addresses.rows[1]->lease_obtained + addresses.rows[1]->lease_expires, 0);
+    kvtip_free(adapters);
 }
 
 TEST_F(AdapterRows, AreSelected) {
@@ -181,30 +155,21 @@ TEST_F(AdapterRows, AreSelected) {
     const struct {
         kvtip_adapter_options options;
         std::string expected; ///< GUID, addresses, gateways and DNS servers
-    } rows[] = {{{size, 0, 1}, "{B} 127.0.0.1/8 ::1/128 ||| {C} ||| "},
-                {{size, 4, 0}, "{A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 ||| "},
-                {{size, 6, 0}, "{A} 2001:db8::10/64 |fe80::1%9|2001:db8::53| {B} ::1/128 ||| {C} ||| "},
-                {{size, 6, 1}, "{B} ::1/128 ||| {C} ||| "},
-                {{8, 4, 1}, "{A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 ||| "}}; // older caller
+    } rows[] = {
+        {{size, 0, 1}, "0 {B} 127.0.0.1/8 ::1/128 ||| {C} |||"},
+        {{size, 4, 0}, "0 {A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 |||"},
+        {{size, 6, 0}, "0 {A} 2001:db8::10/64 |fe80::1%9|2001:db8::53| {B} ::1/128 ||| {C} |||"},
+        {{size, 6, 1}, "0 {B} ::1/128 ||| {C} |||"},
+        {{8, 4, 1}, "0 {A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 |||"}}; // older caller
     for (const auto& row : rows) {
-        const kvtip_adapter_list* adapters = nullptr;
-        ASSERT_EQ(kvtip_adapters(&row.options, &adapters), 0u);
-        const auto owner = owned(adapters);
-        std::string found;
-        for (const kvtip_adapter* each : std::span(adapters->rows, adapters->count)) {
-            const std::string whole = record(*each);
-            std::size_t tail = whole.size() - 1;
-            for (int i = 0; i < 3; ++i) {
-                tail = whole.rfind('|', tail - 1);
-            }
-            found += text(each->guid) + " " + whole.substr(tail + 1) + " ";
-        }
-        EXPECT_EQ(found, row.expected);
+        EXPECT_EQ(result_of([](const kvtip_adapter& each) { return each.guid + (" " + lists(each)); },
+                            kvtip_adapters, &row.options),
+                  row.expected);
     }
 }
 
 TEST_F(AdapterRows, ComeFromTheOlderSourceWithoutTheNewer) {
-    const std::string older = "missing 2 |{A}|an older description|||7|0|6|4|4294967295|4294967295|1|0|"
+    const std::string older = "0 missing 2 |{A}|an older description|||7|0|6|4|4294967295|4294967295|1|0|"
                               "2,0,94,16,0,2|192.0.2.1|-||192.0.2.10/24 |192.0.2.1||\n";
     const struct {
         std::map<std::string, std::deque<DWORD>> answers;
@@ -212,23 +177,23 @@ TEST_F(AdapterRows, ComeFromTheOlderSourceWithoutTheNewer) {
         std::string expected;
     } rows[] = {{{{"GetAdaptersAddresses", {5, 5}}}, {}, older},
                 {{}, {"GetAdaptersAddresses"}, older},
-                {{{"GetAdaptersAddresses", {8}}}, {}, "error 8"},
-                {{{"GetAdaptersAddresses", {232}}}, {}, ""},
-                {{{"GetAdaptersInfo", {232}}}, {"GetAdaptersAddresses"}, "missing 2 "},
-                {{{"GetAdaptersInfo", {50}}}, {"GetAdaptersAddresses"}, "error 50"}};
+                {{{"GetAdaptersAddresses", {8}}}, {}, "8"},
+                {{{"GetAdaptersAddresses", {232}}}, {}, "0"},
+                {{{"GetAdaptersInfo", {232}}}, {"GetAdaptersAddresses"}, "0 missing 2"},
+                {{{"GetAdaptersInfo", {50}}}, {"GetAdaptersAddresses"}, "50"}};
     for (const auto& row : rows) {
         system.answers = row.answers;
         system.missing = row.missing;
         EXPECT_EQ(all(), row.expected);
     }
-    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 6, 0}), "missing 2 ");
-    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 5, 0}), "error 87");
-    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 0, 2}), "error 87");
+    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 6, 0}), "0 missing 2");
+    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 5, 0}), "87");
+    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 0, 2}), "87");
 }
 
 TEST_F(OlderAdapterRows, KnowIpv4AndWhatTheNewerListAdds) {
     const std::string head =
-        "missing 2 a friendly name|{A}|an older description|||7|0|6|1|4294967295|4294967295|"
+        "0 missing 2 a friendly name|{A}|an older description|||7|0|6|1|4294967295|4294967295|"
         "1|0|2,0,94,16,0,2|";
     EXPECT_EQ(all(), head + "192.0.2.1|-||192.0.2.10/24 |192.0.2.1|2001:db8::53,192.0.2.53|\n");
     IP_ADAPTER_INFO& entry = system.older_adapters[0];
@@ -258,24 +223,19 @@ TEST_F(AdapterRows, DnsServersSayTheirAdapter) {
     system.adapters[1].Ipv6IfIndex = 3;
     const auto servers = [](std::uint32_t family) {
         const kvtip_adapter_options options{sizeof options, family, 0};
-        const kvtip_dns_server_list* list = nullptr;
-        EXPECT_EQ(kvtip_dns_servers(&options, &list), 0u);
-        const auto owner = owned(list);
-        std::string result;
-        for (const kvtip_dns_server* each : std::span(list->rows, list->count)) {
-            result += texts({each->address, each->interface_index, each->placeholder, each->adapter}) + " ";
-        }
-        return result;
+        return result_of(
+            [](const kvtip_dns_server& each) {
+                return texts({each.address, each.interface_index, each.placeholder, each.adapter});
+            },
+            kvtip_dns_servers, &options);
     };
     EXPECT_EQ(servers(0),
-              "2001:db8::53|7|0|a friendly name| 192.0.2.53|7|0|a friendly name| "
-              "fec0:0:0:ffff::3%3|3|1|other| fec0:0:0:ffff::4%3|3|0|other| 192.0.2.54|1|0|other| ");
-    EXPECT_EQ(servers(4), "192.0.2.53|7|0|a friendly name| 192.0.2.54|1|0|other| ");
+              "0 2001:db8::53|7|0|a friendly name| 192.0.2.53|7|0|a friendly name| "
+              "fec0:0:0:ffff::3%3|3|1|other| fec0:0:0:ffff::4%3|3|0|other| 192.0.2.54|1|0|other|");
+    EXPECT_EQ(servers(4), "0 192.0.2.53|7|0|a friendly name| 192.0.2.54|1|0|other|");
     EXPECT_EQ(system.count("RegOpenKeyExW"), 0);
     system.answers["GetAdaptersAddresses"] = {8};
-    const kvtip_dns_server_list* list = nullptr;
-    EXPECT_EQ(kvtip_dns_servers(nullptr, &list), 8u);
-    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(servers(0), "8");
 }
 
 TEST_F(AdapterRows, ScopesAreFoundByName) {

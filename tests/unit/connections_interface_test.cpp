@@ -1,15 +1,13 @@
 // Connections and their owners of the C interface.
 
+#include "results.h"
 #include "scripted_system.h"
-#include "text.h"
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <span>
-
 namespace {
 
+using scripted::result_of;
 using scripted::socket_address;
 using scripted::text;
 using scripted::texts;
@@ -83,18 +81,8 @@ struct ConnectionRows : testing::Test {
     /// The code, what is missing, and the rows as `show` writes them.
     template <class Show>
     std::string list(const kvtip_connection_options* options, Show show) {
-        const kvtip_connection_list* list = nullptr;
         system.calls.clear();
-        std::string result = text(kvtip_connections(options, &list));
-        const std::unique_ptr<const kvtip_connection_list, decltype(&kvtip_free)> owner(list, kvtip_free);
-        if (list != nullptr) {
-            EXPECT_EQ(list->row_size, sizeof(kvtip_connection));
-            result += list->missing == 0 ? "" : " missing " + text(list->missing);
-            for (const kvtip_connection* row : std::span(list->rows, list->count)) {
-                result += " " + show(*row);
-            }
-        }
-        return result;
+        return result_of(show, kvtip_connections, options);
     }
     std::string whole() {
         return list(nullptr, [](const kvtip_connection& row) {
@@ -109,10 +97,8 @@ struct ConnectionRows : testing::Test {
     }
 
     std::string owner(std::uint32_t protocol, const kvtip_endpoint& local, const kvtip_endpoint* remote) {
-        const kvtip_process* process = nullptr;
-        const std::string code = text(kvtip_owner(protocol, &local, remote, &process));
-        const std::unique_ptr<const kvtip_process, decltype(&kvtip_free)> owner(process, kvtip_free);
-        return process == nullptr ? code : code + " " + text(process->id) + " " + process->name;
+        return result_of([](const kvtip_process& process) { return text(process.id) + " " + process.name; },
+                         kvtip_owner, protocol, &local, remote);
     }
 
     scripted::system system;

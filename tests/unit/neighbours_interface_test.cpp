@@ -1,16 +1,14 @@
 // Neighbours of the C interface.
 
 #include "ip/detail/helper.h"
+#include "results.h"
 #include "scripted_system.h"
-#include "text.h"
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <span>
-
 namespace {
 
+using scripted::result_of;
 using scripted::socket_address;
 using scripted::text;
 using scripted::texts;
@@ -39,17 +37,13 @@ struct Neighbours : testing::Test {
     /// The code and rows, and the calls.
     std::string list(std::uint32_t family, std::uint32_t interface_index = 0) {
         const kvtip_neighbour_options options{sizeof options, family, interface_index};
-        const kvtip_neighbour_list* list = nullptr;
         system.calls.clear();
-        std::string result = text(kvtip_neighbours(&options, &list));
-        const std::unique_ptr<const kvtip_neighbour_list, decltype(&kvtip_free)> owner(list, kvtip_free);
-        if (list != nullptr) {
-            result += list->missing == 0 ? "" : " missing " + text(list->missing);
-            for (const kvtip_neighbour* row : std::span(list->rows, list->count)) {
-                result += " " + texts({row->address, text(row->mac.length) + ":" + text(row->mac.bytes[5]),
-                                       row->interface_index, row->interface_type, row->state});
-            }
-        }
+        const std::string result = result_of(
+            [](const kvtip_neighbour& row) {
+                return texts({row.address, text(row.mac.length) + ":" + text(row.mac.bytes[5]),
+                              row.interface_index, row.interface_type, row.state});
+            },
+            kvtip_neighbours, &options);
         return result + " " + system.called("GetIpNetTable");
     }
 

@@ -1,12 +1,13 @@
 // Routes of the C interface.
 
+#include "results.h"
 #include "sample_adapters.h"
-#include "text.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
+using scripted::result_of;
 using scripted::socket_address;
 using scripted::text;
 using scripted::texts;
@@ -26,18 +27,15 @@ struct Routes : testing::Test {
 
     /// The code, or all that the route holds, and the calls that looked for it.
     std::string to(const kvtip_address& destination, std::uint32_t index = 0) {
-        const kvtip_route* route = nullptr;
         system.calls.clear();
-        std::string result = text(kvtip_route_to(&destination, index, &route)) + " ";
-        if (route != nullptr) {
-            EXPECT_EQ(route->size, sizeof *route);
-            result += texts({route->interface_index, route->adapter, route->network.address,
-                             route->network.prefix_length, route->source, route->next_hop, route->on_link,
-                             route->metric});
-        }
-        kvtip_free(route);
-        const std::string calls = system.called("GetBest");
-        return result + (calls.empty() ? "" : " " + calls);
+        const std::string result = result_of(
+            [](const kvtip_route& route) {
+                return texts({route.interface_index, route.adapter, route.network.address,
+                              route.network.prefix_length, route.source, route.next_hop, route.on_link,
+                              route.metric});
+            },
+            kvtip_route_to, &destination, index);
+        return result + " " + system.called("GetBest");
     }
 
     scripted::system system;
@@ -74,12 +72,12 @@ TEST_F(Routes, ComeFromTheOlderCallWithoutTheNewer) {
         std::string expected;
     } rows[] = {{"203.0.113.9", 0, {"GetBestRoute2"}, {}, found + older},
                 {"203.0.113.9", 0, {}, {{"GetBestRoute2", {50}}}, found + newer + older},
-                {"203.0.113.9", 0, {}, {{"GetBestRoute2", {1231}}}, "10051 " + newer},
-                {"203.0.113.9", 0, {}, {{"GetBestRoute2", {87}}}, "87 " + newer},
-                {"203.0.113.9", 0, {"GetBestRoute2"}, {{"GetBestRoute", {1231}}}, "10051 " + older},
+                {"203.0.113.9", 0, {}, {{"GetBestRoute2", {1231}}}, "10051" + newer},
+                {"203.0.113.9", 0, {}, {{"GetBestRoute2", {87}}}, "87" + newer},
+                {"203.0.113.9", 0, {"GetBestRoute2"}, {{"GetBestRoute", {1231}}}, "10051" + older},
                 {"203.0.113.9", 7, {"GetBestRoute2"}, {}, "120 "},
                 {"2001:db8::9", 0, {"GetBestRoute2"}, {}, "120 "},
-                {"2001:db8::9", 0, {}, {{"GetBestRoute2", {50}}}, "120  Route2(0,2001:db8::9,0)"},
+                {"2001:db8::9", 0, {}, {{"GetBestRoute2", {50}}}, "120 Route2(0,2001:db8::9,0)"},
                 // The host itself: the older call may name any route.
                 {"192.0.2.10",
                  0,
@@ -87,7 +85,7 @@ TEST_F(Routes, ComeFromTheOlderCallWithoutTheNewer) {
                  {},
                  "0 7|a friendly name|192.0.2.10|32|192.0.2.10|-|1|5|"
                  " Route(192.0.2.10,0.0.0.0)"},
-                {"203.0.113.9", 0, {}, {{"GetAdaptersAddresses", {8}}}, "8 " + newer},
+                {"203.0.113.9", 0, {}, {{"GetAdaptersAddresses", {8}}}, "8" + newer},
                 {"203.0.113.9",
                  0,
                  {"GetBestRoute2"},
