@@ -2,6 +2,7 @@
 
 // Errors: the codes of the C interface as std::error_code.
 
+#include <cstdint>
 #include <string>
 #include <system_error>
 
