@@ -108,11 +108,11 @@ struct Misuse : testing::Test {
             add(absurd, sizeof absurd, 87);
         }
         constexpr std::uint32_t known = sizeof(Options);
-        for (std::uint32_t size = sizeof size; size <= known + 4; ++size) {
+        for (std::uint32_t size = sizeof size; size <= known + 4; size += alignof(Options)) {
             add(size, size, 0); // of an earlier version, and of a later one
         }
         add(4096, 4096, 0);
-        add(known + 1, known + 1, 87, 1);
+        add(known + 4, known + 4, 87, 1);
         add(4096, 4096, 87, 1);
     }
 
