@@ -44,8 +44,9 @@ def c_cases(record, compilers):
 def cxx_cases(include, command):
     headers = sorted(Path(include, "kvtip").rglob("*.hpp"))
     lines = {header: f'#include "{header.relative_to(include)}"\n' for header in headers}
-    for header, line in lines.items():
-        yield f"{header.name}, alone", command, line
+    if "clang" in Path(command[0]).name:  # one compiler will do, and this one is quicker
+        for header, line in lines.items():
+            yield f"{header.name}, alone", command, line
     every = "".join(lines.values())
     standard = sorted({name for header in headers for name in re.findall("#include (<.*>)", header.read_text())})
     yield "C++, after windows.h, packed", command, WINDOWS + "#pragma pack(1)\n" + every
