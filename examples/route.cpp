@@ -13,8 +13,8 @@ int main(int argument_count, char** arguments) {
     std::error_code error;
     const kvtip::route way = kvtip::route_to(*destination, 0, error);
     if (error) {
-        std::cout << "no way there: " << error.message() << '\n';
-        return 0;
+        std::cerr << "no way there: " << error.message() << '\n';
+        return 1;
     }
     std::cout << "through " << way.adapter << ", from " << way.source;
     if (way.on_link) {
