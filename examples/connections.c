@@ -30,7 +30,7 @@ static int list_listeners(uint16_t port) {
             printf("%-28sunknown\n", local);
         }
     }
-    printf("%u listeners\n", (unsigned)found->count);
+    printf("listeners: %u\n", (unsigned)found->count);
     kvtip_free(found);
     return 0;
 }
