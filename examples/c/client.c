@@ -7,7 +7,7 @@
 #include "kvtip/kvtip.h"
 
 static uint32_t list_adapters(void) {
-    kvtip_adapter_options options = {sizeof options, 0, 1}; /* both families, only adapters that are up */
+    const kvtip_adapter_options options = {.size = sizeof options, .up = 1};
     const kvtip_adapter_list *adapters;
     const uint32_t code = kvtip_adapters(&options, &adapters);
     if (code != 0) {
@@ -86,7 +86,7 @@ int main(int argc, char **argv) {
         code = exchange(argv[1], argv[2]);
     }
     if (code != 0) {
-        char text[256];
+        char text[KVTIP_MESSAGE_SIZE];
         kvtip_message(code, text, sizeof text);
         fprintf(stderr, "error %u: %s\n", (unsigned)code, text);
         return 1;

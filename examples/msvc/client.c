@@ -1,8 +1,9 @@
-/* A client as MSVC's linker makes it, without a C library.
+/* Lists the adapters that are up, looks up localhost, and exchanges a text with an echo service there:
  *
- *     msvc_client PORT
+ *     client PORT
  *
- * It lists the adapters that are up, looks up localhost, and exchanges a text with an echo service there. */
+ * It needs no C library, and links kvtIP.lib and kernel32.lib alone. A program with a C library looks like the client
+ * in ../c. */
 #include "kvtip/kvtip.h"
 
 __declspec(dllimport) char *__stdcall GetCommandLineA(void);
@@ -27,7 +28,7 @@ static void print_line(const char *begin, const char *end) {
 
 static void check(uint32_t code) {
     if (code != 0) {
-        char text[256];
+        char text[KVTIP_MESSAGE_SIZE];
         kvtip_message(code, text, sizeof text);
         print(text);
         ExitProcess(1);
@@ -35,7 +36,7 @@ static void check(uint32_t code) {
 }
 
 static void list_adapters(void) {
-    const kvtip_adapter_options options = {sizeof options, 0, 1};
+    const kvtip_adapter_options options = {.size = sizeof options, .up = 1};
     const kvtip_adapter_list *adapters;
     check(kvtip_adapters(&options, &adapters));
     for (size_t i = 0; i < adapters->count; ++i) {
