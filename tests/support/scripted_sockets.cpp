@@ -275,12 +275,7 @@ const entry_map socket_entries = {
     recorded<"GetNameInfoW", code, decltype(::GetNameInfoW)>(),
     recorded<"WSAConnectByNameA", truth, connect_by_name<char>>(),
     recorded<"WSAConnectByNameW", truth, connect_by_name<wchar_t>>(),
-    {"WSAGetLastError", fake([]() -> int {
-         std::deque<int>& codes = current->last_errors;
-         const int code = codes.empty() ? static_cast<int>(GetLastError()) : codes.front();
-         codes.erase(codes.begin(), codes.begin() + !codes.empty());
-         return code;
-     })},
+    {"WSAGetLastError", fake([] { return static_cast<int>(GetLastError()); })},
     {"WSAStartup", fake([](WORD version, WSADATA* data) -> int {
          call now("WSAStartup", version);
          const bool failed = now.fails_if((version & 0xFF) == 0, WSAVERNOTSUPPORTED);

@@ -156,7 +156,6 @@ public:
     // or one call by its number.
     std::map<std::string, std::deque<DWORD>> answers;
     static constexpr DWORD no_reason = 0xFFFFFFFF; ///< fails, and leaves 0 in the last error
-    std::deque<int> last_errors; ///< what the socket library reports next, instead of the last error
     std::size_t failing_call = ~std::size_t{0};
     static constexpr DWORD failing_code = 0x5EED;
 

@@ -42,7 +42,6 @@ TEST_F(IpHelper, PingTakesAnAnswerWithTheDataSent) {
     EXPECT_EQ(system.called("IcmpSendEcho"), "(255.255.255.255,3E/128/5/2,48,900)");
     const std::pair<scripted::echo_answer, std::string> rows[] = {
         {{.size = 65535, .data_at = 0}, good4},
-        {{.size = 65535}, good4},
         {{.data_at = 68}, good4}, // past the end of the buffer
         {{.last = '?'}, "59" + untouched},
         {{.size = 31, .last = '?'}, good4},
@@ -220,12 +219,9 @@ TEST_F(Connections, AreThoseAskedForUpToTheFirstFailure) {
     } rows[] = {{0, 2, 0, "0 41 42 43 45"},
                 {0, 23, 0, "0 61 65"},
                 {17, 0, 0, "0 45 65"},
-                {17, 23, 0, "0 65"},
                 {0, 0, 5, "0 42 61"},
                 {17, 0, 5, "0"},
-                {1, 0, 0, "0"},
                 {0, 17, 0, "0"},
-                {6, 0, 0, "0 41 42 43 61"},
                 {0, 0, 0, "5", {"TCP", {5}}},
                 {0, 0, 0, "5 41 42 43", {"TCP", {0, 5}}},
                 {0, 0, 0, "5 41 42 43 61", {"UDP", {5}}},

@@ -345,10 +345,8 @@ struct Substitutes : Names, testing::WithParamInterface<const char*> {
         static const std::string long_name(1025, 'x');
         system.hosts["both"].official = "own.lab.test";
         system.hosts["255.255.255.255"] = {{"192.0.2.255"}};
-        system.hosts["alias"] = {{"192.0.2.9"}, "both", AF_INET6, 4};
         system.hosts["wide"] = {{"192.0.2.9"}, "both", AF_INET, 16};
         system.hosts["loop"] = {{}, "loop", AF_INET6};
-        system.hosts["nameless"] = {{}, "", AF_INET6};
         system.hosts["long"] = {{}, long_name.c_str(), AF_INET6};
         system.hosts["own.lab.test"] = {{"192.0.2.1"}};
     }
@@ -388,22 +386,17 @@ TEST_P(Substitutes, ListAddresses) {
     } rows[] = {
         {nullptr, "80", loopback},
         {nullptr, "65616", loopback}, // the low 16 bits
-        {nullptr, "", "1/0/0 127.0.0.1 2/0/0 127.0.0.1"},
         {nullptr, "80", "1/6/0 0.0.0.0@80", {AI_PASSIVE, AF_INET, 1, 6}},
         {nullptr, "80", "3/0/0 127.0.0.1@80", {0, 0, 3}},
         {nullptr, "both", "1/0/0 127.0.0.1@25 2/0/0 127.0.0.1@53"},
-        {nullptr, "both", "1/0/0 127.0.0.1@25", {0, 0, 1}},
         {nullptr, "both", "2/0/0 127.0.0.1@53", {0, 0, 2}},
         {nullptr, "both", "10109", {0, 0, 3}},
         {nullptr, "stream", "10109", {0, 0, 2}},
         {nullptr, "datagram", "2/9/0 127.0.0.1@123", {0, 0, 0, 9}},
-        {nullptr, "80x", "11001"},
         {nullptr, "0x50", "11001"},
         {nullptr, "010", "1/0/0 127.0.0.1@10 2/0/0 127.0.0.1@10"},
         {"192.0.2.1", nullptr, "0/0/4 192.0.2.1"},
         {"192.0.2.1", nullptr, "0/0/4 192.0.2.1(192.0.2.1)", {AI_CANONNAME | AI_NUMERICHOST}},
-        {"192.0.2.1", "80", "1/7/4 192.0.2.1@80 2/7/0 192.0.2.1@80", {0, 0, 0, 7}},
-        {"192.0.2", nullptr, "11001"},
         {"1.2.3/24", nullptr, "11001"},
         {"1.2.3.4 a.b", nullptr, "11001"},
         {"255.255.255.255", nullptr, "0/0/0 192.0.2.255"},
@@ -414,10 +407,8 @@ TEST_P(Substitutes, ListAddresses) {
          "1/8/0 192.0.2.1@25 2/8/0 192.0.2.1@53 1/8/0 192.0.2.1@25 2/8/0 192.0.2.1@53",
          {0, 0, 0, 8}},
         {"none", nullptr, "", {AI_CANONNAME}},
-        {"alias", nullptr, "0/0/0 192.0.2.1 0/0/0 192.0.2.1"},
         {"wide", nullptr, "0/0/0 192.0.2.1 0/0/0 192.0.2.1"},
         {"loop", nullptr, "11003"},
-        {"nameless", nullptr, "11003"},
         {"long", nullptr, "11003"},
         {nullptr, nullptr, "11001"},
         {nullptr, "80", "10022", {AI_CANONNAME}},
@@ -473,7 +464,6 @@ TEST(SubstituteForGetNameInfo, NamesIpv4AddressesAndPorts) {
                 {&other, 16, 64, 32, 0, "0 192.0.2.9 both"},
                 {&other, 16, 0, 5, NI_DGRAM, "0  both"},
                 {&other, 16, 64, 0, NI_NAMEREQD, "11002  ", 11002},
-                {&other, 16, 64, 0, NI_NAMEREQD, "11003  ", 11003},
                 {&www, 16, 64, 32, NI_NAMEREQD | NI_NUMERICHOST, "10022  "},
                 {&www, 16, 0, 0, 0, "11001  "},
                 {&www, 15, 64, 32, 0, "11003  "},

@@ -165,19 +165,6 @@ TEST_F(Sockets, CloseAgainWhatFailsToServeBothStacksIfThereIsAReason) {
     }
 }
 
-TEST_F(Sockets, TakeTheSecondCodeWhereItIsAskedForTwice) {
-    system.answers = {{"listen", {1, 1}}, {"setsockopt", {1, 1}}};
-    for (const auto& [codes, expected] :
-         {std::pair(std::deque<int>{0, 7}, 0u), {std::deque<int>{5, 7}, 7u}}) {
-        ip::socket s = open(), both;
-        system.last_errors = codes;
-        EXPECT_EQ(winsock2::listen(s, 1), expected);
-        system.last_errors = codes;
-        EXPECT_EQ(winsock2::socket(both, 1, 0, AF_INET6, nullptr, 0, 0, true), expected);
-        system.last_errors.clear();
-    }
-}
-
 TEST_F(Sockets, CloseOnceAndAreEmptyAfterwards) {
     ip::socket s = open();
     system.answers["closesocket"] = {10038};
