@@ -83,6 +83,11 @@ std::uint32_t held(Work&& work) noexcept {
     return guarded(std::forward<Work>(work));
 }
 
+/// The code of a call: one that is there but does nothing counts as missing.
+constexpr std::uint32_t to_call_code(std::uint32_t code) noexcept {
+    return code == ERROR_NOT_SUPPORTED ? ERROR_CALL_NOT_IMPLEMENTED : code;
+}
+
 /// Empties an output. False for misuse: a null pointer.
 template <class Output>
 bool clear(Output* output) noexcept {

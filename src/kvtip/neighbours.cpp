@@ -191,8 +191,8 @@ uint32_t kvtip_hardware_address(const kvtip_address* target, uint32_t interface_
     }
     return held([&]() -> uint32_t {
         if (bound_iphlpapi().ResolveIpNetEntry2 != nullptr) {
-            return resolve(*target, interface_index, *mac);
+            return to_call_code(resolve(*target, interface_index, *mac));
         }
-        return target->family == 4 ? resolve_older(*target, *mac) : ERROR_CALL_NOT_IMPLEMENTED;
+        return target->family == 4 ? to_call_code(resolve_older(*target, *mac)) : ERROR_CALL_NOT_IMPLEMENTED;
     });
 }

@@ -43,12 +43,9 @@ void set_next_hop(kvtip_route& route, const kvtip_address& next_hop) {
     route.next_hop = route.on_link != 0 ? kvtip_address{} : next_hop;
 }
 
-/// The code of a route that the system has not found. A call that is there but does nothing counts as
-/// missing.
+/// The code of a route that the system has not found.
 std::uint32_t to_route_code(std::uint32_t code) {
-    return code == ERROR_NETWORK_UNREACHABLE ? WSAENETUNREACH
-           : code == ERROR_NOT_SUPPORTED     ? std::uint32_t{ERROR_CALL_NOT_IMPLEMENTED}
-                                             : code;
+    return code == ERROR_NETWORK_UNREACHABLE ? std::uint32_t{WSAENETUNREACH} : to_call_code(code);
 }
 
 kvtip_address to_address(const SOCKADDR_INET& address) {

@@ -110,7 +110,7 @@ TEST_F(Neighbours, SayTheirHardwareAddress) {
         {"fe80::9", 4, 0, {"ResolveIpNetEntry2"}, {}, "120 0 "},
         {"192.0.2.9", 0, 3, {"ResolveIpNetEntry2"}, {}, "0 6 " + arp},
         {"192.0.2.9", 0, 0, {"ResolveIpNetEntry2"}, {{"SendARP", {31}}}, "67 0 " + arp},
-        {"192.0.2.9", 0, 0, {"ResolveIpNetEntry2"}, {{"SendARP", {50}}}, "50 0 " + arp},
+        {"192.0.2.9", 0, 0, {"ResolveIpNetEntry2"}, {{"SendARP", {50}}}, "120 0 " + arp},
         {"192.0.2.9", 4, 0, {}, {}, "87 0 "},
     };
     for (const auto& row : rows) {
