@@ -16,7 +16,8 @@ namespace ip::detail {
 namespace {
 
 // An entry is as long as its `Length` says: it has a newer member only if it is longer than that member's
-// offset. The build selects a version of the headers that declares all members.
+// offset. The build selects a version of the headers that declares all members. Entries are passed by pointer:
+// a compiler may read all of what a reference names, also past the end of a short entry.
 static_assert(offsetof(IP_ADAPTER_ADDRESSES, FirstDnsServerAddress) == 48);
 static_assert(offsetof(IP_ADAPTER_ADDRESSES, FirstGatewayAddress) == 208);
 static_assert(offsetof(IP_ADAPTER_ADDRESSES, Dhcpv4Server) == 232);
@@ -73,18 +74,18 @@ saddr dhcpv6_server(const saddr& server) {
     return result;
 }
 
-void copy_dhcp(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry) {
-    adapter.dhcp_enabled = (entry.Flags & IP_ADAPTER_DHCP_ENABLED) != 0;
+void copy_dhcp(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES* entry) {
+    adapter.dhcp_enabled = (entry->Flags & IP_ADAPTER_DHCP_ENABLED) != 0;
     adapter.dhcp_server = {};
     adapter.dhcpv6_server = {};
     if (!adapter.dhcp_enabled) {
         return;
     }
-    if (entry.Length > offsetof(IP_ADAPTER_ADDRESSES, Dhcpv4Server)) {
-        adapter.dhcp_server = dhcp_server(ip_copy_of(entry.Dhcpv4Server));
+    if (entry->Length > offsetof(IP_ADAPTER_ADDRESSES, Dhcpv4Server)) {
+        adapter.dhcp_server = dhcp_server(ip_copy_of(entry->Dhcpv4Server));
     }
-    if (entry.Length > offsetof(IP_ADAPTER_ADDRESSES, Dhcpv6Server)) {
-        adapter.dhcpv6_server = dhcpv6_server(ip_copy_of(entry.Dhcpv6Server));
+    if (entry->Length > offsetof(IP_ADAPTER_ADDRESSES, Dhcpv6Server)) {
+        adapter.dhcpv6_server = dhcpv6_server(ip_copy_of(entry->Dhcpv6Server));
     }
 }
 
@@ -116,61 +117,61 @@ void set_prefix_mask(addr& mask, std::uint16_t family, std::size_t length) {
     }
 }
 
-void set_lease(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS& entry) {
+void set_lease(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS* entry) {
     constexpr ULONG infinite = 0xFFFFFFFF;
-    if (entry.ValidLifetime == infinite) {
+    if (entry->ValidLifetime == infinite) {
         return;
     }
-    const std::int64_t lease = entry.LeaseLifetime;
-    const std::int64_t age = lease - std::int64_t{entry.ValidLifetime};
+    const std::int64_t lease = entry->LeaseLifetime;
+    const std::int64_t age = lease - std::int64_t{entry->ValidLifetime};
     address.lease_obtained = _time64(nullptr) - age;
     address.lease_expires = address.lease_obtained + lease;
 }
 
 } // namespace
 
-void append_dns_servers(std::vector<saddr>& servers, const IP_ADAPTER_ADDRESSES& entry) {
-    if (entry.Length > offsetof(IP_ADAPTER_ADDRESSES, FirstDnsServerAddress)) {
-        append(servers, entry.FirstDnsServerAddress);
+void append_dns_servers(std::vector<saddr>& servers, const IP_ADAPTER_ADDRESSES* entry) {
+    if (entry->Length > offsetof(IP_ADAPTER_ADDRESSES, FirstDnsServerAddress)) {
+        append(servers, entry->FirstDnsServerAddress);
     }
 }
 
-void fill_record(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES& entry, const device_id_map& device_ids) {
-    adapter.index = entry.IfIndex;
-    adapter.ipv6_index = entry.Ipv6IfIndex;
-    adapter.type = entry.IfType;
-    adapter.oper_status = static_cast<std::uint32_t>(entry.OperStatus);
+void fill_record(_SFindAdapter& adapter, const IP_ADAPTER_ADDRESSES* entry, const device_id_map& device_ids) {
+    adapter.index = entry->IfIndex;
+    adapter.ipv6_index = entry->Ipv6IfIndex;
+    adapter.type = entry->IfType;
+    adapter.oper_status = static_cast<std::uint32_t>(entry->OperStatus);
     copy_hw_address<offsetof(IP_ADAPTER_ADDRESSES, PhysicalAddress)>(adapter, entry,
-                                                                     entry.PhysicalAddressLength);
-    copy_name(adapter, entry.AdapterName, device_ids);
-    adapter.description = text_or_empty(entry.Description);
-    adapter.friendly_name = text_or_empty(entry.FriendlyName);
+                                                                     entry->PhysicalAddressLength);
+    copy_name(adapter, entry->AdapterName, device_ids);
+    adapter.description = text_or_empty(entry->Description);
+    adapter.friendly_name = text_or_empty(entry->FriendlyName);
     copy_dhcp(adapter, entry);
-    adapter.ipv4_metric = entry.Ipv4Metric;
-    adapter.ipv6_metric = entry.Ipv6Metric;
-    if (entry.Length > offsetof(IP_ADAPTER_ADDRESSES, FirstGatewayAddress)) {
-        append(adapter.gateways, entry.FirstGatewayAddress);
+    adapter.ipv4_metric = entry->Ipv4Metric;
+    adapter.ipv6_metric = entry->Ipv6Metric;
+    if (entry->Length > offsetof(IP_ADAPTER_ADDRESSES, FirstGatewayAddress)) {
+        append(adapter.gateways, entry->FirstGatewayAddress);
     }
     append_dns_servers(adapter.dns_servers, entry);
-    adapter.dns_suffix = text_or_empty(entry.DnsSuffix);
+    adapter.dns_suffix = text_or_empty(entry->DnsSuffix);
     // Of a longer identifier, only what an entry can hold is copied.
     const std::size_t duid_length =
-        std::min<std::size_t>(entry.Dhcpv6ClientDuidLength, std::size(entry.Dhcpv6ClientDuid));
-    adapter.dhcpv6_duid.assign(entry.Dhcpv6ClientDuid, entry.Dhcpv6ClientDuid + duid_length);
+        std::min<std::size_t>(entry->Dhcpv6ClientDuidLength, std::size(entry->Dhcpv6ClientDuid));
+    adapter.dhcpv6_duid.assign(entry->Dhcpv6ClientDuid, entry->Dhcpv6ClientDuid + duid_length);
     // If the adapter has no IAID, a record that is used again keeps that of an earlier adapter.
-    if (entry.Dhcpv6Iaid != 0) {
-        adapter.dhcpv6_iaid = entry.Dhcpv6Iaid;
+    if (entry->Dhcpv6Iaid != 0) {
+        adapter.dhcpv6_iaid = entry->Dhcpv6Iaid;
     }
 }
 
-void fill_record(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS& entry) {
+void fill_record(_SFindAddress& address, const IP_ADAPTER_UNICAST_ADDRESS* entry) {
     set_lease(address, entry);
-    to_addr(ip_copy_of(entry.Address), address.address);
-    if (entry.Length <= offsetof(IP_ADAPTER_UNICAST_ADDRESS, OnLinkPrefixLength) ||
-        entry.Address.lpSockaddr == nullptr) {
+    to_addr(ip_copy_of(entry->Address), address.address);
+    if (entry->Length <= offsetof(IP_ADAPTER_UNICAST_ADDRESS, OnLinkPrefixLength) ||
+        entry->Address.lpSockaddr == nullptr) {
         address.mask.family = family_none;
     } else if (address.address.family != family_none) { // otherwise the mask stays as it was
-        set_prefix_mask(address.mask, address.address.family, entry.OnLinkPrefixLength);
+        set_prefix_mask(address.mask, address.address.family, entry->OnLinkPrefixLength);
     }
 }
 

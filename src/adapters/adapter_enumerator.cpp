@@ -68,7 +68,7 @@ bool adapter_enumerator::fill_adapter(_SFindAdapter& adapter) {
         adapter.dns_servers.clear();
         adapter.dhcpv6_duid.clear();
         if (addresses_cursor != nullptr && detail::the_helper().is_version_6_or_later()) {
-            detail::fill_record(adapter, *addresses_cursor, device_ids);
+            detail::fill_record(adapter, addresses_cursor, device_ids);
             unicast_cursor = addresses_cursor->FirstUnicastAddress;
             addresses_cursor = addresses_cursor->Next;
             return true;
@@ -90,7 +90,7 @@ bool adapter_enumerator::find_next_addr(_SFindAddress& address) {
     address.lease_obtained = 0;
     address.lease_expires = 0;
     if (unicast_cursor != nullptr) {
-        detail::fill_record(address, *unicast_cursor);
+        detail::fill_record(address, unicast_cursor);
         unicast_cursor = unicast_cursor->Next;
         return true;
     }

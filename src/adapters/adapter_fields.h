@@ -31,11 +31,10 @@ private:
 /// Copies the hardware address at `Offset` in the entry; one of more than 32 bytes counts as none. The
 /// system declares 8 bytes for it, and a longer address continues in the members that follow.
 template <std::size_t Offset, class Entry>
-void copy_hw_address(_SFindAdapter& adapter, const Entry& entry, DWORD length) {
+void copy_hw_address(_SFindAdapter& adapter, const Entry* entry, DWORD length) {
     static_assert(Offset + sizeof adapter.hw_address <= sizeof(Entry));
     adapter.hw_address_length = length <= sizeof adapter.hw_address ? length : 0;
-    std::memcpy(adapter.hw_address, reinterpret_cast<const BYTE*>(&entry) + Offset,
-                adapter.hw_address_length);
+    std::memcpy(adapter.hw_address, reinterpret_cast<const BYTE*>(entry) + Offset, adapter.hw_address_length);
 }
 
 } // namespace ip::detail

@@ -61,13 +61,13 @@ void fill_record(_SFindAdapter& adapter, const IP_ADAPTER_INFO& entry, const IP_
     adapter.ipv6_index = 0;
     adapter.type = entry.Type;
     adapter.oper_status = status_of(entry.Index, newer);
-    copy_hw_address<offsetof(IP_ADAPTER_INFO, Address)>(adapter, entry, entry.AddressLength);
+    copy_hw_address<offsetof(IP_ADAPTER_INFO, Address)>(adapter, &entry, entry.AddressLength);
     adapter.name = terminated(entry.AdapterName).c_str();
     adapter.description = description_of(entry);
     adapter.friendly_name.clear();
     if (const IP_ADAPTER_ADDRESSES* same = find_index(entry.Index, newer)) {
         adapter.friendly_name = text_or_empty(same->FriendlyName);
-        append_dns_servers(adapter.dns_servers, *same);
+        append_dns_servers(adapter.dns_servers, same);
     }
     adapter.dhcp_enabled = entry.DhcpEnabled != 0;
     adapter.dhcp_server = dhcp_server_of(entry);

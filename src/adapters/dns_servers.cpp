@@ -77,7 +77,7 @@ void add_adapters(server_list& servers) try {
             continue;
         }
         std::vector<saddr> found;
-        append_dns_servers(found, *adapter);
+        append_dns_servers(found, adapter);
         for (const saddr& server : found) {
             const std::string text = text_of(server);
             if (!text.empty()) {

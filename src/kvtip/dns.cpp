@@ -38,40 +38,41 @@ public:
     }
 
     /// Calls `use` with each record of that type that answers the question. The answer to address text, which
-    /// no server is asked for, says of no section (0).
+    /// no server is asked for, says of no section (0). A record is only as long as its data: it is passed by
+    /// pointer, since a compiler may read all of what a reference names.
     template <class Use>
     void for_each(WORD type, Use use) const {
         constexpr DWORD answer_section = 1;
         for (const auto* each = reinterpret_cast<const DNS_RECORDW*>(first_); each != nullptr;
              each = each->pNext) {
-            if (each->wType == type && each->Flags.S.Section <= answer_section && has_data(*each)) {
-                use(*each);
+            if (each->wType == type && each->Flags.S.Section <= answer_section && has_data(each)) {
+                use(each);
             }
         }
     }
 
 private:
-    static bool has_data(const DNS_RECORDW& record) {
-        return record.wType != DNS_TYPE_PTR || record.Data.PTR.pNameHost != nullptr;
+    static bool has_data(const DNS_RECORDW* record) {
+        return record->wType != DNS_TYPE_PTR || record->Data.PTR.pNameHost != nullptr;
     }
 
     DNS_RECORD* first_ = nullptr; // not all systems write it when they fail
 };
 
-void fill(kvtip_dns_record& row, const DNS_RECORDW& record, block& out) {
-    row.name = out.text(record.pName);
-    row.type = record.wType;
-    row.time_to_live = record.dwTtl;
+void fill(kvtip_dns_record& row, const DNS_RECORDW* record, block& out) {
+    row.name = out.text(record->pName);
+    row.type = record->wType;
+    row.time_to_live = record->dwTtl;
     row.target = "";
-    switch (record.wType) {
+    switch (record->wType) {
     case DNS_TYPE_A:
-        row.address = ipv4_address(&record.Data.A.IpAddress);
+        row.address = ipv4_address(&record->Data.A.IpAddress);
         break;
     case DNS_TYPE_AAAA:
-        row.address = ipv6_address(&record.Data.AAAA.Ip6Address);
+        row.address = ipv6_address(&record->Data.AAAA.Ip6Address);
         break;
     default:
-        row.target = out.text(record.Data.PTR.pNameHost);
+        row.target = out.text(record->Data.PTR.pNameHost);
         break;
     }
 }
@@ -120,13 +121,13 @@ std::uint32_t query(const char* name, std::uint32_t type, std::uint32_t flags,
         return code == ERROR_TIMEOUT ? WSAETIMEDOUT : code;
     }
     std::size_t count = 0;
-    found.for_each(record_type, [&](const DNS_RECORDW&) { ++count; });
+    found.for_each(record_type, [&](const DNS_RECORDW*) { ++count; });
     if (count == 0) {
         return DNS_INFO_NO_RECORDS; // an answer of other records only, such as the name's alias
     }
     *records = block::make<kvtip_dns_record_list>([&](block& out, kvtip_dns_record_list& list) {
         out.list(list, count, [&](auto add) {
-            found.for_each(record_type, [&](const DNS_RECORDW& each) { fill(add(), each, out); });
+            found.for_each(record_type, [&](const DNS_RECORDW* each) { fill(add(), each, out); });
         });
     });
     return 0;

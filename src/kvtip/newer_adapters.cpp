@@ -22,12 +22,13 @@ namespace kvtip::library {
 
 namespace {
 
-/// The value of a member, or another value from an entry that is too short to have the member.
+/// The value of a member, or another value from an entry that is too short to have the member. Entries are
+/// passed by pointer: a compiler may read all of what a reference names, also past the end of a short entry.
 template <class Entry, class Member>
-Member value_or(std::type_identity_t<Member> value, const Entry& entry, Member Entry::*member) {
-    const auto* address = reinterpret_cast<const std::uint8_t*>(&(entry.*member));
-    const auto offset = address - reinterpret_cast<const std::uint8_t*>(&entry);
-    return static_cast<std::ptrdiff_t>(entry.Length) > offset ? entry.*member : value;
+Member value_or(std::type_identity_t<Member> value, const Entry* entry, Member Entry::*member) {
+    const auto* address = reinterpret_cast<const std::uint8_t*>(&(entry->*member));
+    const auto offset = address - reinterpret_cast<const std::uint8_t*>(entry);
+    return static_cast<std::ptrdiff_t>(entry->Length) > offset ? entry->*member : value;
 }
 
 /// The address; none if the system gives less of it than its family needs. The scope is `interface_index` if
@@ -62,50 +63,50 @@ public:
     std::size_t walk(Use use) const {
         std::size_t count = 0;
         for (const auto* entry = first_; entry != nullptr; entry = entry->Next) {
-            if ((!wanted_.up || entry->OperStatus == IfOperStatusUp) && has_family(*entry)) {
+            if ((!wanted_.up || entry->OperStatus == IfOperStatusUp) && has_family(entry)) {
                 ++count;
-                use(*entry);
+                use(entry);
             }
         }
         return count;
     }
 
-    void write(block& out, kvtip_adapter& row, const IP_ADAPTER_ADDRESSES& entry) const {
-        const std::string_view guid = entry.AdapterName == nullptr ? "" : entry.AdapterName;
-        row.name = out.text(entry.FriendlyName);
+    void write(block& out, kvtip_adapter& row, const IP_ADAPTER_ADDRESSES* entry) const {
+        const std::string_view guid = entry->AdapterName == nullptr ? "" : entry->AdapterName;
+        row.name = out.text(entry->FriendlyName);
         row.guid = out.text(guid);
-        row.description = out.text(entry.Description);
-        row.dns_suffix = out.text(entry.DnsSuffix);
+        row.description = out.text(entry->Description);
+        row.dns_suffix = out.text(entry->DnsSuffix);
         row.device_id = out.text(device_id_of(guid));
-        row.index = entry.IfIndex;
-        row.ipv6_index = entry.Ipv6IfIndex;
-        row.type = entry.IfType;
-        row.status = static_cast<std::uint32_t>(entry.OperStatus);
+        row.index = entry->IfIndex;
+        row.ipv6_index = entry->Ipv6IfIndex;
+        row.type = entry->IfType;
+        row.status = static_cast<std::uint32_t>(entry->OperStatus);
         row.ipv4_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv4Metric);
         row.ipv6_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv6Metric);
-        row.mac = to_mac(entry.PhysicalAddress, entry.PhysicalAddressLength, sizeof entry.PhysicalAddress);
+        row.mac = to_mac(entry->PhysicalAddress, entry->PhysicalAddressLength, sizeof entry->PhysicalAddress);
         write_dhcp(out, row, entry);
         write_all_addresses(out, row, entry);
     }
 
 private:
-    /// Passes the wanted addresses of a linked list to `use`, each with its node.
+    /// Passes the wanted addresses of a linked list to `use`, each with its node->
     template <class Node, class Use>
     std::size_t walk_addresses(const Node* node, std::uint32_t scope, Use use) const {
         std::size_t count = 0;
         for (; node != nullptr; node = node->Next) {
             if (const kvtip_address address = scoped_address(node->Address, scope); wanted_.has(address)) {
                 ++count;
-                use(address, *node);
+                use(address, node);
             }
         }
         return count;
     }
 
     /// An adapter has the wanted family if it has an index for it or an address of it.
-    bool has_family(const IP_ADAPTER_ADDRESSES& entry) const {
-        return wanted_.family == 0 || (wanted_.family == 4 ? entry.IfIndex : entry.Ipv6IfIndex) != 0 ||
-               walk_addresses(entry.FirstUnicastAddress, 0, ignore) != 0;
+    bool has_family(const IP_ADAPTER_ADDRESSES* entry) const {
+        return wanted_.family == 0 || (wanted_.family == 4 ? entry->IfIndex : entry->Ipv6IfIndex) != 0 ||
+               walk_addresses(entry->FirstUnicastAddress, 0, ignore) != 0;
     }
 
     std::wstring_view device_id_of(std::string_view guid) const {
@@ -115,39 +116,39 @@ private:
         return guid.empty() || found == device_ids_.end() ? std::wstring_view() : found->second;
     }
 
-    static std::uint32_t scope_of(const IP_ADAPTER_ADDRESSES& entry) {
-        return entry.Ipv6IfIndex != 0 ? entry.Ipv6IfIndex : entry.IfIndex;
+    static std::uint32_t scope_of(const IP_ADAPTER_ADDRESSES* entry) {
+        return entry->Ipv6IfIndex != 0 ? entry->Ipv6IfIndex : entry->IfIndex;
     }
 
-    static void write_dhcp(block& out, kvtip_adapter& row, const IP_ADAPTER_ADDRESSES& entry) {
+    static void write_dhcp(block& out, kvtip_adapter& row, const IP_ADAPTER_ADDRESSES* entry) {
         using adapter = IP_ADAPTER_ADDRESSES;
         const auto server = [&](SOCKET_ADDRESS adapter::*member, std::uint8_t family) {
             const kvtip_address address = scoped_address(value_or({}, entry, member), scope_of(entry));
             return address.family == family ? address : kvtip_address{};
         };
-        row.dhcp_enabled = (entry.Flags & IP_ADAPTER_DHCP_ENABLED) != 0;
+        row.dhcp_enabled = (entry->Flags & IP_ADAPTER_DHCP_ENABLED) != 0;
         if (row.dhcp_enabled != 0) {
             row.dhcp_server = server(&adapter::Dhcpv4Server, 4);
         }
         row.dhcpv6_server = server(&adapter::Dhcpv6Server, 6);
         row.dhcpv6_iaid = value_or(0, entry, &adapter::Dhcpv6Iaid);
         row.dhcpv6_duid_size = std::min<std::size_t>(value_or(0, entry, &adapter::Dhcpv6ClientDuidLength),
-                                                     std::size(entry.Dhcpv6ClientDuid));
+                                                     std::size(entry->Dhcpv6ClientDuid));
         auto* duid = out.array<std::uint8_t>(row.dhcpv6_duid_size);
         row.dhcpv6_duid = duid;
         if (duid != nullptr) {
-            std::memcpy(duid, entry.Dhcpv6ClientDuid, row.dhcpv6_duid_size);
+            std::memcpy(duid, entry->Dhcpv6ClientDuid, row.dhcpv6_duid_size);
         }
     }
 
-    void write_all_addresses(block& out, kvtip_adapter& row, const IP_ADAPTER_ADDRESSES& entry) const {
+    void write_all_addresses(block& out, kvtip_adapter& row, const IP_ADAPTER_ADDRESSES* entry) const {
         using adapter = IP_ADAPTER_ADDRESSES;
         const auto walk_of = [&](const auto* node) {
             return [this, node, scope = scope_of(entry)](auto use) {
                 return this->walk_addresses(node, scope, use);
             };
         };
-        write_addresses(out, row.addresses, walk_of(entry.FirstUnicastAddress),
+        write_addresses(out, row.addresses, walk_of(entry->FirstUnicastAddress),
                         [this](const auto& address, const auto& node) { return to_row(address, node); });
         write_addresses(out, row.gateways, row.gateway_count,
                         walk_of(value_or(nullptr, entry, &adapter::FirstGatewayAddress)));
@@ -155,16 +156,16 @@ private:
                         walk_of(value_or(nullptr, entry, &adapter::FirstDnsServerAddress)));
     }
 
-    kvtip_adapter_address to_row(const kvtip_address& address, const IP_ADAPTER_UNICAST_ADDRESS& node) const {
+    kvtip_adapter_address to_row(const kvtip_address& address, const IP_ADAPTER_UNICAST_ADDRESS* node) const {
         constexpr ULONG infinite = 0xFFFFFFFF;
         const std::uint32_t length =
             value_or(KVTIP_UNKNOWN_PREFIX, node, &IP_ADAPTER_UNICAST_ADDRESS::OnLinkPrefixLength);
         kvtip_adapter_address row{};
         row.address = address;
         row.prefix_length = length > size_of_family(address.family) * 8 ? KVTIP_UNKNOWN_PREFIX : length;
-        if (node.ValidLifetime != infinite) {
-            row.lease_expires = now_ + node.ValidLifetime;
-            row.lease_obtained = row.lease_expires - node.LeaseLifetime;
+        if (node->ValidLifetime != infinite) {
+            row.lease_expires = now_ + node->ValidLifetime;
+            row.lease_obtained = row.lease_expires - node->LeaseLifetime;
         }
         return row;
     }
