@@ -61,11 +61,7 @@ TEST_F(IpHelper, PingTakesAnAnswerWithTheDataSent) {
               "59" + untouched + "0|fe80::5|7|13|0|0|fe80::5|7|13|0|");
 }
 
-TEST_F(IpHelper, PingGivesTheSystemsCodeAndGoesTheOlderWayOnlyOn120) {
-    for (const char* name : {"IcmpCreateFile", "IcmpSendEcho", "Icmp6CreateFile", "Icmp6SendEcho2"}) {
-        system.answers[name] = {11010};
-        EXPECT_EQ(ping(name[4] == '6' ? "::ffff:1.2.3.4" : "1.2.3.4"), "11010" + untouched);
-    }
+TEST_F(IpHelper, PingGoesTheOlderWayOnlyOn120AndTriesAgain) {
     system.give({});
     the_helper().iphlpapi.Icmp6SendEcho2 = nullptr;
     EXPECT_EQ(ping("::feff:1.2.3.4"), "120" + untouched);
