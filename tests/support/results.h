@@ -1,6 +1,6 @@
 #pragma once
 
-// Results of the C interface as text.
+// Values of the C interface from their text, and its results as text.
 
 #include "kvtip/kvtip.h"
 #include "text.h"
@@ -10,6 +10,14 @@
 #include <tuple>
 
 namespace scripted {
+
+/// A value of the C interface; none if the text is not one.
+inline kvtip_address address_of(const char* text) {
+    return kvtip::address::parse(text).value_or(kvtip::address()).native();
+}
+inline kvtip_endpoint endpoint_of(const char* text) {
+    return kvtip::endpoint::parse(text).value_or(kvtip::endpoint()).native();
+}
 
 /// Calls a function with these arguments and a place for its result, which is freed. Returns the code and the
 /// result as `show` writes it: of a list, what is missing and each row.

@@ -7,36 +7,24 @@
 
 namespace {
 
+using scripted::endpoint_of;
 using scripted::result_of;
-using scripted::socket_address;
 using scripted::text;
 using scripted::texts;
 
 constexpr DWORD listening = KVTIP_STATE_LISTEN, established = KVTIP_STATE_ESTABLISHED;
-
-kvtip_endpoint endpoint(const char* address, std::uint16_t port, std::uint32_t scope = 0) {
-    ip::saddr result = socket_address(address, port);
-    result.scope_id = scope;
-    return kvtip::library::to_endpoint(result);
-}
 
 /// A port as the system's tables hold it: only the low 16 bits count.
 DWORD port(std::uint16_t number) {
     return 0xBAD0000 | kvtip::library::to_network_order(number);
 }
 
-DWORD bytes4(const char* address) {
-    return ip::detail::ipv4_number(socket_address(address).address4);
-}
-
 MIB_TCPROW_OWNER_PID tcp4(DWORD state, const kvtip_endpoint& local, const kvtip_endpoint& remote,
                           DWORD process) {
-    return {state,
-            ip::detail::ipv4_number(local.address.bytes),
-            port(local.port),
-            ip::detail::ipv4_number(remote.address.bytes),
-            port(remote.port),
-            process};
+    using ip::detail::ipv4_number;
+    const DWORD local_address = ipv4_number(local.address.bytes),
+                remote_address = ipv4_number(remote.address.bytes);
+    return {state, local_address, port(local.port), remote_address, port(remote.port), process};
 }
 
 MIB_TCP6ROW_OWNER_PID tcp6(DWORD state, const kvtip_endpoint& local, const kvtip_endpoint& remote,
@@ -53,9 +41,9 @@ MIB_TCP6ROW_OWNER_PID tcp6(DWORD state, const kvtip_endpoint& local, const kvtip
     return row;
 }
 
-const kvtip_endpoint here = endpoint("192.0.2.1", 1001), other = endpoint("192.0.2.1", 1002),
-                     web = endpoint("203.0.113.9", 443), here6 = endpoint("fe80::1", 1001, 7),
-                     web6 = endpoint("fe80::2", 443, 7), nonsense = endpoint("9.9.9.9", 443);
+const kvtip_endpoint here = endpoint_of("192.0.2.1:1001"), other = endpoint_of("192.0.2.1:1002"),
+                     web = endpoint_of("203.0.113.9:443"), here6 = endpoint_of("[fe80::1%7]:1001"),
+                     web6 = endpoint_of("[fe80::2%7]:443"), nonsense = endpoint_of("9.9.9.9:443");
 
 struct filter {
     std::uint32_t flags = 0, protocol = 0, family = 0, state = 0, process = 0;
@@ -64,11 +52,12 @@ struct filter {
 
 struct ConnectionRows : testing::Test {
     ConnectionRows() {
-        system.tcp4 = {tcp4(established, here, web, 1), tcp4(listening, endpoint("0.0.0.0", 80), nonsense, 2),
-                       tcp4(established, other, web, 3), tcp4(11, endpoint("192.0.2.1", 1003), web, 0)};
-        system.tcp6 = {tcp6(established, here6, web6, 4), tcp6(listening, endpoint("::", 80), web6, 5),
-                       tcp6(listening, endpoint("fe80::1", 80, 7), web6, 8)};
-        system.udp4 = {{bytes4("0.0.0.0"), port(53), 6}};
+        system.tcp4 = {tcp4(established, here, web, 1),
+                       tcp4(listening, endpoint_of("0.0.0.0:80"), nonsense, 2),
+                       tcp4(established, other, web, 3), tcp4(11, endpoint_of("192.0.2.1:1003"), web, 0)};
+        system.tcp6 = {tcp6(established, here6, web6, 4), tcp6(listening, endpoint_of("[::]:80"), web6, 5),
+                       tcp6(listening, endpoint_of("[fe80::1%7]:80"), web6, 8)};
+        system.udp4 = {{0, port(53), 6}};
         MIB_UDP6ROW_OWNER_PID udp6{};
         std::memcpy(udp6.ucLocalAddr, here6.address.bytes, 16);
         udp6.dwLocalScopeId = 7;
@@ -96,9 +85,10 @@ struct ConnectionRows : testing::Test {
         return list(&options, [](const kvtip_connection& row) -> std::string { return text(row.process); });
     }
 
-    std::string owner(std::uint32_t protocol, const kvtip_endpoint& local, const kvtip_endpoint* remote) {
+    std::string owner(std::uint32_t protocol, const char* local, const char* remote) {
+        const kvtip_endpoint from = endpoint_of(local), to = endpoint_of(remote == nullptr ? "" : remote);
         return result_of([](const kvtip_process& process) { return text(process.id) + " " + process.name; },
-                         kvtip_owner, protocol, &local, remote);
+                         kvtip_owner, protocol, &from, remote == nullptr ? nullptr : &to);
     }
 
     scripted::system system;
@@ -171,26 +161,17 @@ TEST_F(ConnectionRows, SayWhatTheSystemCannotList) {
         filter options;
         const char* expected;
     } rows[] = {
-        {"no IPv6",
-         {},
-         {{"TCP(23,1024,1,5,0)", {50}}, {"UDP(23,1024,1,1,0)", {87}}},
-         {},
-         "0 missing 2 1 2 3 0 6"},
+        {"no IPv6", {}, {{"TCP(23,1024,1,5,0)", {50}}}, {.protocol = KVTIP_TCP}, "0 missing 2 1 2 3 0"},
+        {"no IPv6 of UDP", {}, {{"UDP(23,1024,1,1,0)", {87}}}, {.protocol = KVTIP_UDP}, "0 missing 2 6"},
         {"no IPv4", {}, {{"TCP(2,1024,1,5,0)", {50}}}, {.protocol = KVTIP_TCP}, "0 missing 1 4 5 8"},
         {"another failure", {}, {{"TCP(2,1024,1,5,0)", {87}}}, {}, "87"},
-        {"no TCP", {"GetExtendedTcpTable"}, {}, {}, "120"},
         {"no TCP, but UDP is wanted", {"GetExtendedTcpTable"}, {}, {.protocol = KVTIP_UDP}, "0 6 7"},
-        {"no UDP", {"GetExtendedUdpTable"}, {}, {}, "120"},
         {"no processes", {"Process32NextW"}, {}, {.local_port = 53}, "0 missing 4 6 7"},
         {"no snapshot", {}, {{"CreateToolhelp32Snapshot", {5}}}, {.local_port = 53}, "0 missing 4 6 7"},
         {"a list that breaks off", {}, {{"Process32NextW", {0, 5}}}, {.local_port = 53}, "0 missing 4 6 7"},
         {"no directions", {"GetPerTcpConnectionEStats"}, {}, {.family = 4}, "0 missing 8 1 2 3 0 6"},
         {"no directions of IPv6", {"GetPerTcp6ConnectionEStats"}, {}, {.family = 4}, "0 1 2 3 0 6"},
-        {"none where they count",
-         {"GetPerTcp6ConnectionEStats"},
-         {},
-         {.local_port = 80},
-         "0 missing 8 2 5 8"},
+        {"none of listeners", {"GetPerTcp6ConnectionEStats"}, {}, {.local_port = 80}, "0 missing 8 2 5 8"},
     };
     for (const auto& row : rows) {
         system.missing = row.missing;
@@ -200,40 +181,34 @@ TEST_F(ConnectionRows, SayWhatTheSystemCannotList) {
 }
 
 TEST_F(ConnectionRows, HaveOwners) {
-    const kvtip_endpoint unscoped = endpoint("fe80::1", 1001), unscoped_web = endpoint("fe80::2", 443),
-                         elsewhere = endpoint("fe80::1", 1001, 8), past = endpoint("192.0.2.1", 1003);
+    const char* const peer = "203.0.113.9:443";
     const struct {
         const char* what;
         std::uint32_t protocol;
-        kvtip_endpoint local;
-        const kvtip_endpoint* remote;
-        const char* expected;
+        const char *local, *remote, *expected;
     } rows[] = {
-        {"one connection", KVTIP_TCP, here, &web, "0 1 one.exe"},
-        {"another between the same hosts", KVTIP_TCP, other, &web, "0 3 three.exe"},
-        {"no such pair", KVTIP_TCP, here, &nonsense, "1168"},
-        {"one whose owner is gone", KVTIP_TCP, past, &web, "1168"},
-        {"a connection is no listener", KVTIP_TCP, here, nullptr, "1168"},
-        {"the listener at the wildcard", KVTIP_TCP, endpoint("192.0.2.1", 80), nullptr, "0 2 "},
-        {"the one at the address comes first", KVTIP_TCP, endpoint("fe80::1", 80, 7), nullptr, "0 8 "},
-        {"the wildcard for another address", KVTIP_TCP, endpoint("2001:db8::1", 80), nullptr, "0 5 "},
-        {"a UDP endpoint", KVTIP_UDP, endpoint("192.0.2.1", 53), nullptr, "0 6 six.exe"},
-        {"its protocol counts", KVTIP_TCP, endpoint("192.0.2.1", 53), nullptr, "1168"},
-        {"with scopes", KVTIP_TCP, here6, &web6, "0 4 "},
-        {"any scope", KVTIP_TCP, unscoped, &unscoped_web, "0 4 "},
-        {"another scope", KVTIP_TCP, elsewhere, &web6, "1168"},
-        {"another family", KVTIP_TCP, here, &web6, "87"},
-        {"a remote endpoint for UDP", KVTIP_UDP, here, &web, "87"},
-        {"no protocol", 0, here, &web, "87"},
-        {"no address", KVTIP_TCP, {}, nullptr, "87"},
+        {"one connection", KVTIP_TCP, "192.0.2.1:1001", peer, "0 1 one.exe"},
+        {"another between the same hosts", KVTIP_TCP, "192.0.2.1:1002", peer, "0 3 three.exe"},
+        {"no such pair", KVTIP_TCP, "192.0.2.1:1001", "9.9.9.9:443", "1168"},
+        {"one whose owner is gone", KVTIP_TCP, "192.0.2.1:1003", peer, "1168"},
+        {"a connection is no listener", KVTIP_TCP, "192.0.2.1:1001", nullptr, "1168"},
+        {"the listener at the wildcard", KVTIP_TCP, "192.0.2.1:80", nullptr, "0 2 "},
+        {"the one at the address comes first", KVTIP_TCP, "[fe80::1%7]:80", nullptr, "0 8 "},
+        {"the wildcard for another address", KVTIP_TCP, "[2001:db8::1]:80", nullptr, "0 5 "},
+        {"a UDP endpoint", KVTIP_UDP, "192.0.2.1:53", nullptr, "0 6 six.exe"},
+        {"its protocol counts", KVTIP_TCP, "192.0.2.1:53", nullptr, "1168"},
+        {"with scopes", KVTIP_TCP, "[fe80::1%7]:1001", "[fe80::2%7]:443", "0 4 "},
+        {"any scope", KVTIP_TCP, "[fe80::1]:1001", "[fe80::2]:443", "0 4 "},
+        {"another scope", KVTIP_TCP, "[fe80::1%8]:1001", "[fe80::2%7]:443", "1168"},
+        {"another family", KVTIP_TCP, "192.0.2.1:1001", "[fe80::2%7]:443", "87"},
+        {"a remote endpoint for UDP", KVTIP_UDP, "192.0.2.1:1001", peer, "87"},
+        {"no protocol", 0, "192.0.2.1:1001", peer, "87"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(owner(row.protocol, row.local, row.remote), row.expected) << row.what;
     }
     system.missing = {"CreateToolhelp32Snapshot"};
-    EXPECT_EQ(owner(KVTIP_TCP, here, &web), "0 1 ");
-    system.missing = {"GetExtendedTcpTable"};
-    EXPECT_EQ(owner(KVTIP_TCP, here, &web), "120");
+    EXPECT_EQ(owner(KVTIP_TCP, "192.0.2.1:1001", peer), "0 1 ");
 }
 
 } // namespace

@@ -48,20 +48,19 @@ TEST(Conversions, GoThroughTheSystemsRecords) {
 }
 
 TEST(Conversions, MakeNoEndpointOfWhatIsNone) {
-    sockaddr_storage storage{};
-    const auto* const record = reinterpret_cast<const sockaddr*>(&storage);
-    const sockaddr_in6 ipv6_bytes = ipv6_record();
-    std::memcpy(&storage, &ipv6_bytes, sizeof ipv6_bytes);
-    EXPECT_EQ(kvtip::to_endpoint(storage), ipv6);
-    EXPECT_EQ(kvtip::to_endpoint(record, sizeof ipv6_bytes), ipv6);
-    EXPECT_EQ(kvtip::to_endpoint(record, sizeof ipv6_bytes - 1), kvtip::endpoint());
-    const sockaddr_in ipv4_bytes = ipv4_record();
-    std::memcpy(&storage, &ipv4_bytes, sizeof ipv4_bytes);
-    EXPECT_EQ(kvtip::to_endpoint(record, sizeof ipv4_bytes), ipv4);
-    EXPECT_EQ(kvtip::to_endpoint(record, sizeof ipv4_bytes - 1), kvtip::endpoint());
-    EXPECT_EQ(kvtip::to_endpoint(record, 0), kvtip::endpoint());
-    storage.ss_family = AF_UNIX;
-    EXPECT_EQ(kvtip::to_endpoint(storage), kvtip::endpoint());
+    const auto expect_whole = [](const auto& record, const kvtip::endpoint& expected) {
+        sockaddr_storage storage{};
+        const auto* const start = reinterpret_cast<const sockaddr*>(&storage);
+        std::memcpy(&storage, &record, sizeof record);
+        EXPECT_EQ(kvtip::to_endpoint(storage), expected);
+        EXPECT_EQ(kvtip::to_endpoint(start, sizeof record), expected);
+        EXPECT_EQ(kvtip::to_endpoint(start, sizeof record - 1), kvtip::endpoint());
+        EXPECT_EQ(kvtip::to_endpoint(start, 0), kvtip::endpoint());
+        storage.ss_family = AF_UNIX;
+        EXPECT_EQ(kvtip::to_endpoint(storage), kvtip::endpoint());
+    };
+    expect_whole(ipv4_record(), ipv4);
+    expect_whole(ipv6_record(), ipv6);
     // A scope stands only where there can be one.
     EXPECT_EQ(kvtip::to_address(in6_addr{}, 4).scope(), 0U);
 }

@@ -9,8 +9,8 @@
 
 namespace {
 
+using scripted::address_of;
 using scripted::result_of;
-using scripted::socket_address;
 using scripted::text;
 using scripted::texts;
 
@@ -21,8 +21,7 @@ struct wanted {
 struct NameRows : testing::Test {
     NameRows() {
         system.adapters = {full_adapter(system)};
-        ip::saddr scoped = socket_address("fe80::9", 80);
-        scoped.scope_id = 7;
+        const ip::saddr scoped = kvtip::library::to_saddr(address_of("fe80::9%7"), 80);
         system.hosts = {{"peer", {{{"192.0.2.9", 80}, {scoped, 28}}}},
                         {"-", {{{"127.0.0.1", 80}}}},
                         {"nowhere", {{{ip::saddr{}, 0}}}},
@@ -44,7 +43,7 @@ struct NameRows : testing::Test {
             kvtip_resolve, host, service, &options);
     }
     std::string reverse(const char* address) {
-        const kvtip_address of = kvtip::library::to_address(socket_address(address));
+        const kvtip_address of = address_of(address);
         return result_of([](const kvtip_name& row) { return std::string(row.name); }, kvtip_reverse, &of);
     }
     std::string host_name() {
@@ -79,16 +78,12 @@ TEST_F(NameRows, AreResolved) {
         {"an unknown family", "peer", "80", {.family = 2}, "87", ""},
         {"an unknown type", "peer", "80", {.socket_type = 3}, "87", ""},
         {"this host's canonical name", "", "80", {.flags = KVTIP_RESOLVE_CANONICAL_NAME}, "87", ""},
-        {"no UTF-8", "\xff", "80", {}, "87", ""},
         {"no UTF-8 in a scope", "fe80::9%\xff", "80", {}, "87", ""},
-        {"no UTF-8 in a service", "peer", "\xff", {}, "87", ""},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(resolve(row.host, row.service, row.options), row.expected) << row.what;
         EXPECT_EQ(system.called("GetAddrInfoW"), row.call) << row.what;
     }
-    system.answers["GetAddrInfoW"] = {10109};
-    EXPECT_EQ(resolve("peer", "no service"), "10109");
     system.answers["GetAddrInfoW"] = {0xFFFFFFF7}; // -9
     EXPECT_EQ(resolve("peer", "80"), "11004");
     system.missing = {"GetAddrInfoW"};
@@ -114,12 +109,8 @@ TEST_F(NameRows, AreTheHosts) {
     const wchar_t name[] = L"h\u00f6st \xd83d\xde00";
     system.outputs["GetHostNameW"] = {{reinterpret_cast<const char*>(name), sizeof name}};
     EXPECT_EQ(host_name(), "0 h\u00f6st \U0001F600");
-    system.answers["GetHostNameW"] = {10050};
-    EXPECT_EQ(host_name(), "10050");
     system.missing = {"GetHostNameW"};
     EXPECT_EQ(host_name(), "0 own");
-    system.answers["gethostname"] = {10050};
-    EXPECT_EQ(host_name(), "10050");
 }
 
 struct Dns : testing::Test {
@@ -171,7 +162,6 @@ TEST_F(Dns, ListsTheRecordsOfTheAnswer) {
         {"another type", "www", 15, 0, "87", ""},
         {"an unknown flag", "www", 1, 4, "87", ""},
         {"no name", "", 1, 0, "87", ""},
-        {"no UTF-8", "\xff", 1, 0, "87", ""},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(query(row.name, row.type, row.flags), row.expected) << row.what;
@@ -181,8 +171,6 @@ TEST_F(Dns, ListsTheRecordsOfTheAnswer) {
         system.answers["DnsQuery_W"] = {code}; // beside a list
         EXPECT_EQ(query("www", 1), expected);
     }
-    system.missing = {"DnsQuery_W"};
-    EXPECT_EQ(query("www", 1), "127");
 }
 
 } // namespace

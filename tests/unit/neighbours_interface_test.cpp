@@ -8,24 +8,23 @@
 
 namespace {
 
+using scripted::address_of;
 using scripted::result_of;
-using scripted::socket_address;
 using scripted::text;
 using scripted::texts;
 
 struct Neighbours : testing::Test {
     Neighbours() {
-        ip::saddr scoped = socket_address("fe80::9");
-        scoped.scope_id = 9;
-        add(socket_address("192.0.2.1"), 7, NlnsReachable, 6);
-        add(socket_address("fe80::1"), 8, NlnsStale, 33);
-        add(scoped, 8, NlnsPermanent, 32);
+        add("192.0.2.1", 7, NlnsReachable, 6);
+        add("fe80::1", 8, NlnsStale, 33);
+        add("fe80::9%9", 8, NlnsPermanent, 32);
         system.older_neighbours = {{5, 6, {2, 2, 2, 2, 2, 2}, 0x050200C0, 4}};
         std::memset(system.resolved.PhysicalAddress, 1, 32);
         system.resolved.PhysicalAddressLength = 6;
     }
 
-    void add(const ip::saddr& address, DWORD interface_index, NL_NEIGHBOR_STATE state, ULONG length) {
+    void add(const char* text, DWORD interface_index, NL_NEIGHBOR_STATE state, ULONG length) {
+        const ip::saddr address = kvtip::library::to_saddr(address_of(text));
         MIB_IPNET_ROW2& row = system.neighbours.emplace_back();
         std::memcpy(&row.Address, &address, sizeof address);
         row.InterfaceIndex = interface_index;
@@ -94,28 +93,25 @@ TEST_F(Neighbours, SayTheirHardwareAddress) {
     const auto resolve = [](const std::string& what) { return "ResolveIpNetEntry2(" + what + ")"; };
     const struct {
         const char* target;
-        std::uint32_t scope, index;
+        std::uint32_t index;
         std::set<std::string> missing;
         std::map<std::string, std::deque<DWORD>> answers;
         std::string expected;
     } rows[] = {
-        {"192.0.2.9", 0, 0, {}, {}, "0 6 " + interface4 + resolve("192.0.2.9,none,7")},
-        {"192.0.2.9", 0, 3, {}, {}, "0 6 " + resolve("192.0.2.9,none,3")},
-        {"2001:db8::9", 0, 0, {}, {}, "0 6 " + interface6 + resolve("2001:db8::9,none,7")},
-        {"2001:db8::9", 0, 0, {}, {{"GetBestInterfaceEx", {1231}}}, "1231 0 " + interface6},
-        {"2001:db8::9", 0, 0, {"GetBestInterfaceEx"}, {}, "120 0 "},
-        {"fe80::9", 4, 0, {}, {}, "0 6 " + resolve("fe80::9%4,none,4")},
-        {"fe80::9", 4, 5, {}, {}, "0 6 " + resolve("fe80::9%4,none,5")},
-        {"fe80::9", 4, 0, {}, {{"ResolveIpNetEntry2", {67}}}, "67 0 " + resolve("fe80::9%4,none,4")},
-        {"fe80::9", 4, 0, {"ResolveIpNetEntry2"}, {}, "120 0 "},
-        {"192.0.2.9", 0, 3, {"ResolveIpNetEntry2"}, {}, "0 6 " + arp},
-        {"192.0.2.9", 0, 0, {"ResolveIpNetEntry2"}, {{"SendARP", {31}}}, "67 0 " + arp},
-        {"192.0.2.9", 0, 0, {"ResolveIpNetEntry2"}, {{"SendARP", {50}}}, "120 0 " + arp},
-        {"192.0.2.9", 4, 0, {}, {}, "87 0 "},
+        {"192.0.2.9", 0, {}, {}, "0 6 " + interface4 + resolve("192.0.2.9,none,7")},
+        {"192.0.2.9", 3, {}, {}, "0 6 " + resolve("192.0.2.9,none,3")},
+        {"2001:db8::9", 0, {}, {}, "0 6 " + interface6 + resolve("2001:db8::9,none,7")},
+        {"2001:db8::9", 0, {}, {{"GetBestInterfaceEx", {1231}}}, "1231 0 " + interface6},
+        {"2001:db8::9", 0, {"GetBestInterfaceEx"}, {}, "120 0 "},
+        {"fe80::9%4", 0, {}, {}, "0 6 " + resolve("fe80::9%4,none,4")},
+        {"fe80::9%4", 5, {}, {}, "0 6 " + resolve("fe80::9%4,none,5")},
+        {"fe80::9%4", 0, {}, {{"ResolveIpNetEntry2", {67}}}, "67 0 " + resolve("fe80::9%4,none,4")},
+        {"192.0.2.9", 3, {"ResolveIpNetEntry2"}, {}, "0 6 " + arp},
+        {"192.0.2.9", 0, {"ResolveIpNetEntry2"}, {{"SendARP", {31}}}, "67 0 " + arp},
+        {"192.0.2.9", 0, {"ResolveIpNetEntry2"}, {{"SendARP", {50}}}, "120 0 " + arp},
     };
     for (const auto& row : rows) {
-        kvtip_address target = kvtip::library::to_address(socket_address(row.target));
-        target.scope = row.scope;
+        const kvtip_address target = address_of(row.target);
         kvtip_mac mac{{9}, 9, {}};
         system.missing = row.missing;
         system.answers = row.answers;

@@ -7,17 +7,11 @@
 
 namespace {
 
+using scripted::address_of;
 using scripted::result_of;
 using scripted::socket_address;
 using scripted::text;
 using scripted::texts;
-
-/// An address of the C interface; none for "-".
-kvtip_address address(const char* of, std::uint32_t scope = 0) {
-    ip::saddr parsed = *of == '-' ? ip::saddr{} : socket_address(of);
-    parsed.scope_id = scope;
-    return kvtip::library::to_address(parsed);
-}
 
 struct Routes : testing::Test {
     Routes() {
@@ -26,7 +20,8 @@ struct Routes : testing::Test {
     }
 
     /// The code, or all that the route holds, and the calls that looked for it.
-    std::string to(const kvtip_address& destination, std::uint32_t index = 0) {
+    std::string to(const char* text, std::uint32_t index = 0) {
+        const kvtip_address destination = address_of(text);
         system.calls.clear();
         const std::string result = result_of(
             [](const kvtip_route& route) {
@@ -42,78 +37,57 @@ struct Routes : testing::Test {
 };
 
 TEST_F(Routes, AreTheOnesOfTheSystem) {
-    const kvtip_address ipv4 = address("203.0.113.9"), ipv6 = address("2001:db8:9::9");
+    const char *ipv4 = "203.0.113.9", *ipv6 = "2001:db8:9::9";
     EXPECT_EQ(to(ipv4),
               "0 7|a friendly name|192.0.2.0|24|192.0.2.10|192.0.2.1|0|30| Route2(0,203.0.113.9,0)");
     EXPECT_EQ(to(ipv4, 1),
               "0 1|a friendly name|192.0.2.0|24|192.0.2.10|192.0.2.1|0|5| Route2(1,203.0.113.9,0)");
     EXPECT_EQ(to(ipv4, 99), "0 99||192.0.2.0|24|192.0.2.10|192.0.2.1|0|4294967295| Route2(99,203.0.113.9,0)");
-    ip::saddr router = socket_address("fe80::1"), source = socket_address("fe80::10");
-    router.scope_id = source.scope_id = 7;
+    const ip::saddr source = kvtip::library::to_saddr(address_of("fe80::10%7"));
     system.route = {socket_address("2001:db8:ffff:ffff::"), 33, 0xFFFFFFFF, 4, source};
-    system.next_hop = router;
+    system.next_hop = kvtip::library::to_saddr(address_of("fe80::1%7"));
     EXPECT_EQ(to(ipv6), "0 7|a friendly name|2001:db8:8000::|33|fe80::10%7|fe80::1%7|0|4294967295| "
                         "Route2(0,2001:db8:9::9,0)");
-    EXPECT_TRUE(to(address("fe80::9", 7)).ends_with("Route2(7,fe80::9%7,0)"));
-    EXPECT_TRUE(to(address("fe80::9", 7), 3).ends_with("Route2(3,fe80::9%7,0)"));
+    EXPECT_TRUE(to("fe80::9%7").ends_with("Route2(7,fe80::9%7,0)"));
+    EXPECT_TRUE(to("fe80::9%7", 3).ends_with("Route2(3,fe80::9%7,0)"));
     system.next_hop = socket_address("::");
     system.route.prefix_length = 129;
     EXPECT_EQ(to(ipv6), "0 7|a friendly name|-|0|fe80::10%7|-|1|4294967295| Route2(0,2001:db8:9::9,0)");
 }
 
 TEST_F(Routes, ComeFromTheOlderCallWithoutTheNewer) {
-    const std::string newer = " Route2(0,203.0.113.9,0)", older = " Route(203.0.113.9,0.0.0.0)";
-    const std::string found = "0 7|a friendly name|192.0.2.0|24|192.0.2.10|192.0.2.1|0|5|";
+    const std::string newer = " Route2(0,203.0.113.9,0)", older = " Route(203.0.113.9,0.0.0.0)",
+                      found = "0 7|a friendly name|192.0.2.0|24|192.0.2.10|192.0.2.1|0|5|",
+                      direct = "0 7|a friendly name|192.0.2.0|32|192.0.2.10|-|1|5|";
     const struct {
-        const char* to;
-        std::uint32_t index;
         std::set<std::string> missing;
         std::map<std::string, std::deque<DWORD>> answers;
         std::string expected;
-    } rows[] = {{"203.0.113.9", 0, {"GetBestRoute2"}, {}, found + older},
-                {"203.0.113.9", 0, {}, {{"GetBestRoute2", {50}}}, found + newer + older},
-                {"203.0.113.9", 0, {}, {{"GetBestRoute2", {1231}}}, "10051" + newer},
-                {"203.0.113.9", 0, {}, {{"GetBestRoute2", {87}}}, "87" + newer},
-                {"203.0.113.9", 0, {"GetBestRoute2"}, {{"GetBestRoute", {1231}}}, "10051" + older},
-                {"203.0.113.9", 7, {"GetBestRoute2"}, {}, "120 "},
-                {"2001:db8::9", 0, {"GetBestRoute2"}, {}, "120 "},
-                {"2001:db8::9", 0, {}, {{"GetBestRoute2", {50}}}, "120 Route2(0,2001:db8::9,0)"},
-                // The host itself: the older call may name any route.
-                {"192.0.2.10",
-                 0,
-                 {"GetBestRoute2"},
-                 {},
-                 "0 7|a friendly name|192.0.2.10|32|192.0.2.10|-|1|5|"
-                 " Route(192.0.2.10,0.0.0.0)"},
-                {"203.0.113.9", 0, {}, {{"GetAdaptersAddresses", {8}}}, "8" + newer},
-                {"203.0.113.9",
-                 0,
-                 {"GetBestRoute2"},
-                 {{"connect", {10065}}},
-                 "0 7|a friendly name|192.0.2.0|24|-|192.0.2.1|0|5|" + older},
-                {"203.0.113.9",
-                 0,
-                 {"GetBestRoute2"},
-                 {{"getsockname", {10022}}},
-                 "0 7|a friendly name|192.0.2.0|24|-|192.0.2.1|0|5|" + older},
-                {"203.0.113.9",
-                 0,
-                 {"GetBestRoute2"},
-                 {{"WSASocketW", {10050}}},
-                 "0 7|a friendly name|192.0.2.0|24|-|192.0.2.1|0|5|" + older},
-                {"-", 0, {}, {}, "87 "}};
+    } rows[] = {{{"GetBestRoute2"}, {}, found + older},
+                {{}, {{"GetBestRoute2", {50}}}, found + newer + older},
+                {{}, {{"GetBestRoute2", {1231}}}, "10051" + newer},
+                {{}, {{"GetBestRoute2", {87}}}, "87" + newer},
+                {{"GetBestRoute2"}, {{"GetBestRoute", {1231}}}, "10051" + older},
+                {{}, {{"GetAdaptersAddresses", {8}}}, "8" + newer}};
     for (const auto& row : rows) {
         system.missing = row.missing;
         system.answers = row.answers;
-        EXPECT_EQ(to(address(row.to), row.index), row.expected);
+        EXPECT_EQ(to("203.0.113.9"), row.expected);
     }
+    system.answers["GetBestRoute2"] = {50};
+    EXPECT_EQ(to("2001:db8::9"), "120 Route2(0,2001:db8::9,0)");
     system.missing = {"GetBestRoute2"};
+    EXPECT_EQ(to("2001:db8::9"), "120 ");
+    EXPECT_EQ(to("203.0.113.9", 7), "120 ");
+    EXPECT_EQ(to("192.0.2.10"),
+              "0 7|a friendly name|192.0.2.10|32|192.0.2.10|-|1|5| Route(192.0.2.10,0.0.0.0)")
+        << "the older call may name any route for the host itself";
     system.route.type = MIB_IPROUTE_TYPE_DIRECT; // the next hop is then the host itself
     system.route.prefix_length = 32;
-    EXPECT_EQ(to(address("203.0.113.9")), "0 7|a friendly name|192.0.2.0|32|192.0.2.10|-|1|5|" + older);
+    EXPECT_EQ(to("203.0.113.9"), direct + older);
     system.route.type = MIB_IPROUTE_TYPE_INDIRECT;
     system.next_hop = socket_address("192.0.2.10");
-    EXPECT_EQ(to(address("203.0.113.9")), "0 7|a friendly name|192.0.2.0|32|192.0.2.10|-|1|5|" + older);
+    EXPECT_EQ(to("203.0.113.9"), direct + older);
 }
 
 } // namespace

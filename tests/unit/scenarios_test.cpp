@@ -297,6 +297,7 @@ unsigned long converse(std::uint32_t (*connect)(Arguments...), Given... given) {
     const std::uint32_t code = connect(given..., &made);
     const kvtip_socket socket = made == nullptr ? KVTIP_NO_SOCKET : made->socket;
     EXPECT_EQ(code == 0, socket != KVTIP_NO_SOCKET);
+    EXPECT_TRUE(made == nullptr || made->code == code);
     kvtip_free(made);
     if (code != 0) {
         return code;
