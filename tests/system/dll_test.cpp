@@ -3,7 +3,6 @@
 
 #include "encoding.h"
 #include "ip/ip.h"
-#include "value.h"
 
 #include <gtest/gtest.h>
 
@@ -121,34 +120,6 @@ TEST(Output, IsUtf8WhateverTheSystemsTextHolds) {
     EXPECT_EQ(to_utf8(L"\u00E4 \xD83D\xDE00"), "\xC3\xA4 \xF0\x9F\x98\x80");
     EXPECT_EQ(to_utf8(std::wstring_view(L"a\xD800z\xDC00", 4)), "a\xEF\xBF\xBDz\xEF\xBF\xBD");
     EXPECT_EQ(printable("a\xFFz"), "a\xEF\xBF\xBDz");
-}
-
-TEST(Output, ShowsControlCharactersAsEscapes) {
-    const wchar_t first_and_last[] = {1, 0x1F, 0x7F, 0x9F, 0x202A, 0x202E, 0x2066, 0x2069, 0};
-    const wchar_t beside[] = {0x20, 0x7E, 0xA0, 0x2029, 0x202F, 0x2065, 0x206A, 0};
-    const std::string shown = "\\u0001\\u001F\\u007F\\u009F\\u202A\\u202E\\u2066\\u2069";
-    EXPECT_EQ(printable(to_utf8(first_and_last)), shown);
-    EXPECT_EQ(printable(to_utf8(beside)), to_utf8(beside));
-    const std::vector<value> list{"\x1B", nullptr};
-    const value outside({{"list", list}, {"text", "\n"}, {"number", 1}});
-    EXPECT_EQ(outside.with_printable_text()["list"], (std::vector<value>{"\\u001B", nullptr}));
-    EXPECT_EQ(outside.with_printable_text()["text"], "\\u000A");
-}
-
-TEST(Output, IsJson) {
-    const std::vector<value> list{nullptr, true, -1, 0.25, "a\"\\\n\x7F"};
-    const value document({{"list", list}, {"nothing", value::list()}, {"\"", value::object()}});
-    EXPECT_EQ(document.to_json(), R"({
-  "list": [
-    null,
-    true,
-    -1,
-    0.25,
-    "a\"\\\u000A\u007F"
-  ],
-  "nothing": [],
-  "\"": {}
-})");
 }
 
 } // namespace

@@ -27,7 +27,9 @@ bad_usage = [
     ([], "A subcommand is required"),
     (["adapters", "grüße €😀"], "grüße €😀"),
     (["adapters", "*"], "*"),
-    (["adapters", "\x1b[2J\x7f\x9b\u202e\u2066"], r"\u001B[2J\u007F\u009B\u202E\u2066"),
+    (["adapters", "\x01\x1b\x1f\x7f\x9f\u202a\u202e\u2066\u2069"],
+     r"\u0001\u001B\u001F\u007F\u009F\u202A\u202E\u2066\u2069"),
+    (["adapters", " ~\xa0\u2029\u202f\u2065\u206a"], " ~\xa0\u2029\u202f\u2065\u206a"),
     (["resolve", ""], "NAME: must not be empty"),
     (["name", "1" * 300], f"ADDRESS: {'1' * 300} is not an address"),
     (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not above 0 and up to 86400"),
@@ -117,12 +119,13 @@ class Kvtip(unittest.TestCase):
 
     @unittest.skipUnless(sys.platform == "linux" and os.geteuid() == 0, "needs a host that can be renamed")
     def test_name_from_outside_does_not_control_the_terminal(self):
-        rename = r'''printf 'a\033[2J\235]0;b' >/proc/sys/kernel/hostname && exec "$@"'''
+        rename = r'''printf 'a\033[2J\235]0;b"\\' >/proc/sys/kernel/hostname && exec "$@"'''
         for options in ([], ["--json"]):
             status, out, err = run("unshare", "--uts", "sh", "-c", rename, "sh", *kvtip, "hostname", *options)
             self.assertEqual((status, err), (0, ""))
             self.assertRegex(out, r"\\u001[Bb]\[2J\\u009D\]0;b")
             self.assertNotRegex(out, r"[^\n -~]")
+        self.assertEqual(json.loads(out)["hostname"], 'a\x1b[2J\x9d]0;b"\\')
 
     def test_help_and_version(self):
         self.assertEqual(self.output("--version"), "kvtip 0.1.0\n")
