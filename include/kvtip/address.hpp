@@ -300,6 +300,9 @@ private:
 
     template <class Char>
     static constexpr std::optional<address> read(std::basic_string_view<Char> text) noexcept {
+        if (std::uint32_t octets = 0; detail::read_ipv4_text(text, octets)) {
+            return address(detail::address_of({4, octets, 0}));
+        }
         const detail::text_copy copy(text);
         address result;
         return detail::read_address(copy.begin(), result.native_) == copy.end() ? std::optional(result)

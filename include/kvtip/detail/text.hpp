@@ -50,6 +50,34 @@ constexpr std::uint64_t each_of_8(std::uint8_t value) noexcept {
 
 // ---- Reading
 
+/// Packs eight characters into bytes, and adds the bits that are not ASCII to `others`.
+template <class Char>
+constexpr std::uint64_t pack(const Char* from, std::uint64_t& others) noexcept {
+    if (std::is_constant_evaluated() || sizeof(Char) > 2) {
+        std::uint64_t block = 0;
+        for (std::size_t i = 0; i < 8; ++i) {
+            const std::uint64_t unit = static_cast<std::make_unsigned_t<Char>>(from[i]);
+            block |= (unit & 0x7F) << (8 * i);
+            others |= unit & ~std::uint64_t{0x7F};
+        }
+        return block;
+    }
+    std::uint64_t words[sizeof(Char)];
+    std::memcpy(words, from, sizeof words);
+    if constexpr (sizeof(Char) == 1) {
+        others |= words[0] & each_of_8(0x80);
+        return words[0];
+    } else {
+        constexpr std::uint64_t not_ascii = 0xFF80'FF80'FF80'FF80;
+        others |= (words[0] | words[1]) & not_ascii;
+        const auto narrow = [](std::uint64_t word) {
+            const std::uint64_t halves = (word | word >> 8) & 0x0000'FFFF'0000'FFFF;
+            return (halves | halves >> 16) & 0xFFFF'FFFF;
+        };
+        return narrow(words[0]) | narrow(words[1]) << 32;
+    }
+}
+
 /// A copy of a text that ends at zeros, so that the readers need not watch for its end: they look at up to 60
 /// characters after the one where an address begins. The copy is empty, which no value is, if the text is
 /// longer than any value or has a character outside ASCII.
@@ -101,34 +129,6 @@ private:
             store(characters_ + to, shift < 64 ? block >> shift : 0);
         }
         return others;
-    }
-
-    /// Packs eight characters into bytes, and adds the bits that are not ASCII to `others`.
-    template <class Char>
-    static constexpr std::uint64_t pack(const Char* from, std::uint64_t& others) noexcept {
-        if (std::is_constant_evaluated() || sizeof(Char) > 2) {
-            std::uint64_t block = 0;
-            for (std::size_t i = 0; i < 8; ++i) {
-                const std::uint64_t unit = static_cast<std::make_unsigned_t<Char>>(from[i]);
-                block |= (unit & 0x7F) << (8 * i);
-                others |= unit & ~std::uint64_t{0x7F};
-            }
-            return block;
-        }
-        std::uint64_t words[sizeof(Char)];
-        std::memcpy(words, from, sizeof words);
-        if constexpr (sizeof(Char) == 1) {
-            others |= words[0] & each_of_8(0x80);
-            return words[0];
-        } else {
-            constexpr std::uint64_t not_ascii = 0xFF80'FF80'FF80'FF80;
-            others |= (words[0] | words[1]) & not_ascii;
-            const auto narrow = [](std::uint64_t word) {
-                const std::uint64_t halves = (word | word >> 8) & 0x0000'FFFF'0000'FFFF;
-                return (halves | halves >> 16) & 0xFFFF'FFFF;
-            };
-            return narrow(words[0]) | narrow(words[1]) << 32;
-        }
     }
 
     char characters_[longest + 16] = {};
@@ -197,26 +197,66 @@ constexpr std::uint32_t last_digits(std::uint32_t characters, std::size_t length
     return static_cast<std::uint32_t>(std::uint64_t{characters} << ((32 - 8 * length) & 63));
 }
 
-/// Four octets. Whether one has one, two or three digits is random, and a branch on that would be
-/// mispredicted: what is wrong is gathered, and looked at once.
-constexpr const char* read_ipv4(const char* at, std::uint32_t& out) noexcept {
+/// An octet at the beginning of four characters. Whether it has one, two or three digits is random, and a branch on
+/// that would be mispredicted: what is wrong is gathered, and looked at once.
+struct octet_reading {
+    std::uint32_t value;
+    std::size_t length;
+    unsigned wrong;
+};
+
+constexpr octet_reading read_octet(std::uint32_t characters) noexcept {
     constexpr unsigned least_values[] = {256, 0, 10, 100}; // by length: otherwise there is a leading zero
+    characters ^= 0x3030'3030;
+    const std::uint64_t others = at_least(characters | std::uint64_t{0x80} << 24, 10) & 0x8080'8080;
+    const auto length = static_cast<std::size_t>(std::countr_zero(others)) / 8;
+    const std::uint32_t digits = last_digits(characters, length);
+    const std::uint32_t value = (digits >> 8 & 0xFF) * 100 + (digits >> 16 & 0xFF) * 10 + (digits >> 24);
+    return {value, length,
+            static_cast<unsigned>(value > 255) | static_cast<unsigned>(value < least_values[length])};
+}
+
+constexpr const char* read_ipv4(const char* at, std::uint32_t& out) noexcept {
     unsigned wrong = 0;
     std::uint32_t octets = 0;
     for (int i = 0; i < 4; ++i) {
-        const std::uint32_t characters = load<std::uint32_t>(at) ^ 0x3030'3030;
-        const std::uint64_t others = at_least(characters | std::uint64_t{0x80} << 24, 10) & 0x8080'8080;
-        const auto length = static_cast<std::size_t>(std::countr_zero(others)) / 8;
-        const std::uint32_t digits = last_digits(characters, length);
-        const std::uint32_t octet = (digits >> 8 & 0xFF) * 100 + (digits >> 16 & 0xFF) * 10 + (digits >> 24);
-        wrong |= static_cast<unsigned>(octet > 255) | static_cast<unsigned>(octet < least_values[length]) |
-                 static_cast<unsigned>(i < 3 && at[length] != '.');
-        octets |= octet << (8 * i);
-        at += length + 1;
+        const octet_reading octet = read_octet(load<std::uint32_t>(at));
+        wrong |= octet.wrong | static_cast<unsigned>(i < 3 && at[octet.length] != '.');
+        octets |= octet.value << (8 * i);
+        at += octet.length + 1;
     }
     --at;
     out = octets;
     return wrong != 0 || is_digit(*at) ? nullptr : at;
+}
+
+/// Reads a text that is an IPv4 address of 8 to 15 characters as a whole, as most are. It stays in registers:
+/// a copy in memory would be read across the places where it was stored, which takes long. False for any
+/// other text.
+template <class Char>
+constexpr bool read_ipv4_text(std::basic_string_view<Char> text, std::uint32_t& out) noexcept {
+    const std::size_t size = text.size();
+    if (size < 8 || size > 15) {
+        return false;
+    }
+    std::uint64_t not_ascii = 0;
+    std::uint64_t low = pack(text.data(), not_ascii);
+    std::uint64_t high = pack(text.data() + (size - 8), not_ascii) >> (8 * (15 - size)) >> 8;
+    unsigned wrong = not_ascii != 0;
+    std::uint32_t octets = 0;
+    std::size_t read = 3; // the dots
+    for (int i = 0; i < 4; ++i) {
+        const octet_reading octet = read_octet(static_cast<std::uint32_t>(low));
+        const std::size_t shift = 8 * octet.length;
+        const std::uint64_t rest = low >> shift;
+        wrong |= octet.wrong | static_cast<unsigned>(i < 3 && (rest & 0xFF) != '.');
+        octets |= octet.value << (8 * i);
+        read += octet.length;
+        low = rest >> 8 | high << (56 - shift);
+        high >>= shift + 8;
+    }
+    out = octets;
+    return wrong == 0 && read == size;
 }
 
 /// Eight groups of 16 bits, each in network order, the first one in the lowest bits.
