@@ -8,7 +8,7 @@
 
 namespace {
 
-std::string quoted(std::string_view text) {
+std::string json_text(std::string_view text) {
     std::string escaped;
     for (const char unit : text) {
         if (unit == '"' || unit == '\\') {
@@ -95,12 +95,13 @@ void value::append_json(std::string& json, const std::string& line_start) const 
         append_all('[', list, ']', [](std::size_t) {});
     };
     const auto append_object = [&](const object_content& object) {
-        append_all('{', object.values, '}', [&](std::size_t i) { json += quoted(object.names[i]) + ": "; });
+        append_all('{', object.values, '}',
+                   [&](std::size_t i) { json += json_text(object.names[i]) + ": "; });
     };
     std::visit(overloaded{[&](std::nullptr_t) { json += "null"; },
                           [&](bool truth) { json += truth ? "true" : "false"; },
-                          [&](const std::string& text) { json += quoted(text); }, append_list, append_object,
-                          [&](auto number) { json += number_text(number); }},
+                          [&](const std::string& text) { json += json_text(text); }, append_list,
+                          append_object, [&](auto number) { json += number_text(number); }},
                content_);
 }
 
