@@ -50,7 +50,7 @@ constexpr std::string_view interface_type_name(std::uint32_t type) noexcept {
     return detail::name_in<std::uint32_t>(interface_type_names, type);
 }
 
-/// The length of a prefix that the system does not say.
+/// Stands for the length of a prefix that the system does not report.
 inline constexpr int unknown_prefix = KVTIP_UNKNOWN_PREFIX;
 
 /// A unicast address of an adapter.
@@ -71,7 +71,7 @@ struct adapter {
     std::string guid;        ///< of the interface, in braces; unique
     std::string description; ///< of the device
     std::string dns_suffix;
-    std::string device_id;        ///< the device instance identifier; empty if the system knows none
+    std::string device_id;        ///< the device instance identifier; empty if the device has none
     std::uint32_t index = 0;      ///< the interface index for IPv4; 0 while IPv4 is off
     std::uint32_t ipv6_index = 0; ///< the one for IPv6; 0 while IPv6 is off
     std::uint32_t type = 0;       ///< IANA ifType: 6 Ethernet, 24 loopback, 71 IEEE 802.11, 131 tunnel, ...
@@ -80,9 +80,9 @@ struct adapter {
     std::optional<std::uint32_t> ipv6_metric = std::nullopt;
     kvtip::mac mac;
     bool dhcp_enabled = false;
-    address dhcp_server;           ///< no address if there is none
-    address dhcpv6_server;         ///< no address if there is none
-    std::uint32_t dhcpv6_iaid = 0; ///< 0 if there is none
+    address dhcp_server;           ///< no address without DHCP
+    address dhcpv6_server;         ///< no address without DHCPv6
+    std::uint32_t dhcpv6_iaid = 0; ///< the identity association of DHCPv6; 0 without DHCPv6
     std::vector<std::uint8_t> dhcpv6_duid;
     std::vector<adapter_address> addresses;
     std::vector<address> gateways;

@@ -100,7 +100,7 @@ inline constexpr range documentation_ranges[] = {{4, 24, {192, 0, 2}},
                                                  {6, 32, {0x20, 0x01, 0x0D, 0xB8}},
                                                  {6, 20, {0x3F, 0xFF}}};
 inline constexpr range shared_ranges[] = {{4, 10, {100, 64}}};
-/// fec0:0:0:ffff::1 is one alone, ::2 and ::3 are the other range.
+/// fec0:0:0:ffff::1, and a range of fec0:0:0:ffff::2 and ::3.
 inline constexpr range placeholder_ranges[] = {
     {6, 128, {0xFE, 0xC0, 0, 0, 0, 0, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 1}},
     {6, 127, {0xFE, 0xC0, 0, 0, 0, 0, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 2}}};

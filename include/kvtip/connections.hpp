@@ -74,7 +74,7 @@ struct connection {
     kvtip::protocol protocol = protocol::any;
     connection_state state = connection_state::none;
     kvtip::direction direction = direction::unknown;
-    std::uint32_t process = 0; ///< 0 if there is none any more, or if the system does not say
+    std::uint32_t process = 0; ///< 0 if it has ended, or if the system does not report it
     std::string process_name;  ///< the file name of its program; empty if it is not known
 };
 
@@ -142,7 +142,7 @@ inline kvtip::process owner_of(kvtip::protocol protocol, const endpoint& local, 
 } // namespace detail
 
 /// Finds the process that owns exactly this TCP connection, as seen from its end: `kvtip_owner`.
-/// `ERROR_NOT_FOUND (1168)` without such a connection, or if the system does not say who owns it.
+/// `ERROR_NOT_FOUND (1168)` without such a connection, or if the system does not report its owner.
 inline process owner(const endpoint& local, const endpoint& remote, std::error_code& error) {
     return detail::owner_of(protocol::tcp, local, &remote.native(), error);
 }

@@ -210,7 +210,7 @@ typedef struct kvtip_network {
 /* A hardware (link-layer) address. */
 typedef struct kvtip_mac {
     uint8_t bytes[32];   /* those after `length` are 0 */
-    uint8_t length;      /* 0 to 32; 0: none */
+    uint8_t length;      /* 0 to 32; 0 without a hardware address */
     uint8_t reserved[3]; /* 0 */
 } kvtip_mac;
 
@@ -326,7 +326,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_scope(const char* text, uint32_t* scope
 
 /* ---- Adapters ---------------------------------------------------------------------------------------- */
 
-/* A value that the system does not say, where 0 could be one. */
+/* What stands for an unknown value where 0 is a possible one. */
 #define KVTIP_UNKNOWN_METRIC 0xFFFFFFFFu
 #define KVTIP_UNKNOWN_PREFIX 255
 
@@ -344,7 +344,7 @@ enum kvtip_adapter_status {
 /* A unicast address of an adapter. */
 typedef struct kvtip_adapter_address {
     kvtip_address address;
-    uint32_t prefix_length; /* of the on-link prefix; KVTIP_UNKNOWN_PREFIX if the system does not say */
+    uint32_t prefix_length; /* of the on-link prefix; KVTIP_UNKNOWN_PREFIX if unknown */
     uint32_t reserved;
     int64_t lease_obtained; /* when the lease began and ends; 0 without a finite lifetime */
     int64_t lease_expires;
@@ -364,27 +364,27 @@ typedef struct kvtip_adapter {
     const char* guid;        /* of the interface, in braces; unique */
     const char* description; /* of the device */
     const char* dns_suffix;
-    const char* device_id; /* the device instance identifier; empty if the system knows none */
+    const char* device_id; /* the device instance identifier; empty if the device has none */
     uint32_t index;        /* the interface index for IPv4; 0 while IPv4 is off */
     uint32_t ipv6_index;   /* the one for IPv6; 0 while IPv6 is off */
     uint32_t type;         /* IANA ifType: 6 Ethernet, 24 loopback, 71 IEEE 802.11, 131 tunnel, ... */
     uint32_t status;       /* enum kvtip_adapter_status */
-    uint32_t ipv4_metric;  /* KVTIP_UNKNOWN_METRIC if the system does not say */
+    uint32_t ipv4_metric;  /* KVTIP_UNKNOWN_METRIC if unknown */
     uint32_t ipv6_metric;
     uint32_t dhcp_enabled; /* 0 or 1 */
-    uint32_t dhcpv6_iaid;  /* 0 if there is none */
+    uint32_t dhcpv6_iaid;  /* the identity association of DHCPv6; 0 without DHCPv6 */
     kvtip_mac mac;
     uint32_t reserved;
-    kvtip_address dhcp_server;   /* family 0 if there is none */
-    kvtip_address dhcpv6_server; /* family 0 if there is none */
+    kvtip_address dhcp_server;   /* family 0 without DHCP */
+    kvtip_address dhcpv6_server; /* family 0 without DHCPv6 */
     const uint8_t* dhcpv6_duid;  /* dhcpv6_duid_size bytes; never null */
     size_t dhcpv6_duid_size;
     kvtip_adapter_address_list addresses;
     const kvtip_address* gateways; /* gateway_count addresses, with scope; never null */
     size_t gateway_count;
-    const kvtip_address*
-        dns_servers; /* dns_server_count addresses, with scope; never null. Where no IPv6 server
-                        is set, Windows lists fec0:0:0:ffff::1 to ::3, which lead nowhere. */
+    /* dns_server_count addresses, with scope; never null. Where no IPv6 server is set, Windows lists
+       fec0:0:0:ffff::1 to ::3, which lead nowhere. */
+    const kvtip_address* dns_servers;
     size_t dns_server_count;
 } kvtip_adapter;
 
@@ -449,13 +449,12 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_dns_servers(const kvtip_adapter_options
 typedef struct kvtip_route {
     uint32_t size;            /* of this structure, as the DLL fills it */
     uint32_t interface_index; /* of the interface that serves the destination */
-    const char* adapter;      /* the name of its adapter as users see it; empty if it has none */
-    kvtip_network network;  /* the destinations that this route is for; family 0 if the system does not say */
-    kvtip_address source;   /* the host's address that the system would use; family 0 if it does not say */
-    kvtip_address next_hop; /* the router; family 0 if `on_link` */
-    uint32_t on_link;       /* 1: the destination is reached without a router */
-    uint32_t metric; /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if the system does
-                        not say */
+    const char* adapter;      /* the name of its adapter as users see it; empty without an adapter */
+    kvtip_network network;    /* the destinations that this route is for; family 0 if unknown */
+    kvtip_address source;     /* the host's address that the system would use; family 0 if unknown */
+    kvtip_address next_hop;   /* the router; family 0 if `on_link` */
+    uint32_t on_link;         /* 1: the destination is reached without a router */
+    uint32_t metric; /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if unknown */
     uint32_t reserved;
 } kvtip_route;
 
@@ -482,7 +481,7 @@ enum kvtip_neighbour_state {
     KVTIP_NEIGHBOUR_STALE = 4,
     KVTIP_NEIGHBOUR_REACHABLE = 5,
     KVTIP_NEIGHBOUR_PERMANENT = 6,
-    KVTIP_NEIGHBOUR_UNKNOWN = 7 /* the system does not say */
+    KVTIP_NEIGHBOUR_UNKNOWN = 7 /* the system does not report the state */
 };
 
 /* A host on the same link, or a multicast group. */
@@ -490,7 +489,7 @@ typedef struct kvtip_neighbour {
     kvtip_address address;
     kvtip_mac mac; /* length 0 without a hardware address */
     uint32_t interface_index;
-    uint32_t interface_type; /* IANA ifType; 1 if the system does not say */
+    uint32_t interface_type; /* IANA ifType; 1 if unknown */
     uint32_t state;          /* enum kvtip_neighbour_state */
 } kvtip_neighbour;
 
@@ -559,7 +558,7 @@ enum kvtip_connection_state {
 
 /* Who opened a TCP connection. */
 enum kvtip_direction {
-    KVTIP_DIRECTION_UNKNOWN = 0, /* UDP, listeners, and where the system does not say */
+    KVTIP_DIRECTION_UNKNOWN = 0, /* UDP, listeners, and where the system does not report it */
     KVTIP_DIRECTION_IN = 1,
     KVTIP_DIRECTION_OUT = 2
 };
@@ -571,8 +570,8 @@ typedef struct kvtip_connection {
     uint32_t protocol;        /* enum kvtip_protocol */
     uint32_t state;           /* enum kvtip_connection_state */
     uint32_t direction;       /* enum kvtip_direction */
-    uint32_t process;         /* the identifier of the owning process; 0 if there is none any more, or if
-                                 the system does not say, as Wine often */
+    uint32_t process;         /* the identifier of the owning process; 0 if that has ended, or if the
+                                 system does not report it, as is common under Wine */
     const char* process_name; /* the file name of its program; empty if it is not known */
 } kvtip_connection;
 
@@ -663,9 +662,8 @@ typedef struct kvtip_resolve_options {
 typedef struct kvtip_resolution {
     uint32_t size; /* of this structure, as the DLL fills it */
     uint32_t reserved;
-    const char* canonical_name; /* empty if it was not asked for, or is not known */
-    const kvtip_endpoint*
-        endpoints; /* endpoint_count endpoints in the system's order, best first; never null */
+    const char* canonical_name;      /* empty if it was not asked for, or is not known */
+    const kvtip_endpoint* endpoints; /* endpoint_count of them in the system's order, best first; not null */
     size_t endpoint_count;
 } kvtip_resolution;
 
@@ -805,7 +803,7 @@ typedef struct kvtip_ping_result {
     uint32_t status;    /* the system's IP_STATUS: 0, or a number from 11000 to 11050. These are no error
                            codes: see kvtip_ping_status_name */
     uint32_t round_trip_time; /* in milliseconds; 0 is less than one. Only if somebody answered or reported */
-    uint32_t time_to_live;    /* of the answer; 0 if the system does not say, as for IPv6 */
+    uint32_t time_to_live;    /* of the answer; 0 if unknown, as for IPv6 */
     uint32_t reserved[2];     /* 0 */
 } kvtip_ping_result;
 

@@ -22,7 +22,7 @@ enum class neighbour_state : std::uint32_t {
     stale = KVTIP_NEIGHBOUR_STALE,
     reachable = KVTIP_NEIGHBOUR_REACHABLE,
     permanent = KVTIP_NEIGHBOUR_PERMANENT,
-    unknown = KVTIP_NEIGHBOUR_UNKNOWN ///< the system does not say
+    unknown = KVTIP_NEIGHBOUR_UNKNOWN ///< the system does not report the state
 };
 
 /// The names of these values; `to_string` is empty for any other.
@@ -44,7 +44,7 @@ struct neighbour {
     kvtip::address address;
     kvtip::mac mac; ///< none without a hardware address
     std::uint32_t interface_index = 0;
-    std::uint32_t interface_type = 1; ///< IANA ifType; 1 if the system does not say
+    std::uint32_t interface_type = 1; ///< IANA ifType; 1 if unknown
     neighbour_state state = neighbour_state::unknown;
 };
 

@@ -67,7 +67,7 @@ struct ping_result {
     address from;                                ///< who answered or reported; none if nobody did
     std::uint32_t status = 0;                    ///< the system's IP_STATUS, which is no error code
     std::chrono::milliseconds round_trip_time{}; ///< 0 is less than one
-    std::uint32_t time_to_live = 0;              ///< of the answer; 0 if the system does not say
+    std::uint32_t time_to_live = 0;              ///< of the answer; 0 if unknown
 
     /// A sentence for the outcome.
     const char* message() const noexcept {

@@ -15,12 +15,12 @@ inline namespace v1 {
 /// The way to a destination.
 struct route {
     std::uint32_t interface_index = 0; ///< of the interface that serves the destination
-    std::string adapter;               ///< the name of its adapter as users see it; empty if it has none
+    std::string adapter;               ///< the name of its adapter as users see it; empty without an adapter
     kvtip::network network;            ///< the destinations that this route is for; none if not known
     address source;                    ///< the host's address that the system would use; none if not known
     address next_hop;                  ///< the router; no address if `on_link`
     bool on_link = false;              ///< the destination is reached without a router
-    /// Of route and interface together; none if the system does not say.
+    /// Of route and interface together; none if unknown.
     std::optional<std::uint32_t> metric = std::nullopt;
 };
 

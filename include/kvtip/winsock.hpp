@@ -1,7 +1,8 @@
 #pragma once
 
 // Conversions between the values of this interface, the system's socket addresses and the values of the
-// classes in `ip/`. Only this header needs the headers of the platform.
+// classes in `ip/`. Only this header needs the headers of the platform. Include it before <windows.h>, or define
+// WIN32_LEAN_AND_MEAN: otherwise <windows.h> brings an older socket header, which does not go with this one.
 
 #include <array>
 #include <cstddef>
@@ -48,10 +49,10 @@ constexpr std::uint16_t system_family(const address& of) noexcept {
 
 } // namespace detail
 
-/// A socket address for the system's calls: `connect(socket, to.get(), to.size())`.
+/// A socket address as the system's calls take it: `connect(socket, to.get(), to.size())`.
 class socket_address {
 public:
-    /// Of family 0, for which `size` is 0.
+    /// No address: the size is 0.
     socket_address() noexcept = default;
     explicit socket_address(const ip::saddr& record) noexcept : record_(record) {}
 
