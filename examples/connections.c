@@ -26,7 +26,7 @@ static int list_listeners(uint16_t port) {
         kvtip_format_endpoint(&each->local, local, sizeof local);
         if (each->process != 0) {
             printf("%-28s%u %s\n", local, each->process, each->process_name);
-        } else { /* the system does not say */
+        } else { /* the system does not report it */
             printf("%-28sunknown\n", local);
         }
     }

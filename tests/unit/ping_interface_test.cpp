@@ -75,7 +75,7 @@ TEST_F(Ping, RefusesOptionsThatMeanNothing) {
         {"data and none", {.data_size = 1, .flags = KVTIP_PING_NO_DATA}},
         {"an unknown flag", {.flags = 4}},
         {"a source of another family", {.source = address_of("::1")}},
-        {"a source that is none", {.source = {5, {}, 0, {}}}},
+        {"a source of an unknown family", {.source = {5, {}, 0, {}}}},
     };
     for (const auto& [what, options] : rows) {
         EXPECT_EQ(ping(target, options), "87" + nothing) << what;
