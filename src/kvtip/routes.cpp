@@ -97,8 +97,7 @@ std::uint32_t find_older_route(const kvtip_address& destination, kvtip_route& ro
     route.source = find_source(destination);
     route.metric = found.dwForwardMetric1;
     if (is_same(route.source, destination)) {
-        // The destination is the host itself. Not every system has a route of its own for that.
-        route.interface_index = 0;
+        // The destination is the host itself, to which some systems have no route but the default one.
         route.network = to_network(destination, 32);
         route.on_link = 1;
         return 0;
@@ -125,13 +124,13 @@ bool has_address(const kvtip_adapter& adapter, const kvtip_address& address) {
                        [&](const auto* each) { return is_same(each->address, address); });
 }
 
-/// The adapter of the route: the one with its index, or without an index the one with its source address.
+/// The adapter of a route: the one with its index, or for a route to the host itself the one with its source.
 const kvtip_adapter* find_adapter(const kvtip_adapter_list& adapters, const kvtip_route& route,
-                                  std::uint32_t family) {
+                                  std::uint32_t family, bool is_to_host) {
     const std::span rows(adapters.rows, adapters.count);
     const auto found = std::find_if(rows.begin(), rows.end(), [&](const kvtip_adapter* adapter) {
-        return route.interface_index != 0 ? index_for(*adapter, family) == route.interface_index
-                                          : has_address(*adapter, route.source);
+        return is_to_host ? has_address(*adapter, route.source)
+                          : index_for(*adapter, family) == route.interface_index;
     });
     return found == rows.end() ? nullptr : *found;
 }
@@ -162,8 +161,9 @@ uint32_t kvtip_route_to(const kvtip_address* destination, uint32_t interface_ind
         if (const uint32_t code = list_adapters({}, false, adapters)) {
             return code;
         }
-        const kvtip_adapter* adapter = find_adapter(*adapters, found, destination->family);
-        if (found.interface_index == 0 && adapter != nullptr) {
+        const bool is_to_host = is_older && is_same(found.source, *destination);
+        const kvtip_adapter* adapter = find_adapter(*adapters, found, destination->family, is_to_host);
+        if (is_to_host && adapter != nullptr) {
             found.interface_index = index_for(*adapter, destination->family);
         }
         if (!is_older) {
