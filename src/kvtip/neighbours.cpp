@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <span>
 #include <vector>
 
@@ -18,6 +17,7 @@
 #include "ip/hlpapi.h"
 #include "kvtip/block.h"
 #include "kvtip/boundary.h"
+#include "kvtip/mib_table.h"
 #include "kvtip/options.h"
 #include "kvtip/values.h"
 
@@ -86,20 +86,12 @@ bool is_unsupported(std::uint32_t code) {
 /// The rows of a family, or of both, by the newer call.
 std::uint32_t list_newer(std::uint32_t family, std::uint32_t interface_index, std::uint32_t missing,
                          const kvtip_neighbour_list*& list) {
-    const auto& bound = bound_iphlpapi();
-    if (bound.GetIpNetTable2 == nullptr || bound.FreeMibTable == nullptr) {
-        return ERROR_CALL_NOT_IMPLEMENTED;
-    }
-    MIB_IPNET_TABLE2* found = nullptr;
-    const std::uint32_t code = bound.GetIpNetTable2(to_system_family(family), &found);
+    mib_table<MIB_IPNET_TABLE2> table;
+    const std::uint32_t code = table.fetch(bound_iphlpapi().GetIpNetTable2, to_system_family(family));
     if (code != 0 && !is_empty_table(code)) {
         return code;
     }
-    const std::unique_ptr<MIB_IPNET_TABLE2, decltype(bound.FreeMibTable)> table(code == 0 ? found : nullptr,
-                                                                                bound.FreeMibTable);
-    const std::span<const MIB_IPNET_ROW2> rows =
-        table == nullptr ? std::span<const MIB_IPNET_ROW2>() : std::span(table->Table, table->NumEntries);
-    list = make_list(rows, interface_index, missing);
+    list = make_list(table.rows(), interface_index, missing);
     return 0;
 }
 
