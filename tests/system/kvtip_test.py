@@ -86,6 +86,10 @@ def addresses_of(adapter, text=str):
     return sorted(f"{text(a['address'])}/{a['prefix_length']}" for a in adapter["addresses"])
 
 
+def each_address(rows):
+    return [row["address"] for row in rows]
+
+
 class Kvtip(unittest.TestCase):
     maxDiff = None
 
@@ -94,12 +98,27 @@ class Kvtip(unittest.TestCase):
         self.assertEqual((status, err), (0, ""), arguments)
         return out
 
+    def reports(self, *arguments, status=0):
+        """The JSON objects that a subcommand prints, each alone on a line if there are several."""
+        done, out, err = run(*kvtip, *arguments, "--json")
+        self.assertEqual((done, err), (status, ""), arguments)
+        self.assertNotRegex(out, r"[^\n -~]")
+        found = [json.loads(out)] if out.startswith("{\n") else [json.loads(line) for line in out.splitlines()]
+        for each in found:
+            self.assertEqual((each["schema"], each["command"]), (1, arguments[0]))
+        self.assertTrue(all("row" in each for each in found[:-1]))
+        self.assertEqual("error" in found[-1], status != 0)
+        return found
+
     def found(self, *arguments):
-        return json.loads(self.output(*arguments, "--json"))
+        return self.reports(*arguments)[-1]["result"]
 
     def assert_fails(self, code, *arguments):
         status, out, err = run(*kvtip, *arguments)
         self.assertRegex(f"{status} {out}{err}", rf"^1 kvtip: {arguments[0]}: {code}: .*\S\n$")
+        error = self.reports(*arguments, status=1)[-1]["error"]
+        self.assertEqual(err, f"kvtip: {arguments[0]}: {error['code']}: {error['message']}\n")
+        self.assertTrue(error["name"])
 
     def doctor_beside(self, planted):
         """What doctor shows when another library of that name lies beside the program."""
@@ -116,6 +135,10 @@ class Kvtip(unittest.TestCase):
                 self.assertEqual((status, out), (2, ""))
                 self.assertRegex(err, rf"^kvtip: .*{re.escape(reason)}.*\n"
                                  rf"try '{' '.join(['kvtip', *arguments[:1]])} --help'\n$")
+                if arguments:
+                    error = self.reports(*arguments, status=2)[-1]["error"]
+                    self.assertEqual((error["code"], error["name"]), (87, "ERROR_INVALID_PARAMETER"))
+                    self.assertIn(error["message"].split("\x01")[0], err)
 
     @unittest.skipUnless(sys.platform == "linux" and os.geteuid() == 0, "needs a host that can be renamed")
     def test_name_from_outside_does_not_control_the_terminal(self):
@@ -125,7 +148,7 @@ class Kvtip(unittest.TestCase):
             self.assertEqual((status, err), (0, ""))
             self.assertRegex(out, r"\\u001[Bb]\[2J\\u009D\]0;b")
             self.assertNotRegex(out, r"[^\n -~]")
-        self.assertEqual(json.loads(out)["hostname"], 'a\x1b[2J\x9d]0;b"\\')
+        self.assertEqual(json.loads(out)["result"]["name"], 'a\x1b[2J\x9d]0;b"\\')
 
     def test_help_and_version(self):
         self.assertEqual(self.output("--version"), "kvtip 0.1.0\n")
@@ -135,22 +158,22 @@ class Kvtip(unittest.TestCase):
     def test_adapters_and_hostname_are_the_hosts(self):
         host = dict(host_adapters())
         self.assertLessEqual(set(required), set(host))
-        self.assertEqual(host, {adapter["friendly_name"]: {
+        self.assertEqual(host, {adapter["name"]: {
             "index": adapter["index"],
             "loopback": adapter["type"] == 24,
-            "up": adapter["oper_status"] == 1,
-            "mac": adapter["hw_address"],
+            "up": adapter["status"] == 1,
+            "mac": adapter.get("mac"),
             "addresses": addresses_of(adapter, address),
-            "gateways": [gateway for gateway in adapter["gateways"] if ":" not in gateway],
-            "name servers": [address(server) for server in adapter["dns_servers"]],
+            "gateways": [gateway for gateway in each_address(adapter["gateways"]) if ":" not in gateway],
+            "name servers": [address(server) for server in each_address(adapter["dns_servers"])],
         } for adapter in self.found("adapters")})
         self.assertEqual(self.output("hostname"), socket.gethostname() + "\n")
 
     def test_text_shows_what_json_has(self):
         adapters = self.found("adapters")
         for block, adapter in zip(self.output("adapters").split("\n\n"), adapters, strict=True):
-            shown = [adapter[key] for key in ("friendly_name", "name", "hw_address", "dns_suffix")]
-            shown += adapter["gateways"] + adapter["dns_servers"] + addresses_of(adapter)
+            shown = [adapter.get(key) for key in ("name", "guid", "mac", "dns_suffix")]
+            shown += each_address(adapter["gateways"] + adapter["dns_servers"]) + addresses_of(adapter)
             for value in filter(None, shown):
                 self.assertIn(value, block)
         every = [text.split("/")[0] for adapter in adapters for text in addresses_of(adapter)]
@@ -160,8 +183,8 @@ class Kvtip(unittest.TestCase):
 
     def test_names_and_addresses_are_the_hosts(self):
         found = self.found("resolve", "localhost", "--family", "4")
-        self.assertEqual(found, ["127.0.0.1"])
-        self.assertEqual(self.output("name", *found), socket.getnameinfo(("127.0.0.1", 0), 0)[0] + "\n")
+        self.assertEqual(found, [{"address": "127.0.0.1"}])
+        self.assertEqual(self.output("name", "127.0.0.1"), socket.getnameinfo(("127.0.0.1", 0), 0)[0] + "\n")
 
     def test_unknown_names_are_a_failure(self):
         for name in ("a" * 300, "grüße €😀"):  # which no name server is asked for
@@ -172,7 +195,7 @@ class Kvtip(unittest.TestCase):
         self.assert_fails(r"\d+", "mac", "0.0.0.0")
 
     def test_connection_is_as_the_listener_sees_it(self):
-        for host in {"127.0.0.1", "::1"}.intersection(self.found("addresses")):
+        for host in {"127.0.0.1", "::1"}.intersection(each_address(self.found("addresses"))):
             family, form = (socket.AF_INET6, "[{}]:{}") if ":" in host else (socket.AF_INET, "{}:{}")
             with socket.create_server((host, 0), family=family) as server:
                 port = server.getsockname()[1]
@@ -206,13 +229,13 @@ class Kvtip(unittest.TestCase):
         ) as echo:
             echo.stdout.readline()  # it has connected and sent
             # Wine 8 knows the process of the client's end only.
-            end = next(row for row in self.found("connections") if row["process"] == name and row["remote"])
+            end = next(row for row in self.found("connections") if row.get("process_name") == name and "remote" in row)
             port, other = end["local"]["port"], end["remote"]["port"]
             every = ["established", "established", "listen"]
-            for options, expected in (("--family 4", every), ("--udp", []), ("--state established", every[:2]),
+            for options, expected in (("--family 4", every), ("--udp", []), ("--state Established", every[:2]),
                                       ("--pid 4294967295", [])):
-                found = [row["state_name"] for row in self.found("connections", *options.split())
-                         if row["protocol"] == "TCP" and row["local"]["port"] in (port, other)]
+                found = [row.get("state_name") for row in self.found("connections", *options.split())
+                         if row["protocol_name"] == "TCP" and row["local"]["port"] in (port, other)]
                 self.assertEqual(sorted(found), expected, options)
             self.assertRegex(self.output("connections"), rf"(?m)^TCP +127\.0\.0\.1:{port} +127\.0\.0\.1:{other} "
                              rf"+established .* {shown}$")
@@ -231,14 +254,15 @@ class Kvtip(unittest.TestCase):
         self.assert_fails(10060, "connect", "198.51.100.1", "81", "--timeout", "0.3")
         self.assertRegex(self.output("neighbours", "--family", "4"),
                          r"\n198\.51\.100\.50 +02-00-5E-10-00-50 ")
-        for host, gateway in (("203.0.113.2", "198.51.100.1"), ("198.51.100.10", None)):
+        for host, way in (("203.0.113.2", {"network": "0.0.0.0/0", "next_hop": "198.51.100.1", "on_link": False}),
+                          ("198.51.100.10", {"network": "198.51.100.0/24", "on_link": True})):
             self.assertEqual(self.found("route", host), {
                 "destination": host, "interface_index": socket.if_nametoindex("lab0"), "adapter": "lab0",
-                "gateway": gateway})
+                "source": "198.51.100.2", "metric": 0, **way})
         profile = self.found("profile")
-        self.assertEqual([profile[key] for key in ("adapter", "address", "mask", "gateway", "dial_up")],
+        self.assertEqual([profile[key] for key in ("adapter", "address", "mask", "next_hop", "dial_up")],
                          ["lab0", "198.51.100.2", "255.255.255.0", "198.51.100.1", False])
-        self.assertEqual([row["server"] for row in self.found("dns")], ["198.51.100.1", "2001:db8:1::1"])
+        self.assertEqual(each_address(self.found("dns")), ["198.51.100.1", "2001:db8:1::1"])
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "needs a device that is always full")
     def test_output_that_cannot_be_written_is_a_failure(self):
@@ -255,7 +279,7 @@ class Kvtip(unittest.TestCase):
         self.assertRegex(f"{status} {out}{err}", r"^1 kvtip: adapters: 126: .*\S\n$")
         status, out, err = run(*kvtip, "doctor", **without)
         self.assertRegex(out, r"Ws2_32.dll +missing: The library does not start\.\n")
-        self.assertEqual((status, err), (1, "kvtip: doctor: the library does not start\n"))
+        self.assertEqual((status, err), (1, "kvtip: doctor: 126: A library of the system is missing.\n"))
         self.assertRegex(self.doctor_beside("ws2_32"), r"Ws2_32.dll +43 of 43 entries\n")
 
     @unittest.skipUnless("wine" in kvtip[0], "Wine alone can be told to prefer a planted library")

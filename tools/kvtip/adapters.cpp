@@ -45,17 +45,19 @@ value own_address_value(const kvtip::adapter_address& found) {
 }
 
 value adapter_value(const kvtip::adapter& adapter) {
-    return {{"name", adapter.guid},
-            {"friendly_name", text_or_null(adapter.name)},
+    return {{"name", text_or_null(adapter.name)},
+            {"guid", adapter.guid},
             {"description", text_or_null(adapter.description)},
             {"index", number_or_null(adapter.index)},
             {"ipv6_index", number_or_null(adapter.ipv6_index)},
             {"type", adapter.type},
-            {"oper_status", static_cast<std::uint32_t>(adapter.status)},
-            {"hw_address", text_or_null(adapter.mac.text())},
+            {"type_name", text_or_null(kvtip::interface_type_name(adapter.type))},
+            {"status", static_cast<std::uint32_t>(adapter.status)},
+            {"status_name", text_or_null(to_string(adapter.status))},
+            {"mac", text_or_null(adapter.mac.text())},
             {"addresses", list_of(adapter.addresses, own_address_value)},
-            {"gateways", list_of(adapter.gateways, address_value)},
-            {"dns_servers", list_of(adapter.dns_servers, address_value)},
+            {"gateways", list_of(adapter.gateways, address_row)},
+            {"dns_servers", list_of(adapter.dns_servers, address_row)},
             {"dns_suffix", text_or_null(adapter.dns_suffix)},
             {"dhcp_enabled", adapter.dhcp_enabled},
             {"dhcp_server", address_value(adapter.dhcp_server)},
@@ -64,24 +66,16 @@ value adapter_value(const kvtip::adapter& adapter) {
             {"dhcpv6_iaid", number_or_null(adapter.dhcpv6_iaid)},
             {"ipv4_metric", metric_value(adapter.ipv4_metric)},
             {"ipv6_metric", metric_value(adapter.ipv6_metric)},
-            {"device_instance_id", text_or_null(adapter.device_id)}};
+            {"device_id", text_or_null(adapter.device_id)}};
 }
 
-value list_adapters(const line_sink& /*show*/) {
+value list_adapters(const progress& /*show*/) {
     return list_of(kvtip::adapters(), adapter_value);
 }
 
 /// "Ethernet (6)", or just the number where it has no name.
-std::string named(std::string_view name, const value& number) {
-    return name.empty() ? plain_text(number) : std::string(name) + " (" + plain_text(number) + ")";
-}
-
-std::string type_text(const value& type) {
-    return named(kvtip::interface_type_name(static_cast<std::uint32_t>(type.number())), type);
-}
-
-std::string status_text(const value& status) {
-    return named(to_string(static_cast<kvtip::adapter_status>(status.number())), status);
+std::string named(const value& number, const value& name) {
+    return name.is_null() ? plain_text(number) : name.text() + " (" + plain_text(number) + ")";
 }
 
 std::string time_text(const value& seconds) {
@@ -107,18 +101,18 @@ value address_line(const value& address) {
 }
 
 std::string adapter_block(const value& adapter) {
-    const value& title = adapter[adapter["friendly_name"].is_null() ? "name" : "friendly_name"];
+    const value& title = adapter[adapter.has("name") ? "name" : "guid"];
     std::string text = title.text() + "\n";
     append_field(text, "description", adapter["description"]);
-    append_field(text, "name", adapter["name"]);
+    append_field(text, "GUID", adapter["guid"]);
     append_field(text, "IPv4 index", adapter["index"]);
     append_field(text, "IPv6 index", adapter["ipv6_index"]);
-    append_field(text, "type", type_text(adapter["type"]));
-    append_field(text, "status", status_text(adapter["oper_status"]));
-    append_field(text, "MAC", adapter["hw_address"]);
+    append_field(text, "type", named(adapter["type"], adapter["type_name"]));
+    append_field(text, "status", named(adapter["status"], adapter["status_name"]));
+    append_field(text, "MAC", adapter["mac"]);
     append_field(text, "address", list_of(adapter["addresses"].elements(), address_line));
-    append_field(text, "gateway", adapter["gateways"]);
-    append_field(text, "DNS server", adapter["dns_servers"]);
+    append_field(text, "gateway", members_of(adapter["gateways"], "address"));
+    append_field(text, "DNS server", members_of(adapter["dns_servers"], "address"));
     append_field(text, "DNS suffix", adapter["dns_suffix"]);
     append_field(text, "DHCP", adapter["dhcp_enabled"].truth() ? value("enabled") : value());
     append_field(text, "DHCP server", adapter["dhcp_server"]);
@@ -127,7 +121,7 @@ std::string adapter_block(const value& adapter) {
     append_field(text, "DHCPv6 IAID", adapter["dhcpv6_iaid"]);
     append_field(text, "IPv4 metric", adapter["ipv4_metric"]);
     append_field(text, "IPv6 metric", adapter["ipv6_metric"]);
-    append_field(text, "device", adapter["device_instance_id"]);
+    append_field(text, "device", adapter["device_id"]);
     return text;
 }
 
@@ -141,5 +135,10 @@ std::string text(const value& result) {
 
 } // namespace
 
-const command adapters_command = {"adapters", "List the network adapters and how they are set up",
-                                  [](parameters&) -> operation { return list_adapters; }, text};
+const command adapters_command = {
+    .name = "adapters",
+    .summary = "List the network adapters and how they are set up",
+    .examples = {"adapters", "adapters --json"},
+    .prepare = [](parameters&) -> operation { return list_adapters; },
+    .text = text,
+};

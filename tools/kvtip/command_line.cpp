@@ -33,7 +33,8 @@ void parameters::add_seconds(const char* name, double& seconds, const char* desc
 
 void parameters::add_choice(const char* name, std::string& choice, const char* description,
                             const std::vector<std::string>& choices) {
-    CLI::Option* option = parser_.add_option(name, choice, description)->check(CLI::IsMember(choices));
+    CLI::Option* option =
+        parser_.add_option(name, choice, description)->transform(CLI::IsMember(choices, CLI::ignore_case));
     if (!choice.empty()) {
         option->capture_default_str();
     }
@@ -54,14 +55,41 @@ void parameters::exclude(const char* one, const char* other) {
     parser_.get_option(one)->excludes(parser_.get_option(other));
 }
 
+namespace {
+
+/// What every help ends with.
+std::string help_end(const char* const (&examples)[2]) {
+    return std::string("Examples:\n  kvtip ") + examples[0] + "\n  kvtip " + examples[1] +
+           "\n\nExit codes:\n"
+           "  0  success\n"
+           "  1  the operation failed\n"
+           "  2  the command line cannot be understood\n";
+}
+
+/// "kvtip help ping" and "kvtip ping /?" mean "kvtip ping --help".
+void understand_help(std::vector<std::string>& arguments) {
+    if (!arguments.empty() && arguments.front() == "help") {
+        arguments.erase(arguments.begin());
+        arguments.emplace_back("--help");
+    }
+    std::replace(arguments.begin(), arguments.end(), std::string("/?"), std::string("--help"));
+}
+
+} // namespace
+
 void parse(std::span<const command* const> commands, std::vector<std::string> arguments, request& asked) {
+    understand_help(arguments);
+    const std::string first = arguments.empty() ? "" : arguments.front();
+    const bool json_wanted = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
     CLI::App app("Shows this host's IP networking, looks names up and tests whether hosts answer.", "kvtip");
     app.set_version_flag("--version", "kvtip " KVTIP_TOOL_VERSION, "Print the version and exit");
     app.require_subcommand(0, 1);
+    app.footer(help_end({"report", "help connections"}));
     std::vector<operation> operations;
     for (const command* each : commands) {
         CLI::App* subcommand = app.add_subcommand(each->name, each->summary);
         subcommand->add_flag("--json", asked.as_json, "Print JSON");
+        subcommand->footer(help_end(each->examples));
         parameters expected(*subcommand);
         operations.push_back(each->prepare(expected));
     }
@@ -72,16 +100,21 @@ void parse(std::span<const command* const> commands, std::vector<std::string> ar
                 asked.work = operations[i];
             }
         }
+        if (asked.chosen == nullptr && !first.empty() && first.front() != '-') {
+            throw usage_error("there is no command " + first + ": 'kvtip help' lists those that there are");
+        }
     };
     try {
         std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the end
         app.parse(std::move(arguments));
     } catch (const CLI::Success& help_or_version) {
+        note_chosen();
         std::ostringstream text;
         app.exit(help_or_version, text, text);
         asked.help = text.str();
         return;
     } catch (const CLI::ParseError& error) {
+        asked.as_json = json_wanted; // which the parser may not have come to
         note_chosen();
         throw usage_error(error.what());
     }

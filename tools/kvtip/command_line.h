@@ -3,21 +3,15 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "command.h"
+#include "failure.h"
 
 namespace CLI {
 class App;
 }
-
-/// A command line that makes no sense, and why.
-class usage_error : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// The options ("--name") and arguments ("NAME") that a subcommand expects. What they refer to gets its value
 /// when the command line is parsed. An argument must be given, and an option shows its default, except where
@@ -60,7 +54,8 @@ struct request {
     std::string help; ///< only this is to be printed, unless it is empty
 };
 
-/// Parses a command line. Throws `usage_error`, with `chosen` in `asked` where it is known by then.
+/// Parses a command line. Throws `usage_error`, with `chosen` and `as_json` in `asked` as far as they are known
+/// by then.
 void parse(std::span<const command* const> commands, std::vector<std::string> arguments, request& asked);
 
 /// The work of one subcommand with its arguments, separated by blanks. Throws `usage_error`.

@@ -38,7 +38,7 @@ value connect_to(const target& to) {
         if (!error) {
             return {{"local", endpoint_value(made.local)},
                     {"remote", endpoint_value(made.remote)},
-                    {"milliseconds", std::round(taken.count() * 100) / 100}};
+                    {"time", std::round(taken.count() * 100) / 100}};
         }
     }
     throw std::system_error(error);
@@ -51,18 +51,23 @@ operation prepare(parameters& expected) {
     expected.add_seconds("--timeout", to->timeout,
                          "Seconds to wait for each address, otherwise as long as the system does",
                          longest_timeout);
-    return [to](const line_sink&) { return connect_to(*to); };
+    return [to](const progress&) { return connect_to(*to); };
 }
 
 std::string text(const value& result) {
     std::string fields;
     append_field(fields, "local", endpoint_text(result["local"]));
     append_field(fields, "remote", endpoint_text(result["remote"]));
-    append_field(fields, "time", plain_text(result["milliseconds"]) + " ms");
+    append_field(fields, "time", plain_text(result["time"]) + " ms");
     return fields;
 }
 
 } // namespace
 
-const command connect_command = {"connect", "Connect to a TCP port of a host, and show how it went", prepare,
-                                 text};
+const command connect_command = {
+    .name = "connect",
+    .summary = "Connect to a TCP port of a host, and show how it went",
+    .examples = {"connect www.example.com 80", "connect ::1 443 --timeout 0.5"},
+    .prepare = prepare,
+    .text = text,
+};

@@ -36,15 +36,16 @@ struct selection {
 
 value connection_value(const kvtip::connection& each) {
     const bool has_direction = each.direction != kvtip::direction::unknown;
-    return {{"protocol", text_or_null(to_string(each.protocol))},
+    return {{"protocol", static_cast<std::uint32_t>(each.protocol)},
+            {"protocol_name", text_or_null(to_string(each.protocol))},
             {"local", endpoint_value(each.local)},
             {"remote", each.remote ? endpoint_value(each.remote) : value()},
-            {"state", static_cast<std::uint32_t>(each.state)},
+            {"state", number_or_null(static_cast<std::uint32_t>(each.state))},
             {"state_name", text_or_null(to_string(each.state))},
-            {"direction", static_cast<std::uint32_t>(each.direction)},
+            {"direction", number_or_null(static_cast<std::uint32_t>(each.direction))},
             {"direction_name", has_direction ? text_or_null(to_string(each.direction)) : value()},
-            {"pid", number_or_null(each.process)},
-            {"process", text_or_null(each.process_name)}};
+            {"process", number_or_null(each.process)},
+            {"process_name", text_or_null(each.process_name)}};
 }
 
 operation prepare(parameters& expected) {
@@ -60,20 +61,25 @@ operation prepare(parameters& expected) {
     expected.exclude("--state", "--udp");
     expected.add_number("--pid", wanted->pid, "Only those of this process; 0 for those without one", 0,
                         4294967295);
-    return [wanted](const line_sink&) {
+    return [wanted](const progress&) {
         return list_of(kvtip::connections(wanted->options()), connection_value);
     };
 }
 
 std::string text(const value& result) {
-    constexpr column columns[] = {
-        {"PROTOCOL", "protocol"}, {"LOCAL", "local", endpoint_text}, {"REMOTE", "remote", endpoint_text},
-        {"STATE", "state_name"},  {"DIRECTION", "direction_name"},   {"PID", "pid"},
-        {"PROCESS", "process"}};
+    constexpr column columns[] = {{"PROTOCOL", "protocol_name"},       {"LOCAL", "local", endpoint_text},
+                                  {"REMOTE", "remote", endpoint_text}, {"STATE", "state_name"},
+                                  {"DIRECTION", "direction_name"},     {"PID", "process"},
+                                  {"PROCESS", "process_name"}};
     return table_text(result, columns, "no connections");
 }
 
 } // namespace
 
-const command connections_command = {"connections", "List TCP connections, listeners and UDP endpoints",
-                                     prepare, text};
+const command connections_command = {
+    .name = "connections",
+    .summary = "List TCP connections, listeners and UDP endpoints",
+    .examples = {"connections --tcp --state listen", "connections --udp --family 4"},
+    .prepare = prepare,
+    .text = text,
+};

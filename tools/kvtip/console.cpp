@@ -17,7 +17,7 @@ void write_all(Text text, Write write) {
         DWORD written = 0;
         SetLastError(ERROR_WRITE_FAULT); // for a write that succeeds without writing anything
         if (!write(text.data(), static_cast<DWORD>(std::min(text.size(), piece)), &written) || written == 0) {
-            throw std::system_error(static_cast<int>(GetLastError()), kvtip::category());
+            throw output_error(static_cast<int>(GetLastError()), kvtip::category());
         }
         text.remove_prefix(written);
     }
@@ -41,12 +41,12 @@ void write(DWORD stream, std::string_view text) {
 
 } // namespace
 
-void print(std::string_view text) {
-    write(STD_OUTPUT_HANDLE, text);
+bool output_error::is_closed_pipe() const {
+    return code().value() == ERROR_BROKEN_PIPE || code().value() == ERROR_NO_DATA;
 }
 
-void print_line(std::string_view line) {
-    print(printable(line) + "\n");
+void print(std::string_view text) {
+    write(STD_OUTPUT_HANDLE, text);
 }
 
 void print_error(std::string_view line) noexcept {

@@ -15,7 +15,7 @@ struct server {
     value adapters = value::list();
 };
 
-value list_servers(const line_sink& /*show*/) {
+value list_servers(const progress& /*show*/) {
     std::vector<server> servers;
     for (const kvtip::dns_server& each : kvtip::dns_servers({.up = true})) {
         auto found = std::find_if(servers.begin(), servers.end(),
@@ -23,19 +23,19 @@ value list_servers(const line_sink& /*show*/) {
         if (found == servers.end()) {
             found = servers.insert(found, {each.address, each.placeholder});
         }
-        found->adapters.add(each.adapter);
+        found->adapters.add({{"name", each.adapter}});
     }
     return list_of(servers, [](const server& each) -> value {
-        return {{"server", address_value(each.address)},
+        return {{"address", address_value(each.address)},
                 {"placeholder", each.placeholder},
                 {"adapters", each.adapters}};
     });
 }
 
-std::string joined(const value& names) {
+std::string names_text(const value& adapters) {
     std::string text;
-    for (const value& name : names.elements()) {
-        text += (text.empty() ? "" : ", ") + plain_text(name);
+    for (const value& adapter : adapters.elements()) {
+        text += (text.empty() ? "" : ", ") + plain_text(adapter["name"]);
     }
     return text;
 }
@@ -46,11 +46,16 @@ std::string use_text(const value& placeholder) {
 
 std::string text(const value& result) {
     constexpr column columns[] = {
-        {"SERVER", "server"}, {"USE", "placeholder", use_text}, {"ADAPTERS", "adapters", joined}};
+        {"SERVER", "address"}, {"USE", "placeholder", use_text}, {"ADAPTERS", "adapters", names_text}};
     return table_text(result, columns, "no name servers");
 }
 
 } // namespace
 
-const command dns_command = {"dns", "List the name servers, each with the adapters that have it",
-                             [](parameters&) -> operation { return list_servers; }, text};
+const command dns_command = {
+    .name = "dns",
+    .summary = "List the name servers, each with the adapters that have it",
+    .examples = {"dns", "dns --json"},
+    .prepare = [](parameters&) -> operation { return list_servers; },
+    .text = text,
+};

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "command.h"
+#include "failure.h"
 #include "kvtip/library.hpp"
 #include "layout.h"
 #include "network_values.h"
@@ -12,15 +13,16 @@
 namespace {
 
 bool is_bound(const value& entry) {
-    return entry["state"] == "bound";
+    return entry["state"] == static_cast<std::uint32_t>(kvtip::entry_state::bound);
 }
 
 /// The entry, with what its absence means.
 value entry_value(const kvtip::entry& entry) {
     return {{"name", entry.name},
             {"required", entry.required},
-            {"state", text_or_null(to_string(entry.state))},
-            {"meaning", entry.state == kvtip::entry_state::bound ? value() : value(entry.effect)}};
+            {"state", static_cast<std::uint32_t>(entry.state)},
+            {"state_name", text_or_null(to_string(entry.state))},
+            {"effect", entry.state == kvtip::entry_state::bound ? value() : value(entry.effect)}};
 }
 
 /// The libraries, each with its entries.
@@ -60,10 +62,13 @@ value system_value() {
             {"build", version.dwBuildNumber}};
 }
 
-value examine(const line_sink& /*show*/) {
+value examine(const progress& /*show*/) {
     std::error_code start;
     const kvtip::started held = kvtip::start(start);
-    return {{"system", system_value()}, {"start", start.value()}, {"libraries", libraries_value()}};
+    return {{"system", system_value()},
+            {"starts", !start},
+            {"start_error", start ? error_value(static_cast<std::uint32_t>(start.value())) : value()},
+            {"libraries", libraries_value()}};
 }
 
 std::string version_text(const value& version) {
@@ -78,14 +83,15 @@ value library_lines(const value& library) {
     if (!library["loaded"].truth()) {
         const auto required = std::find_if(entries.begin(), entries.end(),
                                            [](const value& each) { return each["required"].truth(); });
-        return "missing: " + (required == entries.end() ? entries.front() : *required)["meaning"].text();
+        return "missing: " + (required == entries.end() ? entries.front() : *required)["effect"].text();
     }
     value lines = value::list();
     lines.add(std::to_string(std::count_if(entries.begin(), entries.end(), is_bound)) + " of " +
               std::to_string(entries.size()) + " entries");
     for (const value& each : entries) {
         if (!is_bound(each)) {
-            lines.add(each["name"].text() + " is " + each["state"].text() + ": " + each["meaning"].text());
+            lines.add(each["name"].text() + " is " + each["state_name"].text() + ": " +
+                      each["effect"].text());
         }
     }
     return lines;
@@ -94,20 +100,26 @@ value library_lines(const value& library) {
 std::string text(const value& result) {
     std::string fields;
     append_field(fields, "Windows", version_text(result["system"]));
-    const value& code = result["start"];
-    const std::string meaning = kvtip::category().message(static_cast<int>(code.number()));
-    append_field(fields, "kvtIP", code == 0 ? "starts" : "does not start: " + code_text(code, meaning));
+    append_field(fields, "kvtIP",
+                 result["starts"].truth() ? "starts"
+                                          : "does not start: " + error_text(result["start_error"]));
     for (const value& library : result["libraries"].elements()) {
         append_field(fields, library["module"].text(), library_lines(library));
     }
     return fields;
 }
 
-std::string failure(const value& result) {
-    return result["start"] == 0 ? "" : "the library does not start";
+value failure(const value& result) {
+    return result["start_error"];
 }
 
 } // namespace
 
-const command doctor_command = {"doctor", "Show what the system offers the library, and what is missing",
-                                [](parameters&) -> operation { return examine; }, text, failure};
+const command doctor_command = {
+    .name = "doctor",
+    .summary = "Show what the system offers the library, and what is missing",
+    .examples = {"doctor", "doctor --json"},
+    .prepare = [](parameters&) -> operation { return examine; },
+    .text = text,
+    .failure = failure,
+};

@@ -27,15 +27,21 @@ std::string to_utf8(std::wstring_view text) {
     return utf8;
 }
 
+std::string unit_escape(wchar_t unit) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    return {'\\',
+            'u',
+            digits[unit >> 12 & 15],
+            digits[unit >> 8 & 15],
+            digits[unit >> 4 & 15],
+            digits[unit & 15]};
+}
+
 std::string printable(std::string_view text) {
-    constexpr wchar_t digits[] = L"0123456789ABCDEF";
     std::wstring escaped;
     for (const wchar_t unit : to_wide(text)) {
         if (is_control(unit)) {
-            escaped += L"\\u";
-            for (int shift = 12; shift >= 0; shift -= 4) {
-                escaped += digits[unit >> shift & 15];
-            }
+            escaped += to_wide(unit_escape(unit));
         } else {
             escaped += unit;
         }

@@ -3,15 +3,20 @@
 
 namespace {
 
-value local_name(const line_sink& /*show*/) {
-    return {{"hostname", kvtip::host_name()}};
+value local_name(const progress& /*show*/) {
+    return {{"name", kvtip::host_name()}};
 }
 
 std::string text(const value& result) {
-    return result["hostname"].text() + "\n";
+    return result["name"].text() + "\n";
 }
 
 } // namespace
 
-const command hostname_command = {"hostname", "Show this host's name",
-                                  [](parameters&) -> operation { return local_name; }, text};
+const command hostname_command = {
+    .name = "hostname",
+    .summary = "Show this host's name",
+    .examples = {"hostname", "hostname --json"},
+    .prepare = [](parameters&) -> operation { return local_name; },
+    .text = text,
+};

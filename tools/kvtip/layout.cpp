@@ -29,16 +29,20 @@ std::string plain_text(const value& content) {
     return content.is_null() ? "-" : content.is_text() ? content.text() : content.to_json();
 }
 
-std::string list_text(const value& list) {
+std::string list_text(const value& rows, std::string_view member, std::string_view none) {
     std::string lines;
-    for (const value& element : list.elements()) {
-        lines += plain_text(element) + "\n";
+    for (const value& row : rows.elements()) {
+        lines += plain_text(row[member]) + "\n";
     }
-    return lines;
+    return lines.empty() ? std::string(none) + "\n" : lines;
 }
 
-std::string code_text(const value& code, const value& meaning) {
-    return plain_text(code) + ": " + plain_text(meaning);
+value members_of(const value& rows, std::string_view member) {
+    value result = value::list();
+    for (const value& row : rows.elements()) {
+        result.add(row[member]);
+    }
+    return result;
 }
 
 std::string endpoint_text(const value& endpoint) {

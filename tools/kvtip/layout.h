@@ -11,11 +11,11 @@
 /// Text as it is, "-" for null, anything else as in JSON.
 std::string plain_text(const value& content);
 
-/// A line for each element of the list.
-std::string list_text(const value& list);
+/// A line for each row, with its member `member`; the line `none` if there is no row.
+std::string list_text(const value& rows, std::string_view member, std::string_view none);
 
-/// "10061: The connection was refused.": a code with its meaning.
-std::string code_text(const value& code, const value& meaning);
+/// The member `member` of each row.
+value members_of(const value& rows, std::string_view member);
 
 /// An endpoint's address and port as one text.
 std::string endpoint_text(const value& endpoint);

@@ -18,6 +18,19 @@ std::vector<kvtip::dns_record> query(const std::string& name, kvtip::dns_type ty
     return records;
 }
 
+std::string_view name_of(kvtip::dns_type type) {
+    return type == kvtip::dns_type::a ? "A" : type == kvtip::dns_type::ptr ? "PTR" : "AAAA";
+}
+
+value record_value(const kvtip::dns_record& record) {
+    return {{"name", record.name},
+            {"type", static_cast<std::uint32_t>(record.type)},
+            {"type_name", text_or_null(name_of(record.type))},
+            {"time_to_live", record.time_to_live.count()},
+            {"address", address_value(record.address)},
+            {"target", text_or_null(record.target)}};
+}
+
 /// If one of the two types of records is found, a failure of the other does not count.
 value addresses_of(const std::string& name, const std::string& type) {
     value result = value::list();
@@ -25,7 +38,7 @@ value addresses_of(const std::string& name, const std::string& type) {
     const auto add = [&](kvtip::dns_type which) {
         std::error_code error;
         for (const kvtip::dns_record& record : query(name, which, error)) {
-            result.add(address_value(record.address));
+            result.add(record_value(record));
         }
         failure = error ? error : failure;
     };
@@ -48,32 +61,42 @@ value names_of(const std::string& text) {
     if (error) {
         throw std::system_error(error);
     }
-    return list_of(records, [](const kvtip::dns_record& each) { return each.target; });
+    return list_of(records, record_value);
 }
 
 operation prepare_lookup(parameters& expected) {
     const auto name = add_host(expected, "NAME", "The name to ask the name server for");
     auto type = std::make_shared<std::string>("both");
     expected.add_choice("--type", *type, "Which records", {"a", "aaaa", "both"});
-    return [name, type](const line_sink&) { return addresses_of(*name, *type); };
+    return [name, type](const progress&) { return addresses_of(*name, *type); };
 }
 
 operation prepare_reverse(parameters& expected) {
     const auto address = add_host(expected, "ADDRESS", "An IPv4 or IPv6 address");
-    return [address](const line_sink&) { return names_of(*address); };
+    return [address](const progress&) { return names_of(*address); };
 }
 
 std::string addresses_text(const value& result) {
-    return result.elements().empty() ? "no addresses\n" : list_text(result);
+    return list_text(result, "address", "no addresses");
 }
 
 std::string names_text(const value& result) {
-    return result.elements().empty() ? "no names\n" : list_text(result);
+    return list_text(result, "target", "no names");
 }
 
 } // namespace
 
-const command lookup_command = {"lookup", "Ask the DNS for the addresses of a name", prepare_lookup,
-                                addresses_text};
-const command reverse_command = {"reverse", "Ask the DNS for the names of an address", prepare_reverse,
-                                 names_text};
+const command lookup_command = {
+    .name = "lookup",
+    .summary = "Ask the DNS for the addresses of a name",
+    .examples = {"lookup www.example.com", "lookup www.example.com --type aaaa"},
+    .prepare = prepare_lookup,
+    .text = addresses_text,
+};
+const command reverse_command = {
+    .name = "reverse",
+    .summary = "Ask the DNS for the names of an address",
+    .examples = {"reverse 192.0.2.1", "reverse 2001:db8::1"},
+    .prepare = prepare_reverse,
+    .text = names_text,
+};

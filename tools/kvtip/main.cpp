@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <bit>
-#include <exception>
 #include <iterator>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,8 +11,8 @@
 #include "command_line.h"
 #include "console.h"
 #include "encoding.h"
+#include "failure.h"
 #include "kvtip/library.hpp"
-#include "layout.h"
 
 namespace {
 
@@ -24,36 +22,90 @@ constexpr const command* commands[] = {
     &reverse_command,    &hostname_command, &connect_command,     &ping_command,      &trace_command,
     &neighbours_command, &mac_command,      &connections_command, &owner_command};
 
-void discard_line(std::string_view /*line*/) {}
+// Exit statuses.
+constexpr int failed = 1;
+constexpr int wrong_command_line = 2;
 
 /// "kvtip", and the subcommand if it is known.
 std::string program_name(const request& asked, const char* separator) {
     return asked.chosen == nullptr ? "kvtip" : std::string("kvtip") + separator + asked.chosen->name;
 }
 
-int fail(const request& asked, const std::string& reason) {
-    print_error(program_name(asked, ": ") + ": " + reason);
-    return 1;
+/// Prints a JSON object of the contract in docs/json.md, on one line if others can follow.
+void print_json(const request& asked, const std::vector<value::member>& content) {
+    constexpr int schema = 1;
+    value frame{{"schema", schema}, {"command", asked.chosen == nullptr ? value() : asked.chosen->name}};
+    for (const value::member& each : content) {
+        frame.add(each.name, each.content);
+    }
+    const bool on_one_line = asked.chosen != nullptr && asked.chosen->row_text != nullptr;
+    print((on_one_line ? frame.to_json() : frame.to_indented_json()) + "\n");
 }
 
-/// Does the work, shows the result, and returns the exit status. Texts from outside become printable here,
-/// before any subcommand lays them out.
-int run_command(const request& asked) {
+/// Texts from outside become printable here, before any subcommand lays them out.
+progress progress_for(const request& asked) {
+    if (asked.as_json) {
+        return {[](std::string_view) {}, [&](const value& row) { print_json(asked, {{"row", row}}); }};
+    }
+    return {[](std::string_view line) { print(printable(line) + "\n"); },
+            [&](const value& row) { print(asked.chosen->row_text(row.with_printable_text()) + "\n"); }};
+}
+
+/// What has been found, and what went wrong.
+struct outcome {
+    value result;
+    value error;
+    int status = 0;
+};
+
+outcome run_command(const request& asked) {
     std::error_code unused; // every operation also starts the library for itself, and reports a failure
     const kvtip::started library = kvtip::start(unused);
-    const value result = asked.work(asked.as_json ? discard_line : print_line);
-    print(asked.as_json ? result.to_json() + "\n" : asked.chosen->text(result.with_printable_text()));
-    const std::string failure = asked.chosen->failure == nullptr ? "" : asked.chosen->failure(result);
-    return failure.empty() ? 0 : fail(asked, failure);
+    const value result = asked.work(progress_for(asked));
+    const value error = asked.chosen->failure == nullptr ? value() : asked.chosen->failure(result);
+    return {result, error, error.is_null() ? 0 : failed};
 }
 
-int parse_and_run(request& asked, std::vector<std::string> arguments) {
-    parse(commands, std::move(arguments), asked);
-    if (!asked.help.empty()) {
-        print(asked.help);
-        return 0;
+void show(const request& asked, const outcome& end) {
+    if (asked.as_json) {
+        print_json(asked, {{"result", end.result}, {"error", end.error}});
+        return;
     }
-    return run_command(asked);
+    if (!end.result.is_null()) {
+        print(asked.chosen->text(end.result.with_printable_text()));
+    }
+    if (end.status == wrong_command_line) {
+        print_error("kvtip: " + end.error["message"].text());
+        print_error("try '" + program_name(asked, " ") + " --help'");
+    } else if (end.status != 0) {
+        print_error(program_name(asked, ": ") + ": " + error_text(end.error));
+    }
+}
+
+/// Does what is asked for and returns the exit status.
+int run(request& asked, std::vector<std::string> arguments) try {
+    outcome end;
+    try {
+        parse(commands, std::move(arguments), asked);
+        if (!asked.help.empty()) {
+            print(asked.help);
+            return 0;
+        }
+        end = run_command(asked);
+    } catch (const output_error&) {
+        throw;
+    } catch (const usage_error&) {
+        end = {value(), current_error(), wrong_command_line};
+    } catch (...) {
+        end = {value(), current_error(), failed};
+    }
+    show(asked, end);
+    return end.status;
+} catch (const output_error& error) {
+    if (!error.is_closed_pipe()) {
+        print_error(program_name(asked, ": ") + ": " + error_text(current_error()));
+    }
+    return failed;
 }
 
 /// A library loaded by its bare name then comes from the system folder, never from the folder of this program
@@ -72,20 +124,7 @@ void load_from_system_folder_only() {
 int wmain(int argc, wchar_t** argv) {
     load_from_system_folder_only();
     request asked;
-    try {
-        std::vector<std::string> arguments;
-        std::transform(argv + std::min(argc, 1), argv + argc, std::back_inserter(arguments), to_utf8);
-        return parse_and_run(asked, std::move(arguments));
-    } catch (const usage_error& error) {
-        print_error("kvtip: " + std::string(error.what()));
-        print_error("try '" + program_name(asked, " ") + " --help'");
-        return 2;
-    } catch (const std::system_error& error) {
-        return fail(asked, code_text(error.code().value(), error.code().message()));
-    } catch (const std::bad_alloc&) {
-        return fail(asked,
-                    code_text(ERROR_NOT_ENOUGH_MEMORY, kvtip::category().message(ERROR_NOT_ENOUGH_MEMORY)));
-    } catch (const std::exception& error) {
-        return fail(asked, error.what());
-    }
+    std::vector<std::string> arguments;
+    std::transform(argv + std::min(argc, 1), argv + argc, std::back_inserter(arguments), to_utf8);
+    return run(asked, std::move(arguments));
 }

@@ -11,7 +11,7 @@ value name_of(const std::string& text) {
 }
 
 operation prepare(parameters& expected) {
-    return [address = add_host(expected, "ADDRESS", "An IPv4 or IPv6 address")](const line_sink&) {
+    return [address = add_host(expected, "ADDRESS", "An IPv4 or IPv6 address")](const progress&) {
         return name_of(*address);
     };
 }
@@ -22,4 +22,10 @@ std::string text(const value& result) {
 
 } // namespace
 
-const command name_command = {"name", "Show the name of the host with an address", prepare, text};
+const command name_command = {
+    .name = "name",
+    .summary = "Show the name of the host with an address",
+    .examples = {"name 127.0.0.1", "name 2001:db8::1"},
+    .prepare = prepare,
+    .text = text,
+};

@@ -12,6 +12,10 @@ value address_value(const kvtip::address& address) {
     return text_or_null(address.text());
 }
 
+value address_row(const kvtip::address& address) {
+    return {{"address", address_value(address)}};
+}
+
 value endpoint_value(const kvtip::endpoint& endpoint) {
     return {{"address", address_value(endpoint.address())}, {"port", endpoint.port()}};
 }

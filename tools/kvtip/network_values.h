@@ -18,6 +18,9 @@ value number_or_null(std::int64_t number);
 /// The text of an address, with its scope; null without an address.
 value address_value(const kvtip::address& address);
 
+/// A row with an address alone.
+value address_row(const kvtip::address& address);
+
 /// An object with the address and the port.
 value endpoint_value(const kvtip::endpoint& endpoint);
 

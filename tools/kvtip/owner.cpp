@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <optional>
-#include <stdexcept>
 
 #include "arguments.h"
 #include "command.h"
+#include "failure.h"
 #include "kvtip/connections.hpp"
 #include "layout.h"
 #include "network_values.h"
@@ -20,7 +20,7 @@ public:
 
     kvtip::address address() const { return endpoint_.address(); }
     value shown() const {
-        return endpoint_.port() == 0 ? address_value(address()) : text_or_null(endpoint_.text());
+        return {{"address", address_value(address())}, {"port", number_or_null(endpoint_.port())}};
     }
 
     /// Whether this is that end. A listener or UDP endpoint has no remote end, for which 0.0.0.0 and ::
@@ -45,12 +45,12 @@ value owner_of(const end& local, const end& remote) {
         return local.is(each.local) && remote.is(each.remote);
     });
     if (found == all.end()) {
-        throw std::runtime_error(code_text(1168, "no connection between these addresses")); // ERROR_NOT_FOUND
+        throw explained_error(1168, "There is no connection between these addresses."); // ERROR_NOT_FOUND
     }
     return {{"local", local.shown()},
             {"remote", remote.shown()},
-            {"pid", number_or_null(found->process)},
-            {"process", text_or_null(found->process_name)}};
+            {"process", number_or_null(found->process)},
+            {"process_name", text_or_null(found->process_name)}};
 }
 
 operation prepare(parameters& expected) {
@@ -58,17 +58,22 @@ operation prepare(parameters& expected) {
     const auto remote =
         add_host(expected, "REMOTE",
                  "The remote one, in the same way; 0.0.0.0 or :: for a listener or a UDP endpoint");
-    return [=](const line_sink&) { return owner_of({*local, "LOCAL"}, {*remote, "REMOTE"}); };
+    return [=](const progress&) { return owner_of({*local, "LOCAL"}, {*remote, "REMOTE"}); };
 }
 
 std::string text(const value& result) {
     std::string fields;
-    append_field(fields, "pid", plain_text(result["pid"]));
-    append_field(fields, "process", plain_text(result["process"]));
+    append_field(fields, "pid", plain_text(result["process"]));
+    append_field(fields, "process", plain_text(result["process_name"]));
     return fields;
 }
 
 } // namespace
 
 const command owner_command = {
-    "owner", "Show the process that has the first connection between two addresses", prepare, text};
+    .name = "owner",
+    .summary = "Show the process that has the first connection between two addresses",
+    .examples = {"owner 127.0.0.1:80 0.0.0.0", "owner 192.0.2.2 192.0.2.1:443"},
+    .prepare = prepare,
+    .text = text,
+};

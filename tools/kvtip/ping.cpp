@@ -7,6 +7,7 @@
 
 #include "arguments.h"
 #include "command.h"
+#include "failure.h"
 #include "layout.h"
 #include "network_values.h"
 #include "single_ping.h"
@@ -31,59 +32,64 @@ void sleep_until(steady_clock::time_point time) {
 }
 
 std::string reply_line(const value& reply) {
-    if (reply["code"] == 0) {
-        return "reply from " + plain_text(reply["address"]) + ": " +
-               milliseconds_text(reply["milliseconds"]) +
-               (reply["ttl"].is_null() ? "" : ", ttl " + plain_text(reply["ttl"]));
+    if (is_answered(reply)) {
+        return "reply from " + plain_text(reply["from"]) + ": " +
+               milliseconds_text(reply["round_trip_time"]) +
+               (reply.has("time_to_live") ? ", ttl " + plain_text(reply["time_to_live"]) : "");
     }
-    return "no answer" +
-           (reply["address"].is_null() ? "" : ", as " + plain_text(reply["address"]) + " reports") + ": " +
-           ping_failure(reply);
+    return "no answer" + (reply.has("from") ? ", as " + plain_text(reply["from"]) + " reports" : "") + ": " +
+           error_text(ping_error(reply));
 }
+
+/// What came of all echo requests.
+struct tally {
+    std::size_t sent = 0;
+    std::vector<std::int64_t> times; ///< of the answers, in milliseconds
+    value last_error;
+};
 
 /// Sends one echo request a second.
-value send(const kvtip::address& destination, const ping_request& what, const line_sink& show) {
-    value replies = value::list();
+tally send(const kvtip::address& destination, const ping_request& what, const progress& show) {
+    tally result;
     auto next = steady_clock::now();
-    for (unsigned sent = 0; sent < what.count; ++sent) {
+    for (; result.sent < what.count; ++result.sent) {
         sleep_until(next);
         next = steady_clock::now() + std::chrono::seconds(1);
-        replies.add(ping_once(destination, what.options));
-        show(reply_line(replies.elements().back()));
-    }
-    return replies;
-}
-
-/// Adds a summary of the replies; its times are null if there was no answer.
-value with_summary(value result) {
-    const std::vector<value>& replies = result["replies"].elements();
-    std::vector<std::int64_t> times;
-    for (const value& reply : replies) {
-        if (reply["code"] == 0) {
-            times.push_back(reply["milliseconds"].number());
+        const value reply = ping_once(destination, what.options);
+        show.row(reply);
+        if (is_answered(reply)) {
+            result.times.push_back(reply["round_trip_time"].number());
+        } else {
+            result.last_error = ping_error(reply);
         }
     }
-    const std::size_t sent = replies.size();
-    result.add("sent", sent);
-    result.add("received", times.size());
-    result.add("lost", sent - times.size());
-    const bool answered = !times.empty();
-    const double sum = std::accumulate(times.begin(), times.end(), 0.0);
-    const double average = std::round(sum / static_cast<double>(times.size()) * 100) / 100;
-    result.add("minimum", answered ? value(*std::min_element(times.begin(), times.end())) : value());
-    result.add("average", answered ? value(average) : value());
-    result.add("maximum", answered ? value(*std::max_element(times.begin(), times.end())) : value());
     return result;
 }
 
-value ping(const ping_request& what, const line_sink& show) {
+value times_value(const std::vector<std::int64_t>& times) {
+    if (times.empty()) {
+        return nullptr;
+    }
+    const double sum = std::accumulate(times.begin(), times.end(), 0.0);
+    return {{"minimum", *std::min_element(times.begin(), times.end())},
+            {"average", std::round(sum / static_cast<double>(times.size()) * 100) / 100},
+            {"maximum", *std::max_element(times.begin(), times.end())}};
+}
+
+value ping(const ping_request& what, const progress& show) {
     const kvtip::address destination = find_address(*what.host, what.family());
     const value address = address_value(destination);
-    show("pinging " + plain_text(address) + " with " + std::to_string(what.options.data_size) + " bytes");
-    return with_summary({{"host", *what.host},
-                         {"address", address},
-                         {"size", what.options.data_size},
-                         {"replies", send(destination, what, show)}});
+    show.line("pinging " + plain_text(address) + " with " + std::to_string(what.options.data_size) +
+              " bytes");
+    const tally all = send(destination, what, show);
+    return {{"host", *what.host},
+            {"address", address},
+            {"data_size", what.options.data_size},
+            {"sent", all.sent},
+            {"answered", all.times.size()},
+            {"lost", all.sent - all.times.size()},
+            {"round_trip_time", times_value(all.times)},
+            {"last_error", all.last_error}};
 }
 
 operation prepare(parameters& expected) {
@@ -95,7 +101,7 @@ operation prepare(parameters& expected) {
     expected.add_number("--ttl", what->options.time_to_live, "Maximum number of hops", 1, 255);
     expected.add_number("--timeout", what->timeout, "Milliseconds to wait for each answer", 1, 60000);
     expected.add_flag("--df", what->options.dont_fragment, "Do not fragment");
-    return [what](const line_sink& show) {
+    return [what](const progress& show) {
         what->options.timeout = std::chrono::milliseconds(what->timeout);
         return ping(*what, show);
     };
@@ -103,20 +109,29 @@ operation prepare(parameters& expected) {
 
 std::string text(const value& result) {
     const std::int64_t lost_percent = result["lost"].number() * 100 / result["sent"].number();
-    std::string line = plain_text(result["sent"]) + " sent, " + plain_text(result["received"]) +
+    std::string line = plain_text(result["sent"]) + " sent, " + plain_text(result["answered"]) +
                        " answered, " + std::to_string(lost_percent) + "% lost\n";
-    if (!result["average"].is_null()) {
-        line += "minimum " + milliseconds_text(result["minimum"]) + ", average " +
-                milliseconds_text(result["average"]) + ", maximum " + milliseconds_text(result["maximum"]) +
+    const value& times = result["round_trip_time"];
+    if (!times.is_null()) {
+        line += "minimum " + milliseconds_text(times["minimum"]) + ", average " +
+                milliseconds_text(times["average"]) + ", maximum " + milliseconds_text(times["maximum"]) +
                 "\n";
     }
     return line;
 }
 
-std::string failure(const value& result) {
-    return result["received"] == 0 ? ping_failure(result["replies"].elements().back()) : "";
+value failure(const value& result) {
+    return result["answered"] == 0 ? result["last_error"] : value();
 }
 
 } // namespace
 
-const command ping_command = {"ping", "See whether a host answers, and how fast", prepare, text, failure};
+const command ping_command = {
+    .name = "ping",
+    .summary = "See whether a host answers, and how fast",
+    .examples = {"ping www.example.com", "ping 192.0.2.1 --count 1 --timeout 500"},
+    .prepare = prepare,
+    .text = text,
+    .failure = failure,
+    .row_text = reply_line,
+};

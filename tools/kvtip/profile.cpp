@@ -38,10 +38,10 @@ value profile_of(const std::string& host, kvtip::family family) {
         {"adapter", adapter.friendly_name.empty() ? value(adapter.name) : text_value(adapter.friendly_name)},
         {"address", address_value(kvtip::to_address(profile.address))},
         {"mask", address_value(kvtip::to_address(profile.mask))},
-        {"gateway", address_value(kvtip::route_to(destination, 0, unused).next_hop)},
+        {"next_hop", address_value(kvtip::route_to(destination, 0, unused).next_hop)},
         {"dns_servers",
          list_of(adapter.dns_servers,
-                 [](const ip::saddr& each) { return address_value(kvtip::to_endpoint(each).address()); })},
+                 [](const ip::saddr& each) { return address_row(kvtip::to_endpoint(each).address()); })},
         {"dial_up", profile.dial_up},
         {"entry_name", text_value(profile.entry_name)},
         {"device_type", text_value(profile.device_type)},
@@ -52,7 +52,7 @@ operation prepare(parameters& expected) {
     constexpr const char* example = "192.0.2.1"; // reserved for examples: reached by the default route
     const auto host =
         add_host(expected, "DESTINATION", "A host's name or address; nothing is sent to it", example);
-    return [host, family = add_family(expected)](const line_sink&) { return profile_of(*host, family()); };
+    return [host, family = add_family(expected)](const progress&) { return profile_of(*host, family()); };
 }
 
 std::string text(const value& result) {
@@ -61,8 +61,8 @@ std::string text(const value& result) {
     append_field(fields, "adapter", result["adapter"]);
     append_field(fields, "address", result["address"]);
     append_field(fields, "mask", result["mask"]);
-    append_field(fields, "gateway", result["gateway"]);
-    append_field(fields, "DNS server", result["dns_servers"]);
+    append_field(fields, "gateway", result["next_hop"]);
+    append_field(fields, "DNS server", members_of(result["dns_servers"], "address"));
     append_field(fields, "dial-up", result["dial_up"].truth() ? "yes" : "no");
     append_field(fields, "entry", result["entry_name"]);
     append_field(fields, "device type", result["device_type"]);
@@ -73,4 +73,9 @@ std::string text(const value& result) {
 } // namespace
 
 const command profile_command = {
-    "profile", "Show the adapter, local address and connection that lead to a host", prepare, text};
+    .name = "profile",
+    .summary = "Show the adapter, local address and connection that lead to a host",
+    .examples = {"profile", "profile www.example.com"},
+    .prepare = prepare,
+    .text = text,
+};

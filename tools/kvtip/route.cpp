@@ -13,12 +13,16 @@ value route_to(const std::string& host, kvtip::family family) {
     return {{"destination", address_value(destination)},
             {"interface_index", way.interface_index},
             {"adapter", text_or_null(way.adapter)},
-            {"gateway", address_value(way.next_hop)}};
+            {"network", text_or_null(way.network.text())},
+            {"source", address_value(way.source)},
+            {"next_hop", address_value(way.next_hop)},
+            {"on_link", way.on_link},
+            {"metric", way.metric ? value(*way.metric) : value()}};
 }
 
 operation prepare(parameters& expected) {
     const auto host = add_host(expected, "DESTINATION", "A host's name or address; nothing is sent to it");
-    return [host, family = add_family(expected)](const line_sink&) { return route_to(*host, family()); };
+    return [host, family = add_family(expected)](const progress&) { return route_to(*host, family()); };
 }
 
 std::string text(const value& result) {
@@ -27,11 +31,16 @@ std::string text(const value& result) {
     append_field(fields, "interface", result["interface_index"]);
     append_field(fields, "adapter", result["adapter"]);
     append_field(fields, "gateway",
-                 result["gateway"].is_null() ? value("none: on the link") : result["gateway"]);
+                 result["on_link"].truth() ? value("none: on the link") : result["next_hop"]);
     return fields;
 }
 
 } // namespace
 
-const command route_command = {"route", "Show the adapter and the gateway that lead to a host", prepare,
-                               text};
+const command route_command = {
+    .name = "route",
+    .summary = "Show the adapter and the gateway that lead to a host",
+    .examples = {"route 192.0.2.1", "route www.example.com --family 4"},
+    .prepare = prepare,
+    .text = text,
+};

@@ -1,25 +1,37 @@
 #include "single_ping.h"
 
+#include "failure.h"
 #include "layout.h"
 #include "network_values.h"
 
 value ping_once(const kvtip::address& destination, const kvtip::ping_options& options) {
-    constexpr std::uint32_t unexpected = 59; // ERROR_UNEXP_NET_ERR: an answer with other data than was sent
     std::error_code error;
     const kvtip::ping_result reply = kvtip::ping(destination, options, error);
     const bool answered = reply.outcome == kvtip::ping_outcome::answered;
-    const bool differs = reply.outcome == kvtip::ping_outcome::data_differs;
-    const value code = error ? value(error.value()) : value(differs ? unexpected : reply.status);
-    const value message = error ? error.message() : reply.message();
-    return {{"address", address_value(reply.from)},
-            {"milliseconds", reply.from ? value(reply.round_trip_time.count()) : value()},
-            {"ttl", number_or_null(reply.time_to_live)},
-            {"code", code},
-            {"message", answered ? value() : message}};
+    return {{"from", address_value(reply.from)},
+            {"outcome", static_cast<std::uint32_t>(reply.outcome)},
+            {"outcome_name", text_or_null(to_string(reply.outcome))},
+            {"status", error ? value() : value(reply.status)},
+            {"status_name", error ? value() : text_or_null(kvtip_ping_status_name(reply.status))},
+            {"message", answered ? value() : value(reply.message())},
+            {"round_trip_time", reply.from ? value(reply.round_trip_time.count()) : value()},
+            {"time_to_live", number_or_null(reply.time_to_live)},
+            {"error", error ? error_value(static_cast<std::uint32_t>(error.value())) : value()}};
 }
 
-std::string ping_failure(const value& reply) {
-    return reply["code"] == 0 ? "" : code_text(reply["code"], reply["message"]);
+bool is_answered(const value& reply) {
+    return reply["outcome"] == static_cast<std::uint32_t>(kvtip::ping_outcome::answered);
+}
+
+value ping_error(const value& reply) {
+    constexpr std::uint32_t unexpected = 59; // ERROR_UNEXP_NET_ERR: an answer with other data than was sent
+    if (is_answered(reply) || reply.has("error")) {
+        return reply["error"];
+    }
+    if (reply["status"] == 0) {
+        return error_value(unexpected, reply["message"].text());
+    }
+    return {{"code", reply["status"]}, {"name", reply["status_name"]}, {"message", reply["message"]}};
 }
 
 std::string milliseconds_text(const value& milliseconds) {

@@ -7,13 +7,14 @@
 
 // What pinging a host and tracing the way to it share.
 
-/// Sends an ICMP echo request. In the result, `code` is 0 for an answer from the destination. Otherwise it is
-/// the system's code or the status of an error message, with a sentence as `message` and the message's sender
-/// as `address`.
+/// Sends an ICMP echo request. The result has the members of `kvtip::ping_result`, a `message` unless the
+/// destination answered, and an `error` if the request was not sent.
 value ping_once(const kvtip::address& destination, const kvtip::ping_options& options);
 
-/// "11010: Nobody answered in time.": what is wrong with a reply; empty for an answer.
-std::string ping_failure(const value& reply);
+bool is_answered(const value& reply);
+
+/// What is wrong with a reply, as an error (see failure.h); null for an answer.
+value ping_error(const value& reply);
 
 /// Whole milliseconds, of which 0 is less than one.
 std::string milliseconds_text(const value& milliseconds);

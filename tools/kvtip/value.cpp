@@ -2,21 +2,22 @@
 
 #include <algorithm>
 #include <charconv>
-#include <stdexcept>
 
 #include "encoding.h"
 
 namespace {
 
 std::string json_text(std::string_view text) {
-    std::string escaped;
-    for (const char unit : text) {
-        if (unit == '"' || unit == '\\') {
-            escaped += '\\';
+    std::string json = "\"";
+    for (const wchar_t unit : to_wide(text)) {
+        if (unit < ' ' || unit > '~') {
+            json += unit_escape(unit); // which is also one of JSON
+        } else {
+            json += unit == '"' || unit == '\\' ? "\\" : "";
+            json += static_cast<char>(unit);
         }
-        escaped += unit;
     }
-    return '"' + printable(escaped) + '"'; // whose escapes are those of JSON
+    return json + '"';
 }
 
 std::string number_text(auto number) {
@@ -58,10 +59,9 @@ const value* value::find(std::string_view name) const {
 }
 
 const value& value::operator[](std::string_view name) const {
-    if (const value* found = find(name)) {
-        return *found;
-    }
-    throw std::out_of_range("no member " + std::string(name));
+    static const value absent;
+    const value* found = find(name);
+    return found == nullptr ? absent : *found;
 }
 
 bool value::has(std::string_view name) const {
@@ -69,6 +69,9 @@ bool value::has(std::string_view name) const {
 }
 
 void value::add(std::string name, value content) {
+    if (content.is_null()) {
+        return;
+    }
     auto& [names, values] = std::get<object_content>(content_);
     names.push_back(std::move(name));
     values.push_back(std::move(content));
@@ -76,16 +79,23 @@ void value::add(std::string name, value content) {
 
 std::string value::to_json() const {
     std::string json;
+    append_json(json, "");
+    return json;
+}
+
+std::string value::to_indented_json() const {
+    std::string json;
     append_json(json, "\n");
     return json;
 }
 
 void value::append_json(std::string& json, const std::string& line_start) const {
-    const std::string next_line = line_start + "  ";
+    const std::string next_line = line_start.empty() ? "" : line_start + "  ";
+    const std::string separator = line_start.empty() ? ", " : "," + next_line;
     const auto append_all = [&](char open, const std::vector<value>& values, char close, auto append_name) {
         json += open;
         for (std::size_t i = 0; i < values.size(); ++i) {
-            json += (i == 0 ? "" : ",") + next_line;
+            json += i == 0 ? next_line : separator;
             append_name(i);
             values[i].append_json(json, next_line);
         }

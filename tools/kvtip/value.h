@@ -9,7 +9,7 @@
 #include <vector>
 
 /// What a subcommand found: null, a truth value, a number, text, a list, or an object, whose members stay in
-/// the order in which they were added.
+/// the order in which they were added. No member is null.
 class value {
 public:
     struct member;
@@ -53,13 +53,17 @@ public:
     const std::vector<value>& elements() const { return std::get<std::vector<value>>(content_); }
     void add(value element) { std::get<std::vector<value>>(content_).push_back(std::move(element)); }
 
-    /// A member of an object. Throws `std::out_of_range` if the object has no such member.
+    /// A member of an object; null if the object has no such member.
     const value& operator[](std::string_view name) const;
     bool has(std::string_view name) const;
+    /// Adds a member. What is unknown is absent: nothing is added if `content` is null.
     void add(std::string name, value content);
 
-    /// As JSON, each member and element on a line of its own, control characters in texts as escapes.
+    /// As JSON on one line. All of it is ASCII: other characters in texts become escapes.
     std::string to_json() const;
+
+    /// The same, with each member and element on a line of its own.
+    std::string to_indented_json() const;
 
     /// The same value with every text in it made printable (see encoding.h).
     value with_printable_text() const;
@@ -72,6 +76,7 @@ private:
     };
 
     const value* find(std::string_view name) const;
+    /// `line_start` begins each line; empty for all on one line.
     void append_json(std::string& json, const std::string& line_start) const;
 
     std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, std::vector<value>, object_content>
