@@ -43,12 +43,99 @@ constexpr std::string_view to_string(adapter_status value) noexcept {
 
 /// Common types of interfaces (IANA ifType), and their names.
 inline constexpr detail::named<std::uint32_t> interface_type_names[] = {
-    {6, "Ethernet"}, {23, "PPP"},        {24, "loopback"},         {71, "IEEE 802.11"},
-    {131, "tunnel"}, {144, "IEEE 1394"}, {243, "mobile broadband"}};
+    {6, "Ethernet"},          {23, "PPP"},     {24, "loopback"},   {53, "virtual"},
+    {71, "IEEE 802.11"},      {131, "tunnel"}, {144, "IEEE 1394"}, {243, "mobile broadband"},
+    {244, "mobile broadband"}};
 /// The name of an interface type; empty for one that is not common.
 constexpr std::string_view interface_type_name(std::uint32_t type) noexcept {
     return detail::name_in<std::uint32_t>(interface_type_names, type);
 }
+
+/// What an adapter is. Ethernet adapters that are something else by their medium, or without a device, are only
+/// known as such with `details`.
+enum class adapter_kind : std::uint32_t {
+    other = KVTIP_KIND_OTHER,
+    ethernet = KVTIP_KIND_ETHERNET,
+    wifi = KVTIP_KIND_WIFI,
+    loopback = KVTIP_KIND_LOOPBACK,
+    tunnel = KVTIP_KIND_TUNNEL, ///< IPv6 over IPv4, and the like
+    ppp = KVTIP_KIND_PPP,       ///< dial-up connections, and many to private networks
+    mobile = KVTIP_KIND_MOBILE, ///< mobile broadband
+    bluetooth = KVTIP_KIND_BLUETOOTH,
+    virtual_adapter = KVTIP_KIND_VIRTUAL ///< made by software: of virtual machines and private networks
+};
+
+inline constexpr detail::named<adapter_kind> adapter_kind_names[] = {
+    {adapter_kind::other, "other"},
+    {adapter_kind::ethernet, "Ethernet"},
+    {adapter_kind::wifi, "Wi-Fi"},
+    {adapter_kind::loopback, "loopback"},
+    {adapter_kind::tunnel, "tunnel"},
+    {adapter_kind::ppp, "PPP"},
+    {adapter_kind::mobile, "mobile broadband"},
+    {adapter_kind::bluetooth, "Bluetooth"},
+    {adapter_kind::virtual_adapter, "virtual"}};
+constexpr std::string_view to_string(adapter_kind value) noexcept {
+    return detail::name_in<adapter_kind>(adapter_kind_names, value);
+}
+
+/// Where the network part of an address comes from.
+enum class prefix_origin : std::uint32_t {
+    other = KVTIP_PREFIX_OTHER, ///< also if it is not known
+    manual = KVTIP_PREFIX_MANUAL,
+    well_known = KVTIP_PREFIX_WELL_KNOWN, ///< such as fe80::/64
+    dhcp = KVTIP_PREFIX_DHCP,
+    router_advertisement = KVTIP_PREFIX_ROUTER_ADVERTISEMENT
+};
+
+inline constexpr detail::named<prefix_origin> prefix_origin_names[] = {
+    {prefix_origin::other, "other"},
+    {prefix_origin::manual, "manual"},
+    {prefix_origin::well_known, "well known"},
+    {prefix_origin::dhcp, "DHCP"},
+    {prefix_origin::router_advertisement, "router advertisement"}};
+constexpr std::string_view to_string(prefix_origin value) noexcept {
+    return detail::name_in<prefix_origin>(prefix_origin_names, value);
+}
+
+/// Where the rest of an address comes from.
+enum class suffix_origin : std::uint32_t {
+    other = KVTIP_SUFFIX_OTHER, ///< also if it is not known
+    manual = KVTIP_SUFFIX_MANUAL,
+    well_known = KVTIP_SUFFIX_WELL_KNOWN,
+    dhcp = KVTIP_SUFFIX_DHCP,
+    link_layer = KVTIP_SUFFIX_LINK_LAYER, ///< made of the hardware address, or in its place
+    random = KVTIP_SUFFIX_RANDOM
+};
+
+inline constexpr detail::named<suffix_origin> suffix_origin_names[] = {
+    {suffix_origin::other, "other"},           {suffix_origin::manual, "manual"},
+    {suffix_origin::well_known, "well known"}, {suffix_origin::dhcp, "DHCP"},
+    {suffix_origin::link_layer, "link layer"}, {suffix_origin::random, "random"}};
+constexpr std::string_view to_string(suffix_origin value) noexcept {
+    return detail::name_in<suffix_origin>(suffix_origin_names, value);
+}
+
+/// The state of an address.
+enum class address_state : std::uint32_t {
+    invalid = KVTIP_ADDRESS_INVALID,
+    tentative = KVTIP_ADDRESS_TENTATIVE,   ///< the system still finds out whether another host has it
+    duplicate = KVTIP_ADDRESS_DUPLICATE,   ///< another host on the link has it
+    deprecated = KVTIP_ADDRESS_DEPRECATED, ///< valid, but not for new connections
+    preferred = KVTIP_ADDRESS_PREFERRED,
+    unknown = KVTIP_ADDRESS_UNKNOWN ///< the system does not report the state
+};
+
+inline constexpr detail::named<address_state> address_state_names[] = {
+    {address_state::invalid, "invalid"},     {address_state::tentative, "tentative"},
+    {address_state::duplicate, "duplicate"}, {address_state::deprecated, "deprecated"},
+    {address_state::preferred, "preferred"}, {address_state::unknown, "unknown"}};
+constexpr std::string_view to_string(address_state value) noexcept {
+    return detail::name_in<address_state>(address_state_names, value);
+}
+
+/// The lifetime of an address that stays for good.
+inline constexpr std::chrono::seconds infinite_lifetime{KVTIP_INFINITE_LIFETIME};
 
 /// Stands for the length of a prefix that the system does not report.
 inline constexpr int unknown_prefix = KVTIP_UNKNOWN_PREFIX;
@@ -60,9 +147,30 @@ struct adapter_address {
     /// When the lease began and ends; none without a finite lifetime.
     std::optional<std::chrono::sys_seconds> lease_obtained = std::nullopt;
     std::optional<std::chrono::sys_seconds> lease_expires = std::nullopt;
+    kvtip::prefix_origin prefix_origin = prefix_origin::other;
+    kvtip::suffix_origin suffix_origin = suffix_origin::other;
+    address_state state = address_state::unknown;
+    bool temporary = false; ///< an IPv6 address that the system replaces from time to time, for privacy
+    /// For how long it stays preferred, and until the adapter loses it; none if unknown.
+    std::optional<std::chrono::seconds> preferred_lifetime = std::nullopt;
+    std::optional<std::chrono::seconds> valid_lifetime = std::nullopt;
 
     /// The on-link network; none if the length of its prefix is unknown.
     constexpr kvtip::network network() const noexcept { return kvtip::network::of(address, prefix_length); }
+};
+
+/// What an adapter has received, or sent, since it came up.
+struct traffic {
+    std::uint64_t bytes = 0;
+    std::uint64_t unicast_packets = 0;
+    std::uint64_t multicast_packets = 0; ///< and broadcast ones
+    std::uint64_t errors = 0;            ///< packets with errors, which were dropped
+    std::uint64_t discards = 0;          ///< packets without errors that were dropped, as for lack of room
+};
+
+struct adapter_counters {
+    traffic received;
+    traffic sent;
 };
 
 /// A network adapter.
@@ -88,6 +196,13 @@ struct adapter {
     std::vector<address> gateways;
     /// Where no IPv6 server is set, Windows lists addresses that lead nowhere: `address::is_dns_placeholder`.
     std::vector<address> dns_servers;
+    std::uint64_t transmit_speed = 0; ///< of the link, in bits per second; 0 if unknown
+    std::uint64_t receive_speed = 0;
+    std::uint32_t mtu = 0; ///< the largest packet in bytes: 0 if unknown, 4294967295 without a limit
+    adapter_kind kind = adapter_kind::other;
+    /// With `details`, unless the system does not know the adapter that well:
+    std::optional<bool> physical = std::nullopt; ///< whether it is a device
+    std::optional<adapter_counters> counters = std::nullopt;
 };
 
 /// Which adapters to list.
@@ -95,10 +210,12 @@ struct adapter_options {
     /// Only adapters with that family, and of their addresses, gateways and DNS servers only those of that
     /// family; none: both.
     kvtip::family family = family::none;
-    bool up = false; ///< only adapters that are up
+    bool up = false;      ///< only adapters that are up
+    bool details = false; ///< asks for what costs more system calls: `physical`, `counters`
 
     kvtip_adapter_options native() const noexcept {
-        return {sizeof(kvtip_adapter_options), static_cast<std::uint32_t>(family), up ? 1u : 0u};
+        return {sizeof(kvtip_adapter_options), static_cast<std::uint32_t>(family), up ? 1u : 0u,
+                details ? 1u : 0u};
     }
 };
 
@@ -124,9 +241,30 @@ inline std::vector<address> to_addresses(const kvtip_address* first, std::size_t
     return result;
 }
 
+inline std::optional<std::chrono::seconds> to_lifetime(std::uint32_t seconds) {
+    return seconds == KVTIP_UNKNOWN_LIFETIME ? std::nullopt : std::optional(std::chrono::seconds(seconds));
+}
+
 inline adapter_address to_adapter_address(const kvtip_adapter_address& row) {
-    return {address(row.address), static_cast<int>(row.prefix_length), to_date(row.lease_obtained),
-            to_date(row.lease_expires)};
+    return {address(row.address),
+            static_cast<int>(row.prefix_length),
+            to_date(row.lease_obtained),
+            to_date(row.lease_expires),
+            static_cast<prefix_origin>(row.prefix_origin),
+            static_cast<suffix_origin>(row.suffix_origin),
+            static_cast<address_state>(row.state),
+            row.temporary != 0,
+            to_lifetime(row.preferred_lifetime),
+            to_lifetime(row.valid_lifetime)};
+}
+
+inline traffic to_traffic(const kvtip_traffic& row) {
+    return {row.bytes, row.unicast_packets, row.multicast_packets, row.errors, row.discards};
+}
+
+inline std::optional<adapter_counters> to_counters(const kvtip_adapter_counters* row) {
+    return row == nullptr ? std::nullopt
+                          : std::optional(adapter_counters{to_traffic(row->received), to_traffic(row->sent)});
 }
 
 inline adapter to_adapter(const kvtip_adapter& row) {
@@ -149,7 +287,13 @@ inline adapter to_adapter(const kvtip_adapter& row) {
             std::vector(row.dhcpv6_duid, row.dhcpv6_duid + row.dhcpv6_duid_size),
             rows_of<adapter_address>(&row.addresses, to_adapter_address),
             to_addresses(row.gateways, row.gateway_count),
-            to_addresses(row.dns_servers, row.dns_server_count)};
+            to_addresses(row.dns_servers, row.dns_server_count),
+            row.transmit_speed,
+            row.receive_speed,
+            row.mtu,
+            static_cast<adapter_kind>(row.kind),
+            row.counters == nullptr ? std::nullopt : std::optional(row.physical != 0),
+            to_counters(row.counters)};
 }
 
 } // namespace detail

@@ -180,7 +180,8 @@ enum kvtip_missing {
     KVTIP_MISSING_IPV4 = 1,
     KVTIP_MISSING_IPV6 = 2,
     KVTIP_MISSING_PROCESS_NAMES = 4,
-    KVTIP_MISSING_DIRECTION = 8
+    KVTIP_MISSING_DIRECTION = 8,
+    KVTIP_MISSING_COUNTERS = 16
 };
 
 /* ---- Addresses and their text ------------------------------------------------------------------------ */
@@ -329,6 +330,10 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_scope(const char* text, uint32_t* scope
 /* What stands for an unknown value where 0 is a possible one. */
 #define KVTIP_UNKNOWN_METRIC 0xFFFFFFFFu
 #define KVTIP_UNKNOWN_PREFIX 255
+#define KVTIP_UNKNOWN_LIFETIME 0xFFFFFFFEu
+
+/* The lifetime of an address that stays for good. */
+#define KVTIP_INFINITE_LIFETIME 0xFFFFFFFFu
 
 /* The state of an adapter, with the system's values (IF_OPER_STATUS). */
 enum kvtip_adapter_status {
@@ -341,6 +346,49 @@ enum kvtip_adapter_status {
     KVTIP_ADAPTER_LOWER_LAYER_DOWN = 7
 };
 
+/* What an adapter is. Ethernet adapters that are something else by their medium, or without a device, are only
+ * known as such with `details`. */
+enum kvtip_adapter_kind {
+    KVTIP_KIND_OTHER = 0,
+    KVTIP_KIND_ETHERNET = 1,
+    KVTIP_KIND_WIFI = 2,
+    KVTIP_KIND_LOOPBACK = 3,
+    KVTIP_KIND_TUNNEL = 4, /* IPv6 over IPv4, and the like */
+    KVTIP_KIND_PPP = 5,    /* dial-up connections, and many to private networks */
+    KVTIP_KIND_MOBILE = 6, /* mobile broadband */
+    KVTIP_KIND_BLUETOOTH = 7,
+    KVTIP_KIND_VIRTUAL = 8 /* made by software: of virtual machines and private networks */
+};
+
+/* Where the network part of an address comes from, with the system's values (NL_PREFIX_ORIGIN). */
+enum kvtip_prefix_origin {
+    KVTIP_PREFIX_OTHER = 0, /* also if it is not known */
+    KVTIP_PREFIX_MANUAL = 1,
+    KVTIP_PREFIX_WELL_KNOWN = 2, /* such as fe80::/64 */
+    KVTIP_PREFIX_DHCP = 3,
+    KVTIP_PREFIX_ROUTER_ADVERTISEMENT = 4
+};
+
+/* Where the rest of an address comes from, with the system's values (NL_SUFFIX_ORIGIN). */
+enum kvtip_suffix_origin {
+    KVTIP_SUFFIX_OTHER = 0, /* also if it is not known */
+    KVTIP_SUFFIX_MANUAL = 1,
+    KVTIP_SUFFIX_WELL_KNOWN = 2,
+    KVTIP_SUFFIX_DHCP = 3,
+    KVTIP_SUFFIX_LINK_LAYER = 4, /* made of the hardware address, or in its place */
+    KVTIP_SUFFIX_RANDOM = 5
+};
+
+/* The state of an address, with the system's values (NL_DAD_STATE). */
+enum kvtip_address_state {
+    KVTIP_ADDRESS_INVALID = 0,
+    KVTIP_ADDRESS_TENTATIVE = 1,  /* the system still finds out whether another host has it */
+    KVTIP_ADDRESS_DUPLICATE = 2,  /* another host on the link has it */
+    KVTIP_ADDRESS_DEPRECATED = 3, /* valid, but not for new connections */
+    KVTIP_ADDRESS_PREFERRED = 4,
+    KVTIP_ADDRESS_UNKNOWN = 5 /* the system does not report the state */
+};
+
 /* A unicast address of an adapter. */
 typedef struct kvtip_adapter_address {
     kvtip_address address;
@@ -348,6 +396,13 @@ typedef struct kvtip_adapter_address {
     uint32_t reserved;
     int64_t lease_obtained; /* when the lease began and ends; 0 without a finite lifetime */
     int64_t lease_expires;
+    uint32_t prefix_origin; /* enum kvtip_prefix_origin */
+    uint32_t suffix_origin; /* enum kvtip_suffix_origin */
+    uint32_t state;         /* enum kvtip_address_state */
+    uint32_t temporary;     /* 1: an IPv6 address that the system replaces from time to time, for privacy */
+    uint32_t preferred_lifetime; /* for how many seconds it stays preferred; KVTIP_INFINITE_LIFETIME,
+                                    KVTIP_UNKNOWN_LIFETIME */
+    uint32_t valid_lifetime;     /* the same until the adapter loses it */
 } kvtip_adapter_address;
 
 typedef struct kvtip_adapter_address_list {
@@ -357,6 +412,20 @@ typedef struct kvtip_adapter_address_list {
     uint32_t missing;
     uint32_t reserved;
 } kvtip_adapter_address_list;
+
+/* What an adapter has received, or sent, since it came up. */
+typedef struct kvtip_traffic {
+    uint64_t bytes;
+    uint64_t unicast_packets;
+    uint64_t multicast_packets; /* and broadcast ones */
+    uint64_t errors;            /* packets with errors, which were dropped */
+    uint64_t discards;          /* packets without errors that were dropped, as for lack of room */
+} kvtip_traffic;
+
+typedef struct kvtip_adapter_counters {
+    kvtip_traffic received;
+    kvtip_traffic sent;
+} kvtip_adapter_counters;
 
 /* A network adapter. */
 typedef struct kvtip_adapter {
@@ -386,26 +455,36 @@ typedef struct kvtip_adapter {
        fec0:0:0:ffff::1 to ::3, which lead nowhere. */
     const kvtip_address* dns_servers;
     size_t dns_server_count;
+    uint64_t transmit_speed; /* of the link, in bits per second; 0 if unknown */
+    uint64_t receive_speed;
+    uint32_t mtu;  /* the largest packet in bytes: 0 if unknown, 4294967295 without a limit */
+    uint32_t kind; /* enum kvtip_adapter_kind */
+    /* With `details`; otherwise 0 and null. */
+    uint32_t physical; /* 1: it is a device; 0: it is none, or `counters` is null */
+    uint32_t reserved2;
+    const kvtip_adapter_counters* counters; /* null if the system has none for the adapter */
 } kvtip_adapter;
 
 typedef struct kvtip_adapter_list {
     const kvtip_adapter* const* rows;
     size_t count;
     size_t row_size;
-    uint32_t missing; /* KVTIP_MISSING_IPV6 where only the older system call is there */
+    uint32_t missing; /* KVTIP_MISSING_IPV6 where only the older system call is there; _COUNTERS */
     uint32_t reserved;
 } kvtip_adapter_list;
 
 typedef struct kvtip_adapter_options {
     uint32_t size;
-    uint32_t family; /* 4 or 6: only adapters with that family, and of their addresses, gateways and DNS
+    uint32_t family;  /* 4 or 6: only adapters with that family, and of their addresses, gateways and DNS
                         servers only those of that family; 0: both */
-    uint32_t up;     /* 1: only adapters that are up */
+    uint32_t up;      /* 1: only adapters that are up */
+    uint32_t details; /* 1: asks for what costs more system calls: `physical`, `counters` */
 } kvtip_adapter_options;
 
 /* Lists the network adapters in the system's order, the loopback adapter and those that are down included. An
  * empty list is no failure. Rests on GetAdaptersAddresses; where that is missing, and on systems before
- * version 6, on GetAdaptersInfo, which knows IPv4 only.
+ * version 6, on GetAdaptersInfo, which knows IPv4 only, and neither the speed, MTU and metrics of adapters nor
+ * the origin, state and lifetimes of addresses. Details rest on GetIfTable2.
  *
  * Returns: 0, 8, 87, or the system's code.
  * On failure: *adapters is null.
@@ -454,7 +533,7 @@ typedef struct kvtip_route {
     kvtip_address source;     /* the host's address that the system would use; family 0 if unknown */
     kvtip_address next_hop;   /* the router; family 0 if `on_link` */
     uint32_t on_link;         /* 1: the destination is reached without a router */
-    uint32_t metric; /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if unknown */
+    uint32_t metric;          /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if unknown */
     uint32_t reserved;
 } kvtip_route;
 

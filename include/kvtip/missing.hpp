@@ -16,7 +16,8 @@ enum class missing : std::uint32_t {
     ipv4 = KVTIP_MISSING_IPV4,
     ipv6 = KVTIP_MISSING_IPV6,
     process_names = KVTIP_MISSING_PROCESS_NAMES,
-    direction = KVTIP_MISSING_DIRECTION
+    direction = KVTIP_MISSING_DIRECTION,
+    counters = KVTIP_MISSING_COUNTERS
 };
 
 /// Whether `all` contains `one`.

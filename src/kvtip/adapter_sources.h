@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "kvtip/adapter_details.h"
 #include "kvtip/adapter_rows.h"
 #include "kvtip/block.h"
 
@@ -21,6 +22,7 @@ struct selection {
     std::uint32_t family;
     bool up;
     bool with_device_ids;
+    const adapter_details* details; ///< null: none are wanted
 };
 
 /// Lists the adapters by `GetAdaptersAddresses`, which must be bound. Returns 0 or the code without rows.
@@ -34,13 +36,22 @@ inline constexpr auto ignore = [](const auto&...) {};
 
 // A walk, `walk(use)`, calls `use` for each thing and returns how many there are.
 
-/// Makes the list of the adapters that a walk passes to `use`; `write(block&, row, adapter)` fills a row.
+/// Makes the list of the adapters that a walk passes to `use`; `write(block&, row, adapter)` fills a row with
+/// what the source has.
 template <class Walk, class Write>
-const kvtip_adapter_list* make_rows(std::uint32_t missing, Walk walk, Write write) {
+const kvtip_adapter_list* make_rows(const selection& wanted, std::uint32_t missing, Walk walk, Write write) {
     return block::make<kvtip_adapter_list>([&](block& out, kvtip_adapter_list& list) {
-        list.missing = missing;
-        out.list(list, walk(ignore),
-                 [&](auto add) { walk([&](const auto& adapter) { write(out, add(), adapter); }); });
+        list.missing = missing | (wanted.details == nullptr ? 0 : wanted.details->missing());
+        out.list(list, walk(ignore), [&](auto add) {
+            walk([&](const auto& adapter) {
+                kvtip_adapter& row = add();
+                write(out, row, adapter);
+                row.kind = kind_of_type(row.type);
+                if (wanted.details != nullptr) {
+                    wanted.details->write(out, row);
+                }
+            });
+        });
     });
 }
 

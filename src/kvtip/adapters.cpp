@@ -18,7 +18,12 @@
 namespace kvtip::library {
 
 std::uint32_t list_adapters(const kvtip_adapter_options& options, bool with_device_ids, adapter_rows& rows) {
-    const selection wanted{options.family, options.up != 0, with_device_ids};
+    adapter_details details;
+    if (const std::uint32_t code = options.details != 0 ? details.fetch() : 0) {
+        return code;
+    }
+    const selection wanted{options.family, options.up != 0, with_device_ids,
+                           options.details != 0 ? &details : nullptr};
     const ip::detail::helper& helper = ip::detail::the_helper();
     if (helper.is_version_6_or_later() && helper.iphlpapi.GetAdaptersAddresses != nullptr) {
         const std::uint32_t code = list_newer_adapters(wanted, rows);
@@ -32,7 +37,8 @@ std::uint32_t list_adapters(const kvtip_adapter_options& options, bool with_devi
 namespace {
 
 bool read_adapter_options(const kvtip_adapter_options* given, kvtip_adapter_options& options) {
-    return read_options(given, options) && is_family(options.family) && options.up <= 1;
+    return read_options(given, options) && is_family(options.family) && options.up <= 1 &&
+           options.details <= 1;
 }
 
 const kvtip_dns_server_list* make_servers(const kvtip_adapter_list& adapters) {

@@ -48,6 +48,11 @@ kvtip_address scoped_address(const SOCKET_ADDRESS& given, std::uint32_t interfac
     return to_address(address);
 }
 
+/// The system's speed of an unknown link is the greatest number.
+std::uint64_t to_speed(std::uint64_t given) {
+    return given == ~std::uint64_t{0} ? 0 : given;
+}
+
 /// Makes rows of the system's list.
 class newer_source {
 public:
@@ -84,6 +89,9 @@ public:
         row.status = static_cast<std::uint32_t>(entry->OperStatus);
         row.ipv4_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv4Metric);
         row.ipv6_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv6Metric);
+        row.mtu = entry->Mtu;
+        row.transmit_speed = to_speed(value_or(0, entry, &IP_ADAPTER_ADDRESSES::TransmitLinkSpeed));
+        row.receive_speed = to_speed(value_or(0, entry, &IP_ADAPTER_ADDRESSES::ReceiveLinkSpeed));
         row.mac = to_mac(entry->PhysicalAddress, entry->PhysicalAddressLength, sizeof entry->PhysicalAddress);
         write_dhcp(out, row, entry);
         write_all_addresses(out, row, entry);
@@ -157,16 +165,23 @@ private:
     }
 
     kvtip_adapter_address to_row(const kvtip_address& address, const IP_ADAPTER_UNICAST_ADDRESS* node) const {
-        constexpr ULONG infinite = 0xFFFFFFFF;
         const std::uint32_t length =
             value_or(KVTIP_UNKNOWN_PREFIX, node, &IP_ADAPTER_UNICAST_ADDRESS::OnLinkPrefixLength);
         kvtip_adapter_address row{};
         row.address = address;
         row.prefix_length = length > size_of_family(address.family) * 8 ? KVTIP_UNKNOWN_PREFIX : length;
-        if (node->ValidLifetime != infinite) {
+        if (node->ValidLifetime != KVTIP_INFINITE_LIFETIME) {
             row.lease_expires = now_ + node->ValidLifetime;
             row.lease_obtained = row.lease_expires - node->LeaseLifetime;
         }
+        row.prefix_origin = static_cast<std::uint32_t>(node->PrefixOrigin);
+        row.suffix_origin = static_cast<std::uint32_t>(node->SuffixOrigin);
+        row.state = static_cast<std::uint32_t>(node->DadState);
+        // An IPv4 address that the host has chosen for itself is random too, but stays.
+        row.temporary = row.prefix_origin == KVTIP_PREFIX_ROUTER_ADVERTISEMENT &&
+                        row.suffix_origin == KVTIP_SUFFIX_RANDOM;
+        row.preferred_lifetime = node->PreferredLifetime;
+        row.valid_lifetime = node->ValidLifetime;
         return row;
     }
 
@@ -188,7 +203,7 @@ std::uint32_t list_newer_adapters(const selection& wanted, adapter_rows& rows) {
     const newer_source source(wanted,
                               code == 0 ? static_cast<const IP_ADAPTER_ADDRESSES*>(buffer.get(0)) : nullptr);
     rows.reset(make_rows(
-        0, [&](auto use) { return source.walk(use); },
+        wanted, 0, [&](auto use) { return source.walk(use); },
         [&](block& out, kvtip_adapter& row, const auto& entry) { source.write(out, row, entry); }));
     return 0;
 }

@@ -71,6 +71,8 @@ kvtip_adapter_address to_row(const kvtip_address& address, const ip::_SFindAddre
     kvtip_adapter_address row{};
     row.address = address;
     row.prefix_length = KVTIP_UNKNOWN_PREFIX;
+    row.state = KVTIP_ADDRESS_UNKNOWN;
+    row.preferred_lifetime = row.valid_lifetime = KVTIP_UNKNOWN_LIFETIME;
     if (given.mask.family == ip::family_ipv4) {
         std::uint32_t bits = 0;
         for (int i = 0; i < 4; ++i) {
@@ -120,7 +122,7 @@ std::uint32_t list_older_adapters(const selection& wanted, adapter_rows& rows) {
         }
         return count;
     };
-    rows.reset(make_rows(KVTIP_MISSING_IPV6, walk,
+    rows.reset(make_rows(wanted, KVTIP_MISSING_IPV6, walk,
                          [&](block& out, kvtip_adapter& row, const older_adapter& adapter) {
                              write(out, row, adapter, wanted);
                          }));

@@ -31,6 +31,8 @@ constexpr entry kernel_entries[] = {
 constexpr entry iphlpapi_entries[] = {
     KVTIP_ENTRY(system_entries, GetBestRoute2,
                 "Routes to IPv6 hosts are not known (120; 10022 from the classes)."),
+    KVTIP_ENTRY(system_entries, GetIfTable2,
+                "Counters of adapters, and whether these are devices, are not known."),
     KVTIP_ENTRY(system_entries, IcmpSendEcho2Ex, "A ping over IPv4 cannot choose its source address (120)."),
 };
 

@@ -37,6 +37,7 @@ struct system_entries {
 
     // Iphlpapi
     decltype(&::GetBestRoute2) GetBestRoute2 = nullptr;
+    decltype(&::GetIfTable2) GetIfTable2 = nullptr;
     /// Not all platform headers declare it.
     DWORD(WINAPI* IcmpSendEcho2Ex)
     (HANDLE handle, HANDLE event, void* routine, void* context, IPAddr source, IPAddr destination, void* data,

@@ -49,6 +49,17 @@ DWORD fill(call&& now, const std::vector<Row>& rows, DWORD too_small, std::size_
     return static_cast<DWORD>(now.status());
 }
 
+/// Allocates a table of rows.
+template <class Row>
+DWORD allocate(call&& now, const std::vector<Row>& rows, void** table) {
+    std::string bytes(8 + rows.size() * sizeof(Row), '\0');
+    bytes[0] = static_cast<char>(rows.size());
+    std::copy_n(reinterpret_cast<const char*>(rows.data()), bytes.size() - 8, bytes.begin() + 8);
+    void* kept = now.failed() ? nullptr : current->keep(*bytes.data(), bytes.size());
+    enter_in_ledger("tables", !now.failed());
+    return give(std::move(now), table, &kept, sizeof kept);
+}
+
 /// Answers with a list beside a failure too, if the system knows one.
 template <class Char>
 int query(const Char* name, WORD type, DWORD options, void* extra, DNS_RECORD** list, void* reserved) {
@@ -212,18 +223,13 @@ const entry_map service_entries = {
                      ERROR_INSUFFICIENT_BUFFER, sizeof(DWORD), table, size, static_cast<DWORD*>(table));
      })},
     {"GetIpNetTable2", fake([](ADDRESS_FAMILY family, void** table) {
-         call now("GetIpNetTable2", family);
-         const auto& rows = current->neighbours;
-         std::string bytes(8 + rows.size() * sizeof rows[0], '\0');
-         bytes[0] = static_cast<char>(rows.size());
-         std::copy_n(reinterpret_cast<const char*>(rows.data()), bytes.size() - 8, bytes.begin() + 8);
-         void* kept = now.failed() ? nullptr : current->keep(*bytes.data(), bytes.size());
-         enter_in_ledger("neighbour tables", !now.failed());
-         return give(std::move(now), table, &kept, sizeof kept);
+         return allocate(call("GetIpNetTable2", family), current->neighbours, table);
      })},
+    {"GetIfTable2",
+     fake([](void** table) { return allocate(call("GetIfTable2"), current->interfaces, table); })},
     {"FreeMibTable", fake([](void*) {
          const call now("FreeMibTable");
-         enter_in_ledger("neighbour tables", -1);
+         enter_in_ledger("tables", -1);
      })},
     {"SendARP", fake([](IPAddr to, IPAddr from, void* mac, ULONG* length) {
          call now("SendARP", ipv4(to), ipv4(from), *length);

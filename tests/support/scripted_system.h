@@ -129,6 +129,7 @@ public:
     void give6(DWORD status, const std::string& data); ///< the answer from fe80::5%6
     std::vector<MIB_IPNETROW> older_neighbours;
     std::vector<MIB_IPNET_ROW2> neighbours;
+    std::vector<MIB_IF_ROW2> interfaces;
     MIB_IPNET_ROW2 resolved{}; ///< of which the hardware address counts
     std::vector<MIB_TCPROW_OWNER_PID> tcp4;
     std::vector<MIB_TCP6ROW_OWNER_PID> tcp6;

@@ -1,5 +1,6 @@
 // Adapters, DNS servers and scopes of the C interface.
 
+#include "kvtip/adapters.hpp"
 #include "results.h"
 #include "sample_adapters.h"
 
@@ -9,6 +10,7 @@
 
 namespace {
 
+using scripted::forever;
 using scripted::result_of;
 using scripted::socket_address;
 using scripted::text;
@@ -38,11 +40,13 @@ struct AdapterRows : testing::Test {
     explicit AdapterRows(DWORD version = 10) : system(version) {
         system.adapters = {full_adapter(system), loopback_adapter(system)};
         system.older_adapters = {scripted::older_adapter()};
+        system.interfaces.resize(2); // of which the first one is nobody's
+        system.interfaces[1].InterfaceIndex = 7;
         system.network_devices = {
             {{L"NetCfgInstanceId", {REG_SZ, L"{A}"}}, {L"DeviceInstanceID", {REG_SZ, L"PCI\\1"}}}};
     }
 
-    std::string all(kvtip_adapter_options options = {sizeof options, 0, 0}) const {
+    std::string all(kvtip_adapter_options options = {sizeof options, 0, 0, 0}) const {
         return result_of([](const kvtip_adapter& row) { return record(row) + "\n"; }, kvtip_adapters,
                          &options);
     }
@@ -148,6 +152,117 @@ TEST_F(AdapterRows, HaveTheLeaseOfAddressesWithAFiniteLifetime) {
     kvtip_free(adapters);
 }
 
+TEST_F(AdapterRows, SayWhereAddressesComeFromAndHowLongTheyStay) {
+    IP_ADAPTER_UNICAST_ADDRESS& node = *system.adapters[0].FirstUnicastAddress;
+    const struct {
+        int prefix, suffix, state;
+        ULONG preferred, valid;
+        const char* expected;
+    } rows[] = {{1, 1, 4, forever, forever, "manual|manual|preferred|0|4294967295|4294967295|"},
+                {2, 4, 1, 0, 7, "well known|link layer|tentative|0|0|7|"},
+                {2, 5, 2, 1, 2, "well known|random|duplicate|0|1|2|"},
+                {3, 3, 0, 1, 2, "DHCP|DHCP|invalid|0|1|2|"},
+                {4, 4, 4, 1, 2, "router advertisement|link layer|preferred|0|1|2|"},
+                {4, 5, 3, 1, 2, "router advertisement|random|deprecated|1|1|2|"},
+                {0, 2, 4, 1, 2, "other|well known|preferred|0|1|2|"},
+                {16, 16, 9, 1, 2, "|||0|1|2|"}};
+    for (const auto& row : rows) {
+        std::memcpy(&node.PrefixOrigin, &row.prefix, sizeof row.prefix);
+        std::memcpy(&node.SuffixOrigin, &row.suffix, sizeof row.suffix);
+        std::memcpy(&node.DadState, &row.state, sizeof row.state);
+        node.PreferredLifetime = row.preferred;
+        node.ValidLifetime = row.valid;
+        const auto address = kvtip::adapters()[0].addresses.at(0);
+        EXPECT_EQ(
+            texts({std::string(to_string(address.prefix_origin)),
+                   std::string(to_string(address.suffix_origin)), std::string(to_string(address.state)),
+                   address.temporary, address.preferred_lifetime->count(), address.valid_lifetime->count()}),
+            row.expected);
+    }
+    system.missing = {"GetAdaptersAddresses"};
+    const auto older = kvtip::adapters()[0].addresses.at(0);
+    EXPECT_EQ(older.state, kvtip::address_state::unknown);
+    EXPECT_FALSE(older.temporary || older.preferred_lifetime || older.valid_lifetime);
+}
+
+TEST_F(AdapterRows, SayWhatKindOfAdapterItIs) {
+    const struct {
+        IFTYPE type;
+        int medium;
+        bool device;
+        const char *expected, *with_details;
+    } rows[] = {{6, 0, true, "Ethernet", "Ethernet"},
+                {6, 14, true, "Ethernet", "Ethernet"},
+                {6, 14, false, "Ethernet", "virtual"},
+                {6, 1, true, "Ethernet", "Wi-Fi"},
+                {6, 9, false, "Ethernet", "Wi-Fi"},
+                {6, 8, true, "Ethernet", "mobile broadband"},
+                {6, 10, true, "Ethernet", "Bluetooth"},
+                {71, 0, false, "Wi-Fi", "Wi-Fi"},
+                {23, 14, false, "PPP", "PPP"},
+                {24, 0, false, "loopback", "loopback"},
+                {53, 0, true, "virtual", "virtual"},
+                {131, 0, false, "tunnel", "tunnel"},
+                {243, 8, true, "mobile broadband", "mobile broadband"},
+                {244, 8, true, "mobile broadband", "mobile broadband"},
+                {144, 7, true, "other", "other"}};
+    for (const auto& row : rows) {
+        system.adapters[0].IfType = row.type;
+        MIB_IF_ROW2& found = system.interfaces[1];
+        std::memcpy(&found.PhysicalMediumType, &row.medium, sizeof row.medium);
+        found.InterfaceAndOperStatusFlags.HardwareInterface = row.device ? 1 : 0;
+        const kvtip::adapter plain = kvtip::adapters()[0], full = kvtip::adapters({.details = true})[0];
+        EXPECT_EQ(to_string(plain.kind), row.expected) << row.type;
+        EXPECT_EQ(to_string(full.kind), row.with_details) << row.type << " " << row.medium;
+        EXPECT_EQ(full.physical, row.device) << row.type;
+        EXPECT_FALSE(plain.physical || plain.counters);
+    }
+}
+
+TEST_F(AdapterRows, HaveTheirLinkAndWithDetailsTheirCounters) {
+    system.adapters[0].Mtu = 1500;
+    system.adapters[0].TransmitLinkSpeed = 10'000'000'000;
+    system.adapters[0].ReceiveLinkSpeed = ~0ULL; // unknown
+    MIB_IF_ROW2& found = system.interfaces[1];
+    ULONG64 next = 1;
+    for (ULONG64 MIB_IF_ROW2::*member :
+         {&MIB_IF_ROW2::InOctets, &MIB_IF_ROW2::InUcastPkts, &MIB_IF_ROW2::InNUcastPkts,
+          &MIB_IF_ROW2::InErrors, &MIB_IF_ROW2::InDiscards, &MIB_IF_ROW2::OutOctets,
+          &MIB_IF_ROW2::OutUcastPkts, &MIB_IF_ROW2::OutNUcastPkts, &MIB_IF_ROW2::OutErrors,
+          &MIB_IF_ROW2::OutDiscards}) {
+        found.*member = next++ << 32;
+    }
+    const auto traffic = [](const kvtip::traffic& t) {
+        std::string shown;
+        for (const auto count : {t.bytes, t.unicast_packets, t.multicast_packets, t.errors, t.discards}) {
+            shown += text(count >> 32) + " ";
+        }
+        return shown;
+    };
+    const auto shown = [&] {
+        const kvtip::adapter_list listed = kvtip::adapters({.details = true});
+        const kvtip::adapter& first = listed[0];
+        EXPECT_FALSE(listed.size() > 1 && listed[1].counters) << "the system has none for it";
+        return text(static_cast<std::uint32_t>(listed.missing)) + " " +
+               texts({first.mtu, first.transmit_speed, first.receive_speed}) +
+               (first.counters ? traffic(first.counters->received) + traffic(first.counters->sent) : "");
+    };
+    EXPECT_EQ(shown(), "0 1500|10000000000|0|1 2 3 4 5 6 7 8 9 10 ");
+    EXPECT_EQ(system.count("GetIfTable2"), 1);
+    system.adapters[0].Length = 184; // as before version 6
+    system.adapters[0].FirstGatewayAddress = nullptr;
+    EXPECT_EQ(shown(), "0 1500|0|0|1 2 3 4 5 6 7 8 9 10 ");
+    system.adapters[0].IfIndex = 0; // IPv6 alone
+    EXPECT_EQ(shown(), "0 1500|0|0|1 2 3 4 5 6 7 8 9 10 ");
+    system.answers["GetIfTable2"] = {50, 8};
+    EXPECT_EQ(shown(), "16 1500|0|0|");
+    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 0, 0, 1}), "8");
+    system.missing = {"GetIfTable2", "GetAdaptersAddresses"};
+    EXPECT_EQ(shown(), "18 0|0|0|");
+    system.missing = {"GetAdaptersAddresses"};
+    EXPECT_EQ(shown(), "2 0|0|0|1 2 3 4 5 6 7 8 9 10 ");
+}
+
 TEST_F(AdapterRows, AreSelected) {
     system.adapters[0].OperStatus = IfOperStatusDown;
     system.adapters[0].Ipv6IfIndex = 0; // but there is an address
@@ -158,11 +273,11 @@ TEST_F(AdapterRows, AreSelected) {
         kvtip_adapter_options options;
         std::string expected; ///< GUID, addresses, gateways and DNS servers
     } rows[] = {
-        {{size, 0, 1}, "0 {B} 127.0.0.1/8 ::1/128 ||| {C} |||"},
-        {{size, 4, 0}, "0 {A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 |||"},
-        {{size, 6, 0}, "0 {A} 2001:db8::10/64 |fe80::1%9|2001:db8::53| {B} ::1/128 ||| {C} |||"},
-        {{size, 6, 1}, "0 {B} ::1/128 ||| {C} |||"},
-        {{8, 4, 1}, "0 {A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 |||"}}; // older caller
+        {{size, 0, 1, 0}, "0 {B} 127.0.0.1/8 ::1/128 ||| {C} |||"},
+        {{size, 4, 0, 0}, "0 {A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 |||"},
+        {{size, 6, 0, 0}, "0 {A} 2001:db8::10/64 |fe80::1%9|2001:db8::53| {B} ::1/128 ||| {C} |||"},
+        {{size, 6, 1, 0}, "0 {B} ::1/128 ||| {C} |||"},
+        {{8, 4, 1, 1}, "0 {A} 192.0.2.10/24 |192.0.2.1|192.0.2.53| {B} 127.0.0.1/8 |||"}}; // older caller
     for (const auto& row : rows) {
         EXPECT_EQ(result_of([](const kvtip_adapter& each) { return each.guid + (" " + lists(each)); },
                             kvtip_adapters, &row.options),
@@ -188,9 +303,12 @@ TEST_F(AdapterRows, ComeFromTheOlderSourceWithoutTheNewer) {
         system.missing = row.missing;
         EXPECT_EQ(all(), row.expected);
     }
-    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 6, 0}), "0 missing 2");
-    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 5, 0}), "87");
-    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 0, 2}), "87");
+    EXPECT_EQ(all({sizeof(kvtip_adapter_options), 6, 0, 0}), "0 missing 2");
+    constexpr std::uint32_t size = sizeof(kvtip_adapter_options);
+    for (const kvtip_adapter_options& wrong :
+         std::initializer_list<kvtip_adapter_options>{{size, 5, 0, 0}, {size, 0, 2, 0}, {size, 0, 0, 2}}) {
+        EXPECT_EQ(all(wrong), "87");
+    }
 }
 
 TEST_F(OlderAdapterRows, KnowIpv4AndWhatTheNewerListAdds) {
@@ -224,7 +342,7 @@ TEST_F(AdapterRows, DnsServersSayTheirAdapter) {
     system.adapters[1].FriendlyName = system.text(L"other");
     system.adapters[1].Ipv6IfIndex = 3;
     const auto servers = [](std::uint32_t family) {
-        const kvtip_adapter_options options{sizeof options, family, 0};
+        const kvtip_adapter_options options{sizeof options, family, 0, 0};
         return result_of(
             [](const kvtip_dns_server& each) {
                 return texts({each.address, each.interface_index, each.placeholder, each.adapter});

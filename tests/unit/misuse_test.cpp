@@ -275,8 +275,8 @@ TEST(Rows, MayGrowWithoutHarmToEarlierCallers) {
                 adapter& row = add();
                 list_of<address> addresses{};
                 out.flat_list(addresses, 2, [&](auto add_address) {
-                    add_address() = {{here, i, 0, 0, 0}, {~0ULL}};
-                    add_address() = {{there, i + 1, 0, 0, 0}, {~0ULL}};
+                    add_address() = {{here, i, 0, 0, 0, 0, 0, 0, 0, 0, 0}, {~0ULL}};
+                    add_address() = {{there, i + 1, 0, 0, 0, 0, 0, 0, 0, 0, 0}, {~0ULL}};
                 });
                 row.addresses = std::bit_cast<kvtip_adapter_address_list>(addresses);
                 row.name = out.text(std::wstring(i, L'x'));

@@ -230,7 +230,8 @@ const kvtip_address to_far4 = kvtip::library::to_address(far4), to_far6 = kvtip:
 const kvtip_endpoint far_end{to_far4, 0, 0};
 
 unsigned long list_adapter_rows() {
-    return in_turn([] { return discard<kvtip_adapter_list>(kvtip_adapters, nullptr); },
+    const kvtip_adapter_options full{sizeof full, 0, 0, 1};
+    return in_turn([&] { return discard<kvtip_adapter_list>(kvtip_adapters, &full); },
                    [] { return discard<kvtip_dns_server_list>(kvtip_dns_servers, nullptr); });
 }
 
@@ -362,8 +363,9 @@ constexpr std::string_view dial_up = "RasGetProjectionInfoW WSAStartup GetBestIn
                                      " ExpandEnvironmentStringsW RegOpenKeyExW";
 
 /// What these rows do without memory for: the older source's device identifiers and newer list.
-constexpr std::string_view older_source = "GetProcAddress GetBestRoute2 closesocket MultiByteToWideChar"
-                                          " RegQueryValueExW ExpandEnvironmentStringsW RegOpenKeyExW";
+constexpr std::string_view older_source =
+    "GetIfTable2 FreeMibTable GetProcAddress GetBestRoute2 closesocket MultiByteToWideChar"
+    " RegQueryValueExW ExpandEnvironmentStringsW RegOpenKeyExW";
 
 /// The older name services do not say why they find nothing.
 constexpr std::string_view older_names = "gethostbyname() gethostbyaddr() getservbyname()";
@@ -429,7 +431,7 @@ constexpr std::string_view absorbed =
     "RtlGetVersion() GetProductInfo() RegOpenKeyExW() RegEnumKeyExW() RegQueryValueExW() RegCloseKey()"
     " ExpandEnvironmentStringsW() GetAdaptersAddresses() ioctlsocket() freeaddrinfo() FreeAddrInfoW()"
     " gethostbyaddr() getservbyport() getservbyname() DnsRecordListFree() IcmpCloseHandle() FreeMibTable()"
-    " EStats() EStats6() GetNetworkParams() GetSystemDirectoryW() S:\\rasapi32.dll"
+    " EStats() EStats6() GetIfTable2() GetNetworkParams() GetSystemDirectoryW() S:\\rasapi32.dll"
     " FreeLibrary(S:\\rasapi32.dll) RasEnumConnectionsW() RasGetProjectionInfoW()";
 
 /// Under a start of the C interface there are more: its optional entries in modules that it loads once more,
@@ -507,6 +509,7 @@ struct Scenarios : testing::TestWithParam<std::tuple<scenario, DWORD>> {
         system.echo_reply = std::string(40, '\0');
         system.older_neighbours.resize(200);
         system.neighbours.resize(1);
+        system.interfaces.resize(1);
         system.tcp4 = {{5, 0x090200C0, 0, 0x090200C0, 0, 1}};
         system.tcp6.resize(20);
         system.udp4.resize(1);

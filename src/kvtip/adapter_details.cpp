@@ -1,0 +1,82 @@
+// What adapters are, and what costs more system calls than to list them.
+
+#include "kvtip/adapter_details.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "kvtip/adapter_rows.h"
+#include "kvtip/system_entries.h"
+
+namespace kvtip::library {
+
+namespace {
+
+struct named_kind {
+    std::uint32_t value;
+    std::uint32_t kind;
+};
+
+constexpr std::uint32_t virtual_type = 53, mobile_type = 243, other_mobile_type = 244;
+
+constexpr named_kind kinds_by_type[] = {
+    {IF_TYPE_ETHERNET_CSMACD, KVTIP_KIND_ETHERNET},
+    {IF_TYPE_PPP, KVTIP_KIND_PPP},
+    {IF_TYPE_SOFTWARE_LOOPBACK, KVTIP_KIND_LOOPBACK},
+    {virtual_type, KVTIP_KIND_VIRTUAL},
+    {IF_TYPE_IEEE80211, KVTIP_KIND_WIFI},
+    {IF_TYPE_TUNNEL, KVTIP_KIND_TUNNEL},
+    {mobile_type, KVTIP_KIND_MOBILE},
+    {other_mobile_type, KVTIP_KIND_MOBILE},
+};
+
+/// The physical media (NDIS_PHYSICAL_MEDIUM) of adapters that pretend to be Ethernet.
+constexpr named_kind kinds_by_medium[] = {
+    {1, KVTIP_KIND_WIFI}, {8, KVTIP_KIND_MOBILE}, {9, KVTIP_KIND_WIFI}, {10, KVTIP_KIND_BLUETOOTH}};
+
+template <std::size_t Size>
+std::uint32_t kind_in(const named_kind (&kinds)[Size], std::uint32_t value, std::uint32_t otherwise) {
+    const auto* found =
+        std::find_if(kinds, std::end(kinds), [=](const named_kind& each) { return each.value == value; });
+    return found == std::end(kinds) ? otherwise : found->kind;
+}
+
+std::uint32_t kind_of_ethernet(const MIB_IF_ROW2& found) {
+    const bool is_device = found.InterfaceAndOperStatusFlags.HardwareInterface != 0;
+    return kind_in(kinds_by_medium, static_cast<std::uint32_t>(found.PhysicalMediumType),
+                   is_device ? KVTIP_KIND_ETHERNET : KVTIP_KIND_VIRTUAL);
+}
+
+} // namespace
+
+std::uint32_t kind_of_type(std::uint32_t type) {
+    return kind_in(kinds_by_type, type, KVTIP_KIND_OTHER);
+}
+
+std::uint32_t adapter_details::fetch() {
+    const std::uint32_t code = interfaces_.fetch(entries().GetIfTable2);
+    missing_ = code == 0 ? 0 : KVTIP_MISSING_COUNTERS;
+    return code == ERROR_NOT_ENOUGH_MEMORY ? code : 0;
+}
+
+void adapter_details::write(block& out, kvtip_adapter& row) const {
+    const auto interfaces = interfaces_.rows();
+    const auto found = std::find_if(
+        interfaces.begin(), interfaces.end(),
+        [index = index_for(row, 4)](const MIB_IF_ROW2& each) { return each.InterfaceIndex == index; });
+    if (found == interfaces.end()) {
+        return;
+    }
+    row.physical = found->InterfaceAndOperStatusFlags.HardwareInterface;
+    row.kind = row.kind == KVTIP_KIND_ETHERNET ? kind_of_ethernet(*found) : row.kind;
+    auto* counters = out.array<kvtip_adapter_counters>(1);
+    row.counters = counters;
+    if (counters != nullptr) {
+        counters->received = {found->InOctets, found->InUcastPkts, found->InNUcastPkts, found->InErrors,
+                              found->InDiscards};
+        counters->sent = {found->OutOctets, found->OutUcastPkts, found->OutNUcastPkts, found->OutErrors,
+                          found->OutDiscards};
+    }
+}
+
+} // namespace kvtip::library
