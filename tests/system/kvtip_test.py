@@ -17,6 +17,9 @@ import sys
 import tempfile
 import unittest
 from ipaddress import ip_address
+from pathlib import Path
+
+import jsonschema
 
 split = sys.argv.index("--")
 required, kvtip = sys.argv[1:split], sys.argv[split + 1 :]
@@ -86,28 +89,47 @@ def addresses_of(adapter, text=str):
     return sorted(f"{text(a['address'])}/{a['prefix_length']}" for a in adapter["addresses"])
 
 
+def strict(schema):
+    """The schema without room for members that it does not describe."""
+    if isinstance(schema, list):
+        return [strict(each) for each in schema]
+    if not isinstance(schema, dict):
+        return schema
+    closed = {"additionalProperties": False} if schema.get("type") == "object" else {}
+    return {**{key: strict(each) for key, each in schema.items()}, **closed}
+
+
+docs = Path(__file__).parents[2] / "docs"
+contract = jsonschema.Draft202012Validator(strict(json.loads((docs / "json.schema.json").read_text())))
+
+
 def each_address(rows):
     return [row["address"] for row in rows]
 
 
 class Kvtip(unittest.TestCase):
     maxDiff = None
+    have_result = set()  # the subcommands of which a result was seen
 
     def output(self, *arguments):
         status, out, err = run(*kvtip, *arguments)
         self.assertEqual((status, err), (0, ""), arguments)
         return out
 
-    def reports(self, *arguments, status=0):
+    def reports(self, *arguments, statuses=(0,)):
         """The JSON objects that a subcommand prints, each alone on a line if there are several."""
-        done, out, err = run(*kvtip, *arguments, "--json")
-        self.assertEqual((done, err), (status, ""), arguments)
+        status, out, err = run(*kvtip, *arguments, "--json")
+        self.assertIn(status, statuses, arguments)
+        self.assertEqual(err, "")
         self.assertNotRegex(out, r"[^\n -~]")
         found = [json.loads(out)] if out.startswith("{\n") else [json.loads(line) for line in out.splitlines()]
         for each in found:
-            self.assertEqual((each["schema"], each["command"]), (1, arguments[0]))
+            contract.validate(each)
+            self.assertEqual(each["command"], arguments[0])
         self.assertTrue(all("row" in each for each in found[:-1]))
         self.assertEqual("error" in found[-1], status != 0)
+        if "result" in found[-1]:
+            self.have_result.add(arguments[0])
         return found
 
     def found(self, *arguments):
@@ -116,7 +138,7 @@ class Kvtip(unittest.TestCase):
     def assert_fails(self, code, *arguments):
         status, out, err = run(*kvtip, *arguments)
         self.assertRegex(f"{status} {out}{err}", rf"^1 kvtip: {arguments[0]}: {code}: .*\S\n$")
-        error = self.reports(*arguments, status=1)[-1]["error"]
+        error = self.reports(*arguments, statuses=[1])[-1]["error"]
         self.assertEqual(err, f"kvtip: {arguments[0]}: {error['code']}: {error['message']}\n")
         self.assertTrue(error["name"])
 
@@ -136,7 +158,7 @@ class Kvtip(unittest.TestCase):
                 self.assertRegex(err, rf"^kvtip: .*{re.escape(reason)}.*\n"
                                  rf"try '{' '.join(['kvtip', *arguments[:1]])} --help'\n$")
                 if arguments:
-                    error = self.reports(*arguments, status=2)[-1]["error"]
+                    error = self.reports(*arguments, statuses=[2])[-1]["error"]
                     self.assertEqual((error["code"], error["name"]), (87, "ERROR_INVALID_PARAMETER"))
                     self.assertIn(error["message"].split("\x01")[0], err)
 
@@ -150,9 +172,35 @@ class Kvtip(unittest.TestCase):
             self.assertNotRegex(out, r"[^\n -~]")
         self.assertEqual(json.loads(out)["result"]["name"], 'a\x1b[2J\x9d]0;b"\\')
 
+    def subcommands(self):
+        return re.findall(r"(?m)^  ([a-z]+) ", self.output("--help").split("Subcommands:")[1].split("Examples:")[0])
+
+    def examples(self, subcommand):
+        """The arguments of the examples in its help; the adapter there is one of the lab."""
+        shown = self.output("help", subcommand).replace("%Ethernet", "%lab0")
+        return [line.split() for line in re.findall(r"(?m)^  kvtip (.*)$", shown)]
+
     def test_help_and_version(self):
         self.assertEqual(self.output("--version"), "kvtip 0.1.0\n")
-        self.assertIn("--family", self.output("addresses", "--help"))
+        for arguments in ([], ["connections"]):
+            shown = {self.output(*arguments, option) for option in ("--help", "-h", "/?")}
+            self.assertEqual(shown, {self.output("help", *arguments)})
+        for name in self.subcommands():
+            self.assertRegex(self.output("help", name), rf"(?s)^\S.*\nExamples:\n(  kvtip {name}\b.*\n){{2}}"
+                             r"\nExit codes:\n  0  .*\n  1  .*\n  2  .*\n$")
+
+    def test_every_subcommand_reports_errors_as_json(self):
+        for name in self.subcommands():
+            self.reports(name, "--nonsense", statuses=[2])
+
+    def test_json_on_the_page_is_as_in_the_contract(self):
+        blocks = re.findall(r"(?s)```json\n(.*?)```", (docs / "json.md").read_text())
+        shown = {}
+        for each in (json.loads(text) for block in blocks for text in re.split(r"\n(?=\{)", block)):
+            contract.validate(each)
+            shown.setdefault(each["command"], set()).update(each)
+        complete = {name for name, parts in shown.items() if "result" in parts}
+        self.assertEqual(set(self.subcommands()) - complete, {"mac"})  # for which Wine lacks the call
 
     @unittest.skipUnless(sys.platform == "linux", "needs a host that can be asked")
     def test_adapters_and_hostname_are_the_hosts(self):
@@ -239,9 +287,22 @@ class Kvtip(unittest.TestCase):
                 self.assertEqual(sorted(found), expected, options)
             self.assertRegex(self.output("connections"), rf"(?m)^TCP +127\.0\.0\.1:{port} +127\.0\.0\.1:{other} "
                              rf"+established .* {shown}$")
-            self.assertRegex(self.output("owner", f"127.0.0.1:{port}", f"127.0.0.1:{other}"), rf"process +{shown}\n")
+            ends = f"127.0.0.1:{port}", f"127.0.0.1:{other}"
+            self.assertRegex(self.output("owner", *ends), rf"process +{shown}\n")
+            self.assertEqual(self.found("owner", *ends), {key: end[key] for key in (
+                "local", "remote", "process", "process_name")})
             echo.communicate(b"\n", timeout=60)
         self.assert_fails(1168, "owner", "203.0.113.77", "127.0.0.1")
+
+    @unittest.skipUnless("lab0" in required, "needs the lab")
+    def test_examples_of_the_help_work(self):
+        names = self.subcommands()
+        answered = [["connect", "www.lab.test", "7"], ["reverse", "2001:db8:1::10"]]
+        for arguments in [each for name in names for each in self.examples(name)] + answered:
+            with self.subTest(arguments):
+                self.assertIn(run(*kvtip, *arguments)[0], (0, 1))
+                self.reports(*arguments, statuses=(0, 1))
+        self.assertGreaterEqual(self.have_result, set(names) - {"mac", "owner"})
 
     @unittest.skipUnless("lab0" in required, "needs the lab")
     def test_lab_is_as_it_was_made(self):

@@ -90,6 +90,14 @@ std::string value::to_indented_json() const {
 }
 
 void value::append_json(std::string& json, const std::string& line_start) const {
+    constexpr std::size_t longest_line = 100;
+    if (!line_start.empty()) {
+        const std::string on_one_line = to_json();
+        if (line_start.size() + on_one_line.size() <= longest_line) {
+            json += on_one_line;
+            return;
+        }
+    }
     const std::string next_line = line_start.empty() ? "" : line_start + "  ";
     const std::string separator = line_start.empty() ? ", " : "," + next_line;
     const auto append_all = [&](char open, const std::vector<value>& values, char close, auto append_name) {

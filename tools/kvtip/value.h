@@ -62,7 +62,8 @@ public:
     /// As JSON on one line. All of it is ASCII: other characters in texts become escapes.
     std::string to_json() const;
 
-    /// The same, with each member and element on a line of its own.
+    /// The same on several lines: one for each list and object that is short, otherwise one for each of its
+    /// elements or members.
     std::string to_indented_json() const;
 
     /// The same value with every text in it made printable (see encoding.h).
