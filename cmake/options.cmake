@@ -19,7 +19,9 @@ if(MSVC)
 endif()
 
 target_compile_options(kvtip_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wcast-align -Wformat=2 -Wno-format-nonliteral
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wcast-align -Wformat=2 -Wno-format-nonliteral
+  # Sources that are compiled as one shadow each other's names.
+  $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast> $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<BOOL:${KVTIP_WARNINGS_AS_ERRORS}>:-Werror>)
 # The binaries contain no path of the build machine.
 target_compile_options(kvtip_options INTERFACE
@@ -39,6 +41,6 @@ endif()
 if(KVTIP_CHECKS)
   target_compile_definitions(kvtip_options INTERFACE _GLIBCXX_ASSERTIONS)
   target_compile_options(kvtip_checks INTERFACE
-    -O1 -fsanitize=undefined -fsanitize-undefined-trap-on-error -fstack-protector-strong)
+    -fsanitize=undefined -fsanitize-undefined-trap-on-error -fstack-protector-strong)
   target_link_options(kvtip_options INTERFACE -fstack-protector-strong)
 endif()

@@ -104,14 +104,14 @@ text request(const void* data, WORD size, const IP_OPTION_INFORMATION* o) {
            text(o->Tos) + "/" + text(o->Flags);
 }
 
-DWORD answer(const call& now, void* reply, DWORD room) {
+DWORD write_reply(const call& now, void* reply, DWORD room) {
     std::memset(reply, 0xCC, room);
     current->echo_reply.copy(static_cast<char*>(reply), now.failed() ? 0 : room);
     return !now.failed();
 }
 
 DWORD answer_ipv4(const call& now, void* reply, DWORD room) {
-    const DWORD count = answer(now, reply, room);
+    const DWORD count = write_reply(now, reply, room);
     if (count != 0 && current->echo_data_at > 0) {
         static_cast<ICMP_ECHO_REPLY*>(reply)->Data = static_cast<char*>(reply) + current->echo_data_at;
     }
@@ -214,7 +214,7 @@ const entry_map service_entries = {
      fake([](HANDLE, HANDLE event, void* routine, void* context, void* from, void* to, void* data, WORD size,
              IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
          EXPECT_TRUE(event == nullptr && routine == nullptr && context == nullptr);
-         return answer(
+         return write_reply(
              call("Icmp6SendEcho2", image(from), image(to), request(data, size, options), room, limit), reply,
              room);
      })},

@@ -32,7 +32,7 @@ struct IpHelper : testing::Test {
     ip::lib lib;
 };
 
-const std::string good4 = "0|192.0.2.9|7|0|64|", good6 = "0|fe80::5|7|0|0|", untouched = "|::8|1|2|3|";
+const std::string good4 = "0|192.0.2.9|7|0|64|", good6 = "0|fe80::5|7|0|0|", unchanged = "|::8|1|2|3|";
 
 TEST_F(IpHelper, PingTakesAnAnswerWithTheDataSent) {
     system.give({});
@@ -43,9 +43,9 @@ TEST_F(IpHelper, PingTakesAnAnswerWithTheDataSent) {
     const std::pair<scripted::echo_answer, std::string> rows[] = {
         {{.size = 65535, .data_at = 0}, good4},
         {{.data_at = 68}, good4}, // past the end of the buffer
-        {{.last = '?'}, "59" + untouched},
+        {{.last = '?'}, "59" + unchanged},
         {{.size = 31, .last = '?'}, good4},
-        {{.size = 1, .data_at = -1}, "59" + untouched},
+        {{.size = 1, .data_at = -1}, "59" + unchanged},
         {{.status = 11013, .size = 0, .data_at = -1}, "0|192.0.2.9|7|11013|64|"}};
     for (const auto& [answer, expected] : rows) {
         system.give(answer);
@@ -58,13 +58,13 @@ TEST_F(IpHelper, PingTakesAnAnswerWithTheDataSent) {
                        "IcmpCloseHandle(1)");
     system.give6(13, std::string(31, 'E'));
     EXPECT_EQ(ping("::1") + ping("::1", 31) + ping("::1", 0),
-              "59" + untouched + "0|fe80::5|7|13|0|0|fe80::5|7|13|0|");
+              "59" + unchanged + "0|fe80::5|7|13|0|0|fe80::5|7|13|0|");
 }
 
 TEST_F(IpHelper, PingGoesTheOlderWayOnlyOn120AndTriesAgain) {
     system.give({});
     the_helper().iphlpapi.Icmp6SendEcho2 = nullptr;
-    EXPECT_EQ(ping("::feff:1.2.3.4"), "120" + untouched);
+    EXPECT_EQ(ping("::feff:1.2.3.4"), "120" + unchanged);
     EXPECT_EQ(ping("::ffff:1.2.3.4"), good4);
     EXPECT_EQ(system.called("IcmpSendEcho"), "(1.2.3.4,32E/128/5/2,72,900)");
     hlpapi::_SPingReply reply;

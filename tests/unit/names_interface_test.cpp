@@ -113,7 +113,7 @@ TEST_F(NameRows, AreTheHosts) {
     EXPECT_EQ(host_name(), "0 own");
 }
 
-struct Dns : testing::Test {
+struct DnsRecords : testing::Test {
     std::string query(const char* name, std::uint32_t type, std::uint32_t flags = 0) {
         const kvtip_dns_options options{sizeof options, flags};
         system.calls.clear();
@@ -127,7 +127,7 @@ struct Dns : testing::Test {
     scripted::system system;
 };
 
-TEST_F(Dns, ListsTheRecordsOfTheAnswer) {
+TEST_F(DnsRecords, ListsTheRecordsOfTheAnswer) {
     const std::string reverse6 = "9.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.8.b.d.0.1.0.0.2.ip6.arpa";
     system.dns = {{"1 www",
                    {{DNS_TYPE_CNAME, "alias"},
