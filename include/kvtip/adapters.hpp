@@ -223,10 +223,6 @@ using adapter_list = listing<adapter>;
 
 namespace detail {
 
-inline std::optional<std::uint32_t> to_metric(std::uint32_t metric) {
-    return metric == KVTIP_UNKNOWN_METRIC ? std::nullopt : std::optional(metric);
-}
-
 inline std::optional<std::chrono::sys_seconds> to_date(std::int64_t seconds) {
     return seconds == 0 ? std::nullopt
                         : std::optional(std::chrono::sys_seconds(std::chrono::seconds(seconds)));

@@ -551,6 +551,71 @@ typedef struct kvtip_route {
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_route_to(const kvtip_address* destination, uint32_t interface_index,
                                                   const kvtip_route** route) KVTIP_NOEXCEPT;
 
+/* How a route came into the table, with the system's values (NL_ROUTE_PROTOCOL). */
+enum kvtip_route_protocol {
+    KVTIP_ROUTE_OTHER = 1,
+    KVTIP_ROUTE_LOCAL = 2,   /* made by the system for an address or a link of this host */
+    KVTIP_ROUTE_NETMGMT = 3, /* set by an administrator, a program or DHCP */
+    KVTIP_ROUTE_ICMP = 4,    /* from an ICMP redirect */
+    KVTIP_ROUTE_EGP = 5,
+    KVTIP_ROUTE_GGP = 6,
+    KVTIP_ROUTE_HELLO = 7,
+    KVTIP_ROUTE_RIP = 8,
+    KVTIP_ROUTE_IS_IS = 9,
+    KVTIP_ROUTE_ES_IS = 10,
+    KVTIP_ROUTE_IGRP = 11,
+    KVTIP_ROUTE_SPF_IGP = 12,
+    KVTIP_ROUTE_OSPF = 13,
+    KVTIP_ROUTE_BGP = 14,
+    KVTIP_ROUTE_IDPR = 15,
+    KVTIP_ROUTE_EIGRP = 16,
+    KVTIP_ROUTE_DVMRP = 17,
+    KVTIP_ROUTE_RPL = 18,
+    KVTIP_ROUTE_DHCP = 19,
+    KVTIP_ROUTE_AUTO_STATIC = 10002,   /* static, from a routing protocol of dial-up links */
+    KVTIP_ROUTE_STATIC = 10006,        /* static, from a routing service */
+    KVTIP_ROUTE_STATIC_NON_DOD = 10007 /* the same, without opening a dial-up link */
+};
+
+/* A route in the system's table. A default route is one whose network has prefix length 0. */
+typedef struct kvtip_route_entry {
+    kvtip_network network;    /* the destinations that this route is for */
+    kvtip_address next_hop;   /* the router, with its scope; family 0 if `on_link` */
+    uint32_t on_link;         /* 1: these destinations are reached without a router */
+    uint32_t interface_index; /* of the interface that serves them */
+    uint32_t metric;          /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if unknown */
+    uint32_t protocol;        /* enum kvtip_route_protocol, or any other number that the system uses */
+    uint32_t reserved;
+    const char* adapter; /* the name of the interface's adapter as users see it; empty without an adapter */
+} kvtip_route_entry;
+
+typedef struct kvtip_route_list {
+    const kvtip_route_entry* const* rows;
+    size_t count;
+    size_t row_size;
+    uint32_t missing; /* KVTIP_MISSING_IPV6, KVTIP_MISSING_IPV4 where the system cannot list that family */
+    uint32_t reserved;
+} kvtip_route_list;
+
+typedef struct kvtip_route_options {
+    uint32_t size;
+    uint32_t family;          /* 4 or 6; 0: both */
+    uint32_t interface_index; /* 0: any */
+} kvtip_route_options;
+
+/* Lists the routes of the system's table, those of IPv4 first, each family in the system's order. An empty
+ * table is no failure. Rests on GetIpForwardTable2; where that is missing or not supported, for IPv4 on
+ * GetIpForwardTable. Names and the metrics of interfaces come from kvtip_adapters.
+ *
+ * Returns: 0; 8; 87; 120 for IPv4 without these calls; or the system's code.
+ * On failure: *routes is null.
+ * Frees: the caller frees *routes with kvtip_free.
+ * Blocks: up to a second.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_routes(const kvtip_route_options* options,
+                                                const kvtip_route_list** routes) KVTIP_NOEXCEPT;
+
 /* What is known of a neighbour, with the system's values (NL_NEIGHBOR_STATE). */
 enum kvtip_neighbour_state {
     KVTIP_NEIGHBOUR_UNREACHABLE = 0,

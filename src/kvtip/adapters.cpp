@@ -34,6 +34,15 @@ std::uint32_t list_adapters(const kvtip_adapter_options& options, bool with_devi
     return list_older_adapters(wanted, rows);
 }
 
+const kvtip_adapter* find_adapter(const kvtip_adapter_list& adapters, std::uint32_t interface_index,
+                                  std::uint32_t family) {
+    const std::span rows(adapters.rows, adapters.count);
+    const auto found = std::find_if(rows.begin(), rows.end(), [=](const kvtip_adapter* adapter) {
+        return index_for(*adapter, family) == interface_index;
+    });
+    return found == rows.end() ? nullptr : *found;
+}
+
 namespace {
 
 bool read_adapter_options(const kvtip_adapter_options* given, kvtip_adapter_options& options) {

@@ -44,4 +44,14 @@ private:
     std::unique_ptr<Table, decltype(&::FreeMibTable)> table_{nullptr, nullptr};
 };
 
+constexpr bool is_empty_table(std::uint32_t code) {
+    return code == ERROR_NOT_FOUND || code == ERROR_NO_DATA;
+}
+
+/// Whether the code says that the system cannot list what was asked for.
+constexpr bool is_unsupported(std::uint32_t code) {
+    return code == ERROR_CALL_NOT_IMPLEMENTED || code == ERROR_NOT_SUPPORTED ||
+           code == ERROR_INVALID_FUNCTION;
+}
+
 } // namespace kvtip::library

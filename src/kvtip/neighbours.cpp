@@ -73,16 +73,6 @@ const kvtip_neighbour_list* make_list(std::span<const Entry> entries, std::uint3
     });
 }
 
-bool is_empty_table(std::uint32_t code) {
-    return code == ERROR_NOT_FOUND || code == ERROR_NO_DATA;
-}
-
-/// Whether the code says that the system cannot list that family.
-bool is_unsupported(std::uint32_t code) {
-    return code == ERROR_CALL_NOT_IMPLEMENTED || code == ERROR_NOT_SUPPORTED ||
-           code == ERROR_INVALID_FUNCTION;
-}
-
 /// The rows of a family, or of both, by the newer call.
 std::uint32_t list_newer(std::uint32_t family, std::uint32_t interface_index, std::uint32_t missing,
                          const kvtip_neighbour_list*& list) {

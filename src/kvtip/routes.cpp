@@ -1,4 +1,4 @@
-// The way to a destination.
+// The way to a destination, and the table of routes.
 
 #include <winsock2.h>
 #include <ws2tcpip.h>
@@ -6,7 +6,7 @@
 #include <iphlpapi.h>
 
 #include <algorithm>
-#include <bit>
+#include <cstddef>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -17,6 +17,8 @@
 #include "kvtip/adapter_rows.h"
 #include "kvtip/block.h"
 #include "kvtip/boundary.h"
+#include "kvtip/options.h"
+#include "kvtip/route_table.h"
 #include "kvtip/system_entries.h"
 #include "kvtip/values.h"
 
@@ -24,32 +26,22 @@ using namespace kvtip::library;
 
 namespace {
 
-bool is_zero(const kvtip_address& address) {
-    return std::all_of(address.bytes, address.bytes + 16, [](std::uint8_t byte) { return byte == 0; });
-}
-
-/// The network that an address is in; none for a prefix length that the family does not have.
-kvtip_network to_network(const kvtip_address& address, int length) {
-    return kvtip::network::of(kvtip::address(address), length).native();
-}
-
 bool is_same(const kvtip_address& one, const kvtip_address& other) {
     return std::memcmp(&one, &other, sizeof one) == 0;
 }
 
-/// For a destination on the same link the system names no router, or the host itself.
-void set_next_hop(kvtip_route& route, const kvtip_address& next_hop) {
-    route.on_link = is_zero(next_hop) || is_same(next_hop, route.source) ? 1 : 0;
-    route.next_hop = route.on_link != 0 ? kvtip_address{} : next_hop;
+/// For a destination on the same link the older call may name the host itself.
+void set_way(kvtip_route& route, const kvtip_route_entry& entry) {
+    route.interface_index = entry.interface_index;
+    route.network = entry.network;
+    route.metric = entry.metric;
+    route.on_link = entry.on_link != 0 || is_same(entry.next_hop, route.source) ? 1 : 0;
+    route.next_hop = route.on_link != 0 ? kvtip_address{} : entry.next_hop;
 }
 
 /// The code of a route that the system has not found.
 std::uint32_t to_route_code(std::uint32_t code) {
     return code == ERROR_NETWORK_UNREACHABLE ? std::uint32_t{WSAENETUNREACH} : to_call_code(code);
-}
-
-kvtip_address to_address(const SOCKADDR_INET& address) {
-    return kvtip::library::to_address(ip::detail::from_sockaddr(&address, sizeof address));
 }
 
 std::uint32_t find_route(const kvtip_address& destination, std::uint32_t interface_index,
@@ -61,12 +53,8 @@ std::uint32_t find_route(const kvtip_address& destination, std::uint32_t interfa
             entries().GetBestRoute2(nullptr, interface_index, nullptr, &target, 0, &found, &source)) {
         return to_route_code(code);
     }
-    route.interface_index = found.InterfaceIndex;
-    route.network =
-        to_network(to_address(found.DestinationPrefix.Prefix), found.DestinationPrefix.PrefixLength);
-    route.source = to_address(source);
-    route.metric = found.Metric;
-    set_next_hop(route, to_address(found.NextHop));
+    route.source = to_address(ip::detail::from_sockaddr(&source, sizeof source));
+    set_way(route, to_entry(found));
     return 0;
 }
 
@@ -92,19 +80,14 @@ std::uint32_t find_older_route(const kvtip_address& destination, kvtip_route& ro
     if (const std::uint32_t code = GetBestRoute(ip::detail::ipv4_number(destination.bytes), 0, &found)) {
         return to_route_code(code);
     }
-    route.interface_index = found.dwForwardIfIndex;
-    route.network = to_network(ipv4_address(&found.dwForwardDest), std::popcount(found.dwForwardMask));
     route.source = find_source(destination);
-    route.metric = found.dwForwardMetric1;
+    set_way(route, to_entry(found));
     if (is_same(route.source, destination)) {
         // The destination is the host itself, to which some systems have no route but the default one.
-        route.network = to_network(destination, 32);
+        route.network = kvtip_network{destination, 32, {}};
         route.on_link = 1;
-        return 0;
+        route.next_hop = {};
     }
-    set_next_hop(route, found.dwForwardType == MIB_IPROUTE_TYPE_DIRECT
-                            ? kvtip_address{}
-                            : ipv4_address(&found.dwForwardNextHop));
     return 0;
 }
 
@@ -124,24 +107,42 @@ bool has_address(const kvtip_adapter& adapter, const kvtip_address& address) {
                        [&](const auto* each) { return is_same(each->address, address); });
 }
 
-/// The adapter of a route: the one with its index, or for a route to the host itself the one with its source.
-const kvtip_adapter* find_adapter(const kvtip_adapter_list& adapters, const kvtip_route& route,
-                                  std::uint32_t family, bool is_to_host) {
+/// The adapter that has that address; null if there is none.
+const kvtip_adapter* find_adapter_with(const kvtip_adapter_list& adapters, const kvtip_address& address) {
     const std::span rows(adapters.rows, adapters.count);
     const auto found = std::find_if(rows.begin(), rows.end(), [&](const kvtip_adapter* adapter) {
-        return is_to_host ? has_address(*adapter, route.source)
-                          : index_for(*adapter, family) == route.interface_index;
+        return has_address(*adapter, address);
     });
     return found == rows.end() ? nullptr : *found;
 }
 
-/// The newer call leaves the interface's metric out.
-void add_metric(kvtip_route& route, const kvtip_adapter* adapter, std::uint32_t family) {
-    const std::uint32_t metric = adapter == nullptr ? KVTIP_UNKNOWN_METRIC
-                                 : family == 4      ? adapter->ipv4_metric
-                                                    : adapter->ipv6_metric;
-    route.metric =
-        metric > KVTIP_UNKNOWN_METRIC - route.metric ? KVTIP_UNKNOWN_METRIC : route.metric + metric;
+/// The name of an adapter; empty for null.
+std::string_view name_of(const kvtip_adapter* adapter) {
+    return adapter == nullptr ? "" : adapter->name;
+}
+
+/// The list of the routes of that interface, or of any for 0.
+const kvtip_route_list* make_route_list(const route_table& table, const kvtip_adapter_list& adapters,
+                                        std::uint32_t interface_index) {
+    const auto is_wanted = [=](const kvtip_route_entry& entry) {
+        return interface_index == 0 || entry.interface_index == interface_index;
+    };
+    std::size_t count = 0;
+    table.for_each([&](const kvtip_route_entry& entry) { count += is_wanted(entry); });
+    return block::make<kvtip_route_list>([&](block& out, kvtip_route_list& list) {
+        list.missing = table.missing();
+        out.list(list, count, [&](auto add) {
+            table.for_each([&](const kvtip_route_entry& entry) {
+                if (is_wanted(entry)) {
+                    const kvtip_adapter* adapter =
+                        find_adapter(adapters, entry.interface_index, entry.network.address.family);
+                    kvtip_route_entry& row = add() = entry;
+                    row.metric = table.metric_of(entry, adapter);
+                    row.adapter = out.text(name_of(adapter));
+                }
+            });
+        });
+    });
 }
 
 } // namespace
@@ -162,18 +163,39 @@ uint32_t kvtip_route_to(const kvtip_address* destination, uint32_t interface_ind
             return code;
         }
         const bool is_to_host = is_older && is_same(found.source, *destination);
-        const kvtip_adapter* adapter = find_adapter(*adapters, found, destination->family, is_to_host);
+        const kvtip_adapter* adapter =
+            is_to_host ? find_adapter_with(*adapters, found.source)
+                       : find_adapter(*adapters, found.interface_index, destination->family);
         if (is_to_host && adapter != nullptr) {
             found.interface_index = index_for(*adapter, destination->family);
         }
         if (!is_older) {
-            add_metric(found, adapter, destination->family);
+            found.metric = add_interface_metric(found.metric, adapter, destination->family);
         }
         *route = block::make<kvtip_route>([&](block& out, kvtip_route& result) {
             result = found;
             result.size = sizeof result;
-            result.adapter = out.text(std::string_view(adapter == nullptr ? "" : adapter->name));
+            result.adapter = out.text(name_of(adapter));
         });
+        return 0;
+    });
+}
+
+uint32_t kvtip_routes(const kvtip_route_options* options, const kvtip_route_list** routes) noexcept {
+    kvtip_route_options wanted;
+    if (!clear(routes) || !read_options(options, wanted) || !is_family(wanted.family)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    return held([&]() -> uint32_t {
+        route_table table;
+        if (const uint32_t code = table.fetch(wanted.family)) {
+            return code;
+        }
+        adapter_rows adapters;
+        if (const uint32_t code = list_adapters({}, false, adapters)) {
+            return code;
+        }
+        *routes = make_route_list(table, *adapters, wanted.interface_index);
         return 0;
     });
 }

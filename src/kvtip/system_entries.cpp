@@ -33,6 +33,9 @@ constexpr entry iphlpapi_entries[] = {
                 "Routes to IPv6 hosts are not known (120; 10022 from the classes)."),
     KVTIP_ENTRY(system_entries, GetIfTable2,
                 "Counters of adapters, and whether these are devices, are not known."),
+    KVTIP_ENTRY(system_entries, GetIpForwardTable2, "Only IPv4 routes are listed."),
+    KVTIP_ENTRY(system_entries, GetIpForwardTable,
+                "Where GetIpForwardTable2 is missing too, routes are not listed (120)."),
     KVTIP_ENTRY(system_entries, IcmpSendEcho2Ex, "A ping over IPv4 cannot choose its source address (120)."),
 };
 

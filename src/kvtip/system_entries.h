@@ -38,6 +38,8 @@ struct system_entries {
     // Iphlpapi
     decltype(&::GetBestRoute2) GetBestRoute2 = nullptr;
     decltype(&::GetIfTable2) GetIfTable2 = nullptr;
+    decltype(&::GetIpForwardTable2) GetIpForwardTable2 = nullptr;
+    decltype(&::GetIpForwardTable) GetIpForwardTable = nullptr;
     /// Not all platform headers declare it.
     DWORD(WINAPI* IcmpSendEcho2Ex)
     (HANDLE handle, HANDLE event, void* routine, void* context, IPAddr source, IPAddr destination, void* data,

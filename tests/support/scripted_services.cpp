@@ -225,6 +225,19 @@ const entry_map service_entries = {
     {"GetIpNetTable2", fake([](ADDRESS_FAMILY family, void** table) {
          return allocate(call("GetIpNetTable2", family), current->neighbours, table);
      })},
+    {"GetIpForwardTable", fake([](void* table, ULONG* size, BOOL sorted) {
+         return fill(call("GetIpForwardTable", *size, sorted), current->older_routes,
+                     ERROR_INSUFFICIENT_BUFFER, sizeof(DWORD), table, size, static_cast<DWORD*>(table));
+     })},
+    {"GetIpForwardTable2", fake([](ADDRESS_FAMILY family, void** table) {
+         call now("GetIpForwardTable2", family);
+         const heap::pause pause;
+         std::vector<MIB_IPFORWARD_ROW2> rows;
+         std::copy_if(current->routes.begin(), current->routes.end(), std::back_inserter(rows),
+                      [=](const auto& row) { return row.DestinationPrefix.Prefix.si_family == family; });
+         now.fails_if(rows.empty(), ERROR_NOT_FOUND);
+         return allocate(std::move(now), rows, table);
+     })},
     {"GetIfTable2",
      fake([](void** table) { return allocate(call("GetIfTable2"), current->interfaces, table); })},
     {"FreeMibTable", fake([](void*) {

@@ -81,6 +81,20 @@ struct route {
     ip::saddr source = socket_address("192.0.2.10");
 };
 
+/// A row of the system's table of routes, of interface 7.
+inline MIB_IPFORWARD_ROW2 route_row(const char* network, UINT8 prefix_length, const char* next_hop,
+                                    ULONG metric = 0, int protocol = 3) {
+    MIB_IPFORWARD_ROW2 row{};
+    const ip::saddr to = socket_address(network), by = socket_address(next_hop);
+    std::memcpy(&row.DestinationPrefix.Prefix, &to, sizeof to);
+    std::memcpy(&row.NextHop, &by, sizeof by);
+    std::memcpy(&row.Protocol, &protocol, sizeof protocol);
+    row.DestinationPrefix.PrefixLength = prefix_length;
+    row.InterfaceIndex = 7;
+    row.Metric = metric;
+    return row;
+}
+
 /// A record that a DNS query is answered with, and its data: an address or a name, null for none.
 struct dns_record {
     WORD type;
@@ -130,6 +144,8 @@ public:
     std::vector<MIB_IPNETROW> older_neighbours;
     std::vector<MIB_IPNET_ROW2> neighbours;
     std::vector<MIB_IF_ROW2> interfaces;
+    std::vector<MIB_IPFORWARD_ROW2> routes; ///< of both families
+    std::vector<MIB_IPFORWARDROW> older_routes;
     MIB_IPNET_ROW2 resolved{}; ///< of which the hardware address counts
     std::vector<MIB_TCPROW_OWNER_PID> tcp4;
     std::vector<MIB_TCP6ROW_OWNER_PID> tcp6;

@@ -210,6 +210,7 @@ TEST_F(Misuse, IsRefusedBeforeTheSystemIsAsked) {
     test("adapters", kvtip_adapters, {}, nullptr, out);
     test("dns_servers", kvtip_dns_servers, {}, nullptr, out);
     test("route_to", kvtip_route_to, {}, &there, 0, out);
+    test("routes", kvtip_routes, {}, nullptr, out);
     test("neighbours", kvtip_neighbours, {}, nullptr, out);
     test("hardware_address", kvtip_hardware_address, {}, &there, 0, out);
     test("connections", kvtip_connections, {}, nullptr, out);

@@ -90,4 +90,74 @@ TEST_F(Routes, ComeFromTheOlderCallWithoutTheNewer) {
     EXPECT_EQ(to("203.0.113.9"), direct + older);
 }
 
+struct RouteTable : testing::Test {
+    RouteTable() {
+        system.adapters = {full_adapter(system), loopback_adapter(system)};
+        system.routes = {scripted::route_row("::", 0, "fe80::1"),
+                         scripted::route_row("0.0.0.0", 0, "192.0.2.1", 5),
+                         scripted::route_row("192.0.2.0", 24, "0.0.0.0", 256, 2),
+                         scripted::route_row("2001:db8::", 129, "::", 0xFFFFFFF0, 77)};
+        system.routes[2].InterfaceIndex = 99;
+        MIB_IPFORWARDROW row{0, 0, 0, 0x010200C0, 7, {4}, {3}, 0, 0, 31, 0, 0, 0, 0};
+        system.older_routes = {row};
+        row = {0x000200C0, 0x00FFFFFF, 0, 0x0A0200C0, 99, {3}, {2}, 0, 0, 9, 0, 0, 0, 0};
+        system.older_routes.push_back(row);
+    }
+
+    /// The code and rows, and the calls.
+    std::string list(std::uint32_t family, std::uint32_t interface_index = 0) {
+        const kvtip_route_options options{sizeof options, family, interface_index};
+        system.calls.clear();
+        const std::string result = result_of(
+            [](const kvtip_route_entry& row) {
+                return texts({row.network.address, row.network.prefix_length, row.next_hop, row.on_link,
+                              row.interface_index, row.adapter, row.metric, row.protocol});
+            },
+            kvtip_routes, &options);
+        return result + " " + system.called("GetIpForwardTable");
+    }
+
+    scripted::system system;
+};
+
+TEST_F(RouteTable, IsTheOneThatThereIs) {
+    const std::string router = " 0.0.0.0|0|192.0.2.1|0|7|a friendly name|30|3|",
+                      link = " 192.0.2.0|24|-|1|99||4294967295|2|",
+                      ipv6 = " ::|0|fe80::1%7|0|7|a friendly name|35|3|"
+                             " -|0|-|1|7|a friendly name|4294967295|77|",
+                      older = " 0.0.0.0|0|192.0.2.1|0|7|a friendly name|31|3| 192.0.2.0|24|-|1|99||9|2|";
+    const struct {
+        std::uint32_t family, index;
+        std::set<std::string> missing;
+        std::map<std::string, std::deque<DWORD>> answers;
+        std::string expected;
+    } rows[] = {
+        {0, 0, {}, {}, "0" + router + link + ipv6 + " 2(2) 2(23)"},
+        {4, 99, {}, {}, "0" + link + " 2(2)"},
+        {6, 99, {}, {}, "0 2(23)"},
+        {6, 0, {}, {{"GetIpForwardTable2", {1168}}}, "0 2(23)"},
+        {0, 0, {}, {{"GetIpForwardTable2(23)", {50}}}, "0 missing 2" + router + link + " 2(2) 2(23)"},
+        {0, 0, {}, {{"GetIpForwardTable2", {50}}}, "0" + older + ipv6 + " 2(2) (1024,0) 2(23)"},
+        {4, 0, {}, {{"GetIpForwardTable2", {50}}, {"GetIpForwardTable", {50}}}, "0 missing 1 2(2) (1024,0)"},
+        {4, 0, {}, {{"GetIpForwardTable2", {50}}, {"GetIpForwardTable", {232}}}, "0 2(2) (1024,0)"},
+        {0, 0, {}, {{"GetIpForwardTable2", {5}}}, "5 2(2)"},
+        {6, 0, {}, {{"GetIpForwardTable2", {5}}}, "5 2(23)"},
+        {0, 0, {}, {{"GetAdaptersAddresses", {8}}}, "8 2(2) 2(23)"},
+        {0, 0, {"GetIpForwardTable2"}, {}, "0 missing 2" + older + " (1024,0)"},
+        {4, 7, {"FreeMibTable"}, {}, "0" + older.substr(0, older.rfind(' ')) + " (1024,0)"},
+        {0, 0, {"GetIpForwardTable2", "GetIpForwardTable"}, {}, "120 "},
+        {6, 0, {"GetIpForwardTable2", "GetIpForwardTable"}, {}, "0 missing 2 "},
+        {5, 0, {}, {}, "87 "},
+    };
+    for (const auto& row : rows) {
+        system.missing = row.missing;
+        system.answers = row.answers;
+        EXPECT_EQ(list(row.family, row.index), row.expected);
+    }
+    system.answers = {{"GetIpForwardTable2", {50}}};
+    system.wanted = {2048};
+    system.more_rows = 100;
+    EXPECT_TRUE(list(4).ends_with(" 2(2) (1024,0) (2048,0)")) << "the table has grown, and counts too many";
+}
+
 } // namespace

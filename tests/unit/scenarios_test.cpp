@@ -250,6 +250,10 @@ unsigned long find_route_row() {
     return lacks_source ? unexplained : code;
 }
 
+unsigned long list_route_rows() {
+    return code_of(discard<kvtip_route_list>(kvtip_routes, nullptr));
+}
+
 unsigned long list_neighbour_rows() {
     kvtip_mac mac;
     return in_turn([] { return discard<kvtip_neighbour_list>(kvtip_neighbours, nullptr); },
@@ -364,7 +368,8 @@ constexpr std::string_view dial_up = "RasGetProjectionInfoW WSAStartup GetBestIn
 
 /// What these rows do without memory for: the older source's device identifiers and newer list.
 constexpr std::string_view older_source =
-    "GetIfTable2 FreeMibTable GetProcAddress GetBestRoute2 closesocket MultiByteToWideChar"
+    "GetIfTable2 FreeMibTable GetProcAddress GetBestRoute2 GetIpForwardTable2 GetIpForwardTable closesocket"
+    " MultiByteToWideChar"
     " RegQueryValueExW ExpandEnvironmentStringsW RegOpenKeyExW";
 
 /// The older name services do not say why they find nothing.
@@ -410,6 +415,9 @@ const scenario scenarios[] = {
     {"route row", find_route_row, c_start, "", description, older_source},
     {"older route row", find_route_row, c_start, "WSASocketW() connect() getsockname()", description,
      older_source, "closesocket()", "GetBestRoute2"},
+    {"routes", list_route_rows, c_start, "Iphlpapi.dll#2", description, older_source},
+    {"older routes", list_route_rows, c_start, "GetIpForwardTable Iphlpapi.dll#2", description, older_source,
+     "", "GetIpForwardTable2"},
     {"neighbour rows", list_neighbour_rows, c_start, "ResolveIpNetEntry2 GetBestInterfaceEx", "", "",
      "GetIpNetTable2()"},
     {"connection rows", list_connection_rows, c_start, "GetExtendedTcpTable GetExtendedUdpTable", "", "",
@@ -510,6 +518,9 @@ struct Scenarios : testing::TestWithParam<std::tuple<scenario, DWORD>> {
         system.older_neighbours.resize(200);
         system.neighbours.resize(1);
         system.interfaces.resize(1);
+        system.routes = {scripted::route_row("192.0.2.0", 24, "0.0.0.0"),
+                         scripted::route_row("::", 0, "fe80::1")};
+        system.older_routes.resize(20);
         system.tcp4 = {{5, 0x090200C0, 0, 0x090200C0, 0, 1}};
         system.tcp6.resize(20);
         system.udp4.resize(1);

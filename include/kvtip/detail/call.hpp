@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -72,6 +73,11 @@ std::vector<Row> rows_of(const List* list, Convert convert) {
         }
     }
     return rows;
+}
+
+/// A metric; none if it is unknown.
+inline std::optional<std::uint32_t> to_metric(std::uint32_t metric) {
+    return metric == KVTIP_UNKNOWN_METRIC ? std::nullopt : std::optional(metric);
 }
 
 /// Text for a C function. Text with a zero byte in it is misuse: it would be cut there.
