@@ -177,7 +177,7 @@ class Kvtip(unittest.TestCase):
 
     def examples(self, subcommand):
         """The arguments of the examples in its help; the adapter there is one of the lab."""
-        shown = self.output("help", subcommand).replace("%Ethernet", "%lab0")
+        shown = self.output("help", subcommand).replace("Ethernet", "lab0")
         return [line.split() for line in re.findall(r"(?m)^  kvtip (.*)$", shown)]
 
     def test_help_and_version(self):
@@ -320,6 +320,12 @@ class Kvtip(unittest.TestCase):
             self.assertEqual(self.found("route", host), {
                 "destination": host, "interface_index": socket.if_nametoindex("lab0"), "adapter": "lab0",
                 "source": "198.51.100.2", "metric": 0, **way})
+        table = self.found("routes", "--interface", "LAB0", "--family", "4")
+        link = {"interface_index": socket.if_nametoindex("lab0"), "adapter": "lab0"}
+        for each in ({"network": "0.0.0.0/0", "next_hop": "198.51.100.1", "on_link": False, **link},
+                     {"network": "198.51.100.0/24", "on_link": True, **link}):
+            self.assertIn(each, [{key: row[key] for key in row if key in {*each, "next_hop"}} for row in table])
+        self.assertRegex(self.output("routes"), r"(?m)^0\.0\.0\.0/0 +198\.51\.100\.1 +lab0 +\d+ ")
         profile = self.found("profile")
         self.assertEqual([profile[key] for key in ("adapter", "address", "mask", "next_hop", "dial_up")],
                          ["lab0", "198.51.100.2", "255.255.255.0", "198.51.100.1", False])

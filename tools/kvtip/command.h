@@ -58,4 +58,5 @@ extern const command report_command;
 extern const command resolve_command;
 extern const command reverse_command;
 extern const command route_command;
+extern const command routes_command;
 extern const command trace_command;

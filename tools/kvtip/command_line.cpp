@@ -40,10 +40,20 @@ void parameters::add_choice(const char* name, std::string& choice, const char* d
     }
 }
 
+namespace {
+
+std::string refuse_empty(const std::string& given) {
+    return given.empty() ? "must not be empty" : "";
+}
+
+} // namespace
+
+void parameters::add_text(const char* name, std::optional<std::string>& text, const char* description) {
+    parser_.add_option(name, text, description)->check(refuse_empty);
+}
+
 void parameters::add_text(const char* name, std::string& text, const char* description) {
-    CLI::Option* option = parser_.add_option(name, text, description)->check([](const std::string& given) {
-        return std::string(given.empty() ? "must not be empty" : "");
-    });
+    CLI::Option* option = parser_.add_option(name, text, description)->check(refuse_empty);
     if (text.empty()) {
         option->required();
     } else {

@@ -39,6 +39,9 @@ public:
     /// Text that is not empty. It may be left out if `text` is its default.
     void add_text(const char* name, std::string& text, const char* description);
 
+    /// The same, without a default.
+    void add_text(const char* name, std::optional<std::string>& text, const char* description);
+
     /// Two options of which only one may be given.
     void exclude(const char* one, const char* other);
 

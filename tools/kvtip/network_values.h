@@ -15,6 +15,12 @@ value text_or_null(std::string_view text);
 /// The number; null for 0, where 0 stands for none.
 value number_or_null(std::int64_t number);
 
+/// The number; null for none.
+template <class Number>
+value optional_value(const std::optional<Number>& number) {
+    return number ? value(*number) : value();
+}
+
 /// The text of an address, with its scope; null without an address.
 value address_value(const kvtip::address& address);
 

@@ -17,7 +17,7 @@ value route_to(const std::string& host, kvtip::family family) {
             {"source", address_value(way.source)},
             {"next_hop", address_value(way.next_hop)},
             {"on_link", way.on_link},
-            {"metric", way.metric ? value(*way.metric) : value()}};
+            {"metric", optional_value(way.metric)}};
 }
 
 operation prepare(parameters& expected) {
@@ -30,8 +30,11 @@ std::string text(const value& result) {
     append_field(fields, "destination", result["destination"]);
     append_field(fields, "interface", result["interface_index"]);
     append_field(fields, "adapter", result["adapter"]);
+    append_field(fields, "source", result["source"]);
     append_field(fields, "gateway",
                  result["on_link"].truth() ? value("none: on the link") : result["next_hop"]);
+    append_field(fields, "route", result["network"]);
+    append_field(fields, "metric", result["metric"]);
     return fields;
 }
 
@@ -39,7 +42,7 @@ std::string text(const value& result) {
 
 const command route_command = {
     .name = "route",
-    .summary = "Show the adapter and the gateway that lead to a host",
+    .summary = "Show the adapter, the source address and the gateway that lead to a host",
     .examples = {"route 192.0.2.1", "route www.example.com --family 4"},
     .prepare = prepare,
     .text = text,
