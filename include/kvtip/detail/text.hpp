@@ -12,6 +12,12 @@
 #include <type_traits>
 #include <utility>
 
+// Every 64-bit Intel or AMD processor has these instructions. At compile time, and on others, plain loops do the same.
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#define KVTIP_SSE2
+#endif
+
 namespace kvtip {
 inline namespace v1 {
 namespace detail {
@@ -50,32 +56,38 @@ constexpr std::uint64_t each_of_8(std::uint8_t value) noexcept {
 
 // ---- Reading
 
+#ifdef KVTIP_SSE2
+/// One bit for each of 16 bytes: its highest one.
+inline std::uint64_t bits_of(__m128i bytes) noexcept {
+    return static_cast<std::uint64_t>(_mm_movemask_epi8(bytes));
+}
+#endif
+
 /// Packs eight characters into bytes, and adds the bits that are not ASCII to `others`.
 template <class Char>
 constexpr std::uint64_t pack(const Char* from, std::uint64_t& others) noexcept {
-    if (std::is_constant_evaluated() || sizeof(Char) > 2) {
-        std::uint64_t block = 0;
-        for (std::size_t i = 0; i < 8; ++i) {
-            const std::uint64_t unit = static_cast<std::make_unsigned_t<Char>>(from[i]);
-            block |= (unit & 0x7F) << (8 * i);
-            others |= unit & ~std::uint64_t{0x7F};
+    if (!std::is_constant_evaluated()) {
+        if constexpr (sizeof(Char) == 1) {
+            const auto block = load<std::uint64_t>(from);
+            others |= block & each_of_8(0x80);
+            return block;
         }
-        return block;
+#ifdef KVTIP_SSE2
+        if constexpr (sizeof(Char) == 2) {
+            const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+            const __m128i above = _mm_and_si128(units, _mm_set1_epi16(~0x7F));
+            others |= bits_of(_mm_cmpeq_epi16(above, _mm_setzero_si128())) ^ 0xFFFF;
+            return static_cast<std::uint64_t>(_mm_cvtsi128_si64(_mm_packus_epi16(units, units)));
+        }
+#endif
     }
-    std::uint64_t words[sizeof(Char)];
-    std::memcpy(words, from, sizeof words);
-    if constexpr (sizeof(Char) == 1) {
-        others |= words[0] & each_of_8(0x80);
-        return words[0];
-    } else {
-        constexpr std::uint64_t not_ascii = 0xFF80'FF80'FF80'FF80;
-        others |= (words[0] | words[1]) & not_ascii;
-        const auto narrow = [](std::uint64_t word) {
-            const std::uint64_t halves = (word | word >> 8) & 0x0000'FFFF'0000'FFFF;
-            return (halves | halves >> 16) & 0xFFFF'FFFF;
-        };
-        return narrow(words[0]) | narrow(words[1]) << 32;
+    std::uint64_t block = 0;
+    for (std::size_t i = 0; i < 8; ++i) {
+        const std::uint64_t unit = static_cast<std::make_unsigned_t<Char>>(from[i]);
+        block |= (unit & 0x7F) << (8 * i);
+        others |= unit & ~std::uint64_t{0x7F};
     }
+    return block;
 }
 
 /// A copy of a text that ends at zeros, so that the readers need not watch for its end: they look at up to 60
@@ -172,11 +184,6 @@ constexpr const char* read_number(const char* at, std::uint64_t most, std::uint6
         }
     }
     return at;
-}
-
-/// One bit for each of eight bytes: its highest one.
-constexpr std::uint64_t highest_bits(std::uint64_t bytes) noexcept {
-    return (bytes & each_of_8(0x80)) * 0x0002'0408'1020'4081 >> 56;
 }
 
 /// Whether each byte is at least `least`, from 1 to 128, in its highest bit.
@@ -314,22 +321,46 @@ constexpr bool read_full_form(const char* at, groups& out) noexcept {
     return wrong < not_hexadecimal;
 }
 
+/// Of the first 40 characters, which no eight groups fill, one bit each: the colons, and those that are neither
+/// colons nor hexadecimal digits, with a bit after the last.
+struct delimiters {
+    std::uint64_t colons = 0;
+    std::uint64_t others = std::uint64_t{1} << 40;
+};
+
+constexpr delimiters find_delimiters(const char* at) noexcept {
+    delimiters found;
+#ifdef KVTIP_SSE2
+    if (!std::is_constant_evaluated()) {
+        const auto within = [](__m128i characters, char first, char last) {
+            const __m128i offsets = _mm_sub_epi8(characters, _mm_set1_epi8(first));
+            const __m128i most = _mm_set1_epi8(static_cast<char>(last - first));
+            return _mm_cmpeq_epi8(_mm_min_epu8(offsets, most), offsets);
+        };
+        for (std::size_t i = 0; i < 48; i += 16) {
+            const __m128i characters = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + i));
+            const __m128i lower = _mm_or_si128(characters, _mm_set1_epi8(0x20));
+            const __m128i known = _mm_or_si128(within(characters, '0', ':'), within(lower, 'a', 'f'));
+            found.colons |= bits_of(_mm_cmpeq_epi8(characters, _mm_set1_epi8(':'))) << i;
+            found.others |= (bits_of(known) ^ 0xFFFF) << i;
+        }
+        return found;
+    }
+#endif
+    for (std::size_t i = 0; i < 40; ++i) {
+        const bool is_colon = at[i] == ':';
+        found.colons |= std::uint64_t{is_colon} << i;
+        found.others |= std::uint64_t{!is_colon && hexadecimal_value(at[i]) == not_hexadecimal} << i;
+    }
+    return found;
+}
+
 /// Eight groups, of which `::` stands for one or more; the last two may be written as an IPv4 address.
 constexpr const char* read_ipv6(const char* at, groups& out) noexcept {
     if (at[29] == ':' && at[34] == ':' && read_full_form(at, out)) {
         return at + 39;
     }
-    // Of the first 40 characters, which no eight groups fill: the colons, and where the groups end.
-    std::uint64_t colons = 0;
-    std::uint64_t others = std::uint64_t{1} << 40;
-    for (std::size_t i = 0; i < 40; i += 8) {
-        const auto characters = load<std::uint64_t>(at + i);
-        const std::uint64_t lower = (characters | each_of_8(0x20)) ^ each_of_8(0x60); // a to f are 1 to 6
-        const std::uint64_t letters = at_least(lower, 1) & ~at_least(lower, 7);
-        const std::uint64_t no_digit_or_colon = at_least(characters ^ each_of_8('0'), ':' - '0' + 1);
-        colons |= highest_bits(~at_least(characters ^ each_of_8(':'), 1)) << i;
-        others |= highest_bits(no_digit_or_colon & ~letters) << i;
-    }
+    auto [colons, others] = find_delimiters(at);
     const auto end = static_cast<std::size_t>(std::countr_zero(others));
     const std::uint64_t before_end = (std::uint64_t{1} << end) - 1;
     colons &= before_end;
@@ -550,3 +581,5 @@ private:
 
 } // namespace v1
 } // namespace kvtip
+
+#undef KVTIP_SSE2
