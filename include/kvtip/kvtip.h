@@ -130,7 +130,8 @@ KVTIP_FUNCTION void KVTIP_CALL kvtip_free(const void* result) KVTIP_NOEXCEPT;
  */
 KVTIP_FUNCTION size_t KVTIP_CALL kvtip_message(uint32_t code, char* text, size_t capacity) KVTIP_NOEXCEPT;
 
-/* Returns the name of an error code, such as "WSAECONNREFUSED".
+/* Returns the name of an error code, such as "WSAECONNREFUSED". The library knows the codes of the socket,
+ * DNS, echo and IP Helper calls. Those from 11005 to 11050 are statuses of a ping: see kvtip_ping_status_name.
  *
  * Returns: the name, or empty text for a code that the library does not know; never null.
  * On failure: it cannot fail.
