@@ -38,6 +38,12 @@ bad_usage = [
     (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not above 0 and up to 86400"),
     (["ping", "::1", "--size", "65501"], "--size"),
     (["connections", "--udp", "--state", "listen"], "--state"),
+    (["ping", "fe80::1%nowhere"], "there is no interface 'nowhere'"),
+    (["owner", "[fe80::1%nowhere]:80", "::"], "there is no interface 'nowhere'"),
+    (["mac", "10.0.0.1%1"], "10.0.0.1%1 is not an address"),
+    *[([*arguments, address], f"{address} needs an interface: {address}%")
+      for arguments, address in ((["ping"], "fe80::1"), (["mac"], "fe80::1"), (["route"], "ff02::1"))],
+    (["nonsense"], "there is no command nonsense"),
 ]
 
 
@@ -156,8 +162,8 @@ class Kvtip(unittest.TestCase):
                 status, out, err = run(*kvtip, *arguments)
                 self.assertEqual((status, out), (2, ""))
                 self.assertRegex(err, rf"^kvtip: .*{re.escape(reason)}.*\n"
-                                 rf"try '{' '.join(['kvtip', *arguments[:1]])} --help'\n$")
-                if arguments:
+                                 rf"try '{' '.join(['kvtip', *arguments[:1]]).removesuffix(' nonsense')} --help'\n$")
+                if arguments and arguments != ["nonsense"]:
                     error = self.reports(*arguments, statuses=[2])[-1]["error"]
                     self.assertEqual((error["code"], error["name"]), (87, "ERROR_INVALID_PARAMETER"))
                     self.assertIn(error["message"].split("\x01")[0], err)
@@ -336,6 +342,12 @@ class Kvtip(unittest.TestCase):
         with open("/dev/full", "wb") as full:
             status, _, err = run(*kvtip, "addresses", stdout=full)
         self.assertRegex(f"{status} {err}", r"^1 kvtip: addresses: 112: .*\S\n$")
+
+    def test_reader_that_has_seen_enough_ends_the_output_quietly(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        with open(writer, "wb") as pipe:
+            self.assertEqual(run(*kvtip, "adapters", stdout=pipe)[2], "")
 
     @unittest.skipUnless("wine" in kvtip[0], "Wine alone can be told to leave a library out")
     def test_missing_socket_library_is_a_failure(self):

@@ -1,19 +1,24 @@
 #include "arguments.h"
 
-#include <optional>
-#include <string_view>
+#include <algorithm>
+#include <system_error>
 
 #include "kvtip/adapters.hpp"
 #include "kvtip/names.hpp"
 
 namespace {
 
-/// The address with the index of the interface that its scope names; none if there is no such interface.
-std::optional<kvtip::address> with_numeric_scope(std::string_view text) {
-    const std::size_t scope = text.find('%') + 1;
-    std::error_code error;
-    const std::uint32_t index = scope == 0 ? 0 : kvtip::scope(text.substr(scope), error);
-    return kvtip::address::parse(std::string(text.substr(0, scope)) + std::to_string(index));
+/// "fe80::1%4 or fe80::1%Ethernet", with an interface of this host where one can be meant.
+std::string with_some_scope(const std::string& address) {
+    constexpr std::uint32_t loopback = 24;
+    std::error_code unused; // without adapters, an example will do
+    for (const kvtip::adapter& each : kvtip::adapters({.family = kvtip::family::ipv6, .up = true}, unused)) {
+        const std::uint32_t index = each.ipv6_index != 0 ? each.ipv6_index : each.index;
+        if (each.type != loopback && index != 0) {
+            return address + "%" + std::to_string(index) + " or " + address + "%" + each.name;
+        }
+    }
+    return address + "%4 or " + address + "%Ethernet";
 }
 
 } // namespace
@@ -35,15 +40,49 @@ std::shared_ptr<std::string> add_host(parameters& expected, const char* name, co
     return host;
 }
 
+std::string with_numeric_scope(const std::string& text) {
+    constexpr int not_found = 1168; // ERROR_NOT_FOUND
+    const std::size_t start = text.find('%') + 1;
+    if (start == 0) {
+        return text;
+    }
+    const std::size_t end = text.front() == '[' ? text.find(']', start) : std::string::npos;
+    const std::string name = text.substr(start, end - start);
+    std::error_code error;
+    const std::uint32_t index = kvtip::scope(name, error);
+    if (error.value() == not_found) {
+        throw usage_error(text + ": there is no interface '" + name +
+                          "'; 'kvtip adapters' lists those that there are");
+    }
+    if (error) {
+        throw std::system_error(error);
+    }
+    return text.substr(0, start) + std::to_string(index) + text.substr(std::min(end, text.size()));
+}
+
+void check_scope(const kvtip::address& destination) {
+    const bool needs_scope = destination.is_link_local() || destination.is_multicast();
+    if (needs_scope && destination.scope() == 0 && destination.with_scope(1) != destination) {
+        const std::string text = destination.to_string();
+        throw usage_error(text + " needs an interface: " + with_some_scope(text));
+    }
+}
+
+std::vector<kvtip::endpoint> find_endpoints(const std::string& host, std::uint16_t port,
+                                            kvtip::family family) {
+    auto endpoints = kvtip::resolve(with_numeric_scope(host), port, {.family = family}).endpoints;
+    for (const kvtip::endpoint& each : endpoints) {
+        check_scope(each.address());
+    }
+    return endpoints;
+}
+
 kvtip::address find_address(const std::string& host, kvtip::family family) {
-    return kvtip::resolve(host, "", {.family = family}).endpoints.front().address();
+    return find_endpoints(host, 0, family).front().address();
 }
 
 kvtip::address parse_address(const std::string& text, const char* name) {
-    auto address = kvtip::address::parse(text);
-    if (!address) {
-        address = with_numeric_scope(text);
-    }
+    const auto address = kvtip::address::parse(with_numeric_scope(text));
     if (!address) {
         throw usage_error(std::string(name) + ": " + text + " is not an address");
     }

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "command_line.h"
 #include "kvtip/address.hpp"
@@ -17,7 +18,18 @@ std::function<kvtip::family()> add_family(parameters& expected);
 std::shared_ptr<std::string> add_host(parameters& expected, const char* name, const char* description,
                                       const char* fallback = "");
 
-/// The first address of such a host. Throws `std::system_error`.
+/// The text of an address or endpoint, in which the scope is a number instead of an interface's name. Throws
+/// `usage_error` if there is no such interface. Text without a scope stays as it is.
+std::string with_numeric_scope(const std::string& text);
+
+/// Throws `usage_error` for an address that is no destination without an interface, as fe80::1 is not.
+void check_scope(const kvtip::address& destination);
+
+/// The endpoints of such a host, to which something is sent. Throws `std::system_error` and `usage_error`.
+std::vector<kvtip::endpoint> find_endpoints(const std::string& host, std::uint16_t port,
+                                            kvtip::family family = kvtip::family::none);
+
+/// The address of the first one.
 kvtip::address find_address(const std::string& host, kvtip::family family);
 
 /// The address that the argument `name` consists of; its scope may be the name of an interface. Throws

@@ -4,7 +4,6 @@
 
 #include "arguments.h"
 #include "command.h"
-#include "kvtip/names.hpp"
 #include "kvtip/socket.hpp"
 #include "layout.h"
 #include "network_values.h"
@@ -30,8 +29,7 @@ struct target {
 /// Tries one address after the other; the error is that of the last one.
 value connect_to(const target& to) {
     std::error_code error;
-    for (const kvtip::endpoint& remote :
-         kvtip::resolve(*to.host, static_cast<std::uint16_t>(*to.port)).endpoints) {
+    for (const kvtip::endpoint& remote : find_endpoints(*to.host, static_cast<std::uint16_t>(*to.port))) {
         const auto start = steady_clock::now();
         const kvtip::connect_result made = kvtip::connect(remote, to.options(), error);
         const std::chrono::duration<double, std::milli> taken = steady_clock::now() - start;

@@ -42,7 +42,8 @@ void write(DWORD stream, std::string_view text) {
 } // namespace
 
 bool output_error::is_closed_pipe() const {
-    return code().value() == ERROR_BROKEN_PIPE || code().value() == ERROR_NO_DATA;
+    const int value = code().value();
+    return value == ERROR_BROKEN_PIPE || value == ERROR_NO_DATA || value == ERROR_PIPE_NOT_CONNECTED;
 }
 
 void print(std::string_view text) {

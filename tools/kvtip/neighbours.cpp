@@ -22,6 +22,7 @@ value row_value(const kvtip::neighbour& row) {
 
 value mac_of(const std::string& text) {
     const kvtip::address address = parse_address(text, "ADDRESS");
+    check_scope(address);
     return {{"address", address_value(address)},
             {"mac", text_or_null(kvtip::hardware_address(address).text())}};
 }

@@ -14,7 +14,7 @@ namespace {
 class end {
 public:
     end(const std::string& text, const char* name) {
-        const auto exact = kvtip::endpoint::parse(text);
+        const auto exact = kvtip::endpoint::parse(with_numeric_scope(text));
         endpoint_ = exact ? *exact : kvtip::endpoint(parse_address(text, name), 0);
     }
 

@@ -9,7 +9,7 @@ namespace {
 operation prepare(parameters& expected) {
     return [name = add_host(expected, "NAME", "The host's name"),
             family = add_family(expected)](const progress&) {
-        return list_of(kvtip::resolve(*name, "", {.family = family()}).endpoints,
+        return list_of(kvtip::resolve(with_numeric_scope(*name), "", {.family = family()}).endpoints,
                        [](const kvtip::endpoint& each) { return address_row(each.address()); });
     };
 }
