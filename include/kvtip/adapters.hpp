@@ -312,9 +312,21 @@ struct dns_server {
 
 using dns_server_list = listing<dns_server>;
 
-/// Lists the DNS servers of all adapters: `kvtip_dns_servers`.
-inline dns_server_list dns_servers(const adapter_options& options, std::error_code& error) {
-    const kvtip_adapter_options native = options.native();
+/// Which DNS servers to list.
+struct dns_server_options {
+    kvtip::family family = family::none; ///< none: both
+    /// Only those of adapters that are up, without placeholders, each once, in the order of the adapters'
+    /// metrics.
+    bool usable = false;
+
+    kvtip_dns_server_options native() const noexcept {
+        return {sizeof(kvtip_dns_server_options), static_cast<std::uint32_t>(family), usable ? 1u : 0u};
+    }
+};
+
+/// Lists the DNS servers of the adapters: `kvtip_dns_servers`.
+inline dns_server_list dns_servers(const dns_server_options& options, std::error_code& error) {
+    const kvtip_dns_server_options native = options.native();
     const auto list = detail::fetch<kvtip_dns_server_list>(
         error, [&](auto** out) { return kvtip_dns_servers(&native, out); });
     return detail::listing_of<dns_server>(list.get(), [](const kvtip_dns_server& row) {
@@ -336,7 +348,7 @@ inline adapter_list adapters(const adapter_options& options = {}) {
                             [&](std::error_code& error) { return adapters(options, error); });
 }
 
-inline dns_server_list dns_servers(const adapter_options& options = {}) {
+inline dns_server_list dns_servers(const dns_server_options& options = {}) {
     return detail::or_throw("kvtip::dns_servers",
                             [&](std::error_code& error) { return dns_servers(options, error); });
 }

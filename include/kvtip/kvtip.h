@@ -512,7 +512,16 @@ typedef struct kvtip_dns_server_list {
     uint32_t reserved;
 } kvtip_dns_server_list;
 
-/* Lists the DNS servers of all adapters, in the order of kvtip_adapters, on which it rests.
+typedef struct kvtip_dns_server_options {
+    uint32_t size;
+    uint32_t family; /* 4 or 6; 0: both */
+    uint32_t usable; /* 1: only the servers of adapters that are up, without placeholders, each once, in the
+                        order of the adapters' metrics; 0: those of all adapters, in the order of
+                        kvtip_adapters */
+} kvtip_dns_server_options;
+
+/* Lists the DNS servers of the adapters. The metric of an adapter is the lesser of its two here. Rests on
+ * kvtip_adapters.
  *
  * Returns: as kvtip_adapters.
  * On failure: *servers is null.
@@ -520,7 +529,7 @@ typedef struct kvtip_dns_server_list {
  * Blocks: up to a second.
  * Since: 0.1
  */
-KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_dns_servers(const kvtip_adapter_options* options,
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_dns_servers(const kvtip_dns_server_options* options,
                                                      const kvtip_dns_server_list** servers) KVTIP_NOEXCEPT;
 
 /* ---- Routes and neighbours --------------------------------------------------------------------------- */

@@ -1,4 +1,4 @@
-// Adapters, their DNS servers, and the scope that an adapter's name stands for.
+// Adapters, and the scope that an adapter's name stands for.
 
 #include <algorithm>
 #include <charconv>
@@ -9,7 +9,6 @@
 
 #include "ip/detail/helper.h"
 #include "kvtip/adapter_sources.h"
-#include "kvtip/address.hpp"
 #include "kvtip/boundary.h"
 #include "kvtip/encoding.h"
 #include "kvtip/options.h"
@@ -44,32 +43,6 @@ const kvtip_adapter* find_adapter(const kvtip_adapter_list& adapters, std::uint3
 }
 
 namespace {
-
-bool read_adapter_options(const kvtip_adapter_options* given, kvtip_adapter_options& options) {
-    return read_options(given, options) && is_family(options.family) && options.up <= 1 &&
-           options.details <= 1;
-}
-
-const kvtip_dns_server_list* make_servers(const kvtip_adapter_list& adapters) {
-    const std::span rows(adapters.rows, adapters.count);
-    std::size_t count = 0;
-    for (const kvtip_adapter* adapter : rows) {
-        count += adapter->dns_server_count;
-    }
-    return block::make<kvtip_dns_server_list>([&](block& out, kvtip_dns_server_list& list) {
-        list.missing = adapters.missing;
-        out.list(list, count, [&](auto add) {
-            for (const kvtip_adapter* adapter : rows) {
-                const char* name = out.text(std::string_view(adapter->name));
-                for (const kvtip_address& server :
-                     std::span(adapter->dns_servers, adapter->dns_server_count)) {
-                    add() = {server, index_for(*adapter, server.family),
-                             kvtip::address(server).is_dns_placeholder(), name};
-                }
-            }
-        });
-    });
-}
 
 /// A number from 1 to 4294967295, without leading zeros; otherwise 0.
 std::uint32_t to_scope(std::string_view text) {
@@ -115,29 +88,14 @@ using namespace kvtip::library;
 
 uint32_t kvtip_adapters(const kvtip_adapter_options* options, const kvtip_adapter_list** adapters) noexcept {
     kvtip_adapter_options wanted;
-    if (!clear(adapters) || !read_adapter_options(options, wanted)) {
+    if (!clear(adapters) || !read_options(options, wanted) || !is_family(wanted.family) || wanted.up > 1 ||
+        wanted.details > 1) {
         return ERROR_INVALID_PARAMETER;
     }
     return held([&] {
         adapter_rows rows;
         const uint32_t code = list_adapters(wanted, true, rows);
         *adapters = rows.release();
-        return code;
-    });
-}
-
-uint32_t kvtip_dns_servers(const kvtip_adapter_options* options,
-                           const kvtip_dns_server_list** servers) noexcept {
-    kvtip_adapter_options wanted;
-    if (!clear(servers) || !read_adapter_options(options, wanted)) {
-        return ERROR_INVALID_PARAMETER;
-    }
-    return held([&] {
-        adapter_rows rows;
-        const uint32_t code = list_adapters(wanted, false, rows);
-        if (code == 0) {
-            *servers = make_servers(*rows);
-        }
         return code;
     });
 }

@@ -341,8 +341,8 @@ TEST_F(AdapterRows, DnsServersSayTheirAdapter) {
         {placeholder, socket_address("fec0:0:0:ffff::4"), socket_address("192.0.2.54")});
     system.adapters[1].FriendlyName = system.text(L"other");
     system.adapters[1].Ipv6IfIndex = 3;
-    const auto servers = [](std::uint32_t family) {
-        const kvtip_adapter_options options{sizeof options, family, 0, 0};
+    const auto servers = [](std::uint32_t family, std::uint32_t usable = 0) {
+        const kvtip_dns_server_options options{sizeof options, family, usable};
         return result_of(
             [](const kvtip_dns_server& each) {
                 return texts({each.address, each.interface_index, each.placeholder, each.adapter});
@@ -354,8 +354,43 @@ TEST_F(AdapterRows, DnsServersSayTheirAdapter) {
               "fec0:0:0:ffff::3%3|3|1|other| fec0:0:0:ffff::4%3|3|0|other| 192.0.2.54|1|0|other|");
     EXPECT_EQ(servers(4), "0 192.0.2.53|7|0|a friendly name| 192.0.2.54|1|0|other|");
     EXPECT_EQ(system.count("RegOpenKeyExW"), 0);
+    EXPECT_EQ(servers(4, 2), "87");
+    EXPECT_EQ(servers(5), "87");
     system.answers["GetAdaptersAddresses"] = {8};
     EXPECT_EQ(servers(0), "8");
+}
+
+TEST_F(AdapterRows, DnsServersAreUsableOnesOnceInTheOrderOfTheMetrics) {
+    const auto add = [&](DWORD index, ULONG ipv4_metric, ULONG ipv6_metric,
+                         const std::vector<const char*>& addresses) {
+        std::vector<ip::saddr> servers;
+        for (const char* each : addresses) {
+            servers.push_back(kvtip::library::to_saddr(scripted::address_of(each)));
+        }
+        IP_ADAPTER_ADDRESSES entry = plain_adapter(system, index, "{C}", IF_TYPE_ETHERNET_CSMACD, {});
+        entry.FriendlyName = system.text(std::to_wstring(index).c_str());
+        entry.FirstDnsServerAddress = system.list<IP_ADAPTER_DNS_SERVER_ADDRESS>(servers);
+        entry.Ipv4Metric = ipv4_metric;
+        entry.Ipv6Metric = ipv6_metric;
+        system.adapters.push_back(entry);
+    };
+    system.adapters.clear();
+    add(1, 50, 0xFFFFFFFF, {"192.0.2.1", "192.0.2.2", "192.0.2.1"});
+    add(2, 5, 5, {"192.0.2.9"}); // of an adapter that is down
+    system.adapters[1].OperStatus = IfOperStatusDown;
+    add(3, 30, 25, {"fec0:0:0:ffff::1", "fe80::1%3", "192.0.2.2"});
+    add(4, 25, 60, {"fe80::1%4", "192.0.2.4"});
+    add(5, 0xFFFFFFFF, 0xFFFFFFFF, {"2001:db8::5", "192.0.2.4"});
+    const auto servers = [](kvtip::family family) {
+        std::string shown;
+        for (const kvtip::dns_server& each : kvtip::dns_servers({.family = family, .usable = true})) {
+            shown += each.address.to_string() + " " + each.adapter + ", ";
+        }
+        return shown;
+    };
+    EXPECT_EQ(servers(kvtip::family::none),
+              "fe80::1%3 3, 192.0.2.2 3, fe80::1%4 4, 192.0.2.4 4, 192.0.2.1 1, 2001:db8::5 5, ");
+    EXPECT_EQ(servers(kvtip::family::ipv4), "192.0.2.2 3, 192.0.2.4 4, 192.0.2.1 1, ");
 }
 
 TEST_F(AdapterRows, ScopesAreFoundByName) {

@@ -231,8 +231,9 @@ const kvtip_endpoint far_end{to_far4, 0, 0};
 
 unsigned long list_adapter_rows() {
     const kvtip_adapter_options full{sizeof full, 0, 0, 1};
+    const kvtip_dns_server_options usable{sizeof usable, 0, 1};
     return in_turn([&] { return discard<kvtip_adapter_list>(kvtip_adapters, &full); },
-                   [] { return discard<kvtip_dns_server_list>(kvtip_dns_servers, nullptr); });
+                   [&] { return discard<kvtip_dns_server_list>(kvtip_dns_servers, &usable); });
 }
 
 unsigned long find_scope() {
