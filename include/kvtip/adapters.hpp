@@ -200,9 +200,10 @@ struct adapter {
     std::uint64_t receive_speed = 0;
     std::uint32_t mtu = 0; ///< the largest packet in bytes: 0 if unknown, 4294967295 without a limit
     adapter_kind kind = adapter_kind::other;
-    /// With `details`, unless the system does not know the adapter that well:
-    std::optional<bool> physical = std::nullopt; ///< whether it is a device
-    std::optional<adapter_counters> counters = std::nullopt;
+    // The rest is only there with `details`.
+    std::optional<bool> physical = std::nullopt; ///< whether it is a device; none if unknown
+    bool primary = false;                        ///< the default route leads through it: `kvtip::primary`
+    std::optional<adapter_counters> counters = std::nullopt; ///< none if the system has none for the adapter
 };
 
 /// Which adapters to list.
@@ -211,7 +212,7 @@ struct adapter_options {
     /// family; none: both.
     kvtip::family family = family::none;
     bool up = false;      ///< only adapters that are up
-    bool details = false; ///< asks for what costs more system calls: `physical`, `counters`
+    bool details = false; ///< asks for what costs more system calls: `physical`, `primary`, `counters`
 
     kvtip_adapter_options native() const noexcept {
         return {sizeof(kvtip_adapter_options), static_cast<std::uint32_t>(family), up ? 1u : 0u,
@@ -254,6 +255,10 @@ inline adapter_address to_adapter_address(const kvtip_adapter_address& row) {
             to_lifetime(row.valid_lifetime)};
 }
 
+inline std::optional<bool> to_truth(std::uint32_t physical) {
+    return physical == KVTIP_UNKNOWN_PHYSICAL ? std::nullopt : std::optional(physical != 0);
+}
+
 inline traffic to_traffic(const kvtip_traffic& row) {
     return {row.bytes, row.unicast_packets, row.multicast_packets, row.errors, row.discards};
 }
@@ -288,7 +293,8 @@ inline adapter to_adapter(const kvtip_adapter& row) {
             row.receive_speed,
             row.mtu,
             static_cast<adapter_kind>(row.kind),
-            row.counters == nullptr ? std::nullopt : std::optional(row.physical != 0),
+            to_truth(row.physical),
+            row.primary != 0,
             to_counters(row.counters)};
 }
 

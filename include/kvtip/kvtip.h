@@ -182,7 +182,8 @@ enum kvtip_missing {
     KVTIP_MISSING_IPV6 = 2,
     KVTIP_MISSING_PROCESS_NAMES = 4,
     KVTIP_MISSING_DIRECTION = 8,
-    KVTIP_MISSING_COUNTERS = 16
+    KVTIP_MISSING_COUNTERS = 16,
+    KVTIP_MISSING_ROUTES = 32
 };
 
 /* ---- Addresses and their text ------------------------------------------------------------------------ */
@@ -332,6 +333,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_scope(const char* text, uint32_t* scope
 #define KVTIP_UNKNOWN_METRIC 0xFFFFFFFFu
 #define KVTIP_UNKNOWN_PREFIX 255
 #define KVTIP_UNKNOWN_LIFETIME 0xFFFFFFFEu
+#define KVTIP_UNKNOWN_PHYSICAL 2
 
 /* The lifetime of an address that stays for good. */
 #define KVTIP_INFINITE_LIFETIME 0xFFFFFFFFu
@@ -460,9 +462,9 @@ typedef struct kvtip_adapter {
     uint64_t receive_speed;
     uint32_t mtu;  /* the largest packet in bytes: 0 if unknown, 4294967295 without a limit */
     uint32_t kind; /* enum kvtip_adapter_kind */
-    /* With `details`; otherwise 0 and null. */
-    uint32_t physical; /* 1: it is a device; 0: it is none, or `counters` is null */
-    uint32_t reserved2;
+    /* The rest is only there with `details`. */
+    uint32_t physical; /* 1: it is a device; 0: it is none; KVTIP_UNKNOWN_PHYSICAL */
+    uint32_t primary;  /* 1: the default route leads through it, see kvtip_primary; at most one is primary */
     const kvtip_adapter_counters* counters; /* null if the system has none for the adapter */
 } kvtip_adapter;
 
@@ -470,22 +472,25 @@ typedef struct kvtip_adapter_list {
     const kvtip_adapter* const* rows;
     size_t count;
     size_t row_size;
-    uint32_t missing; /* KVTIP_MISSING_IPV6 where only the older system call is there; _COUNTERS */
+    uint32_t missing; /* KVTIP_MISSING_IPV6 where only the older system call is there; with `details`
+                         _COUNTERS, and _ROUTES where it is not known which adapter is primary */
     uint32_t reserved;
 } kvtip_adapter_list;
 
 typedef struct kvtip_adapter_options {
     uint32_t size;
-    uint32_t family;  /* 4 or 6: only adapters with that family, and of their addresses, gateways and DNS
+    uint32_t family; /* 4 or 6: only adapters with that family, and of their addresses, gateways and DNS
                         servers only those of that family; 0: both */
-    uint32_t up;      /* 1: only adapters that are up */
-    uint32_t details; /* 1: asks for what costs more system calls: `physical`, `counters` */
+    uint32_t up;     /* 1: only adapters that are up */
+    uint32_t
+        details; /* 1: asks for what costs two or three system calls more: `physical`, `primary`, `counters` */
 } kvtip_adapter_options;
 
 /* Lists the network adapters in the system's order, the loopback adapter and those that are down included. An
  * empty list is no failure. Rests on GetAdaptersAddresses; where that is missing, and on systems before
  * version 6, on GetAdaptersInfo, which knows IPv4 only, and neither the speed, MTU and metrics of adapters nor
- * the origin, state and lifetimes of addresses. Details rest on GetIfTable2.
+ * the origin, state and lifetimes of addresses. Details rest on GetIfTable2
+ * and on the system calls of kvtip_routes.
  *
  * Returns: 0, 8, 87, or the system's code.
  * On failure: *adapters is null.
@@ -625,6 +630,40 @@ typedef struct kvtip_route_options {
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_routes(const kvtip_route_options* options,
                                                 const kvtip_route_list** routes) KVTIP_NOEXCEPT;
+
+/* How this host reaches the network: the adapter, and how it is set up. */
+typedef struct kvtip_primary_adapter {
+    uint32_t size;            /* of this structure, as the DLL fills it */
+    uint32_t interface_index; /* of the interface that the route leads through */
+    const char* adapter;      /* the name of its adapter as users see it */
+    const char* guid;         /* of the adapter, in braces */
+    uint32_t type;            /* IANA ifType, as of kvtip_adapter */
+    uint32_t kind;            /* enum kvtip_adapter_kind: tells virtual adapters and tunnels apart */
+    uint32_t physical;        /* 1: it is a device; 0: it is none; KVTIP_UNKNOWN_PHYSICAL */
+    uint32_t metric;          /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if unknown */
+    kvtip_address address;    /* the host's address there; family 0 if it has none */
+    uint32_t prefix_length;   /* of the on-link prefix of the address; KVTIP_UNKNOWN_PREFIX if unknown */
+    kvtip_address next_hop;   /* the router; family 0 without one */
+    uint32_t reserved;
+    const kvtip_address* dns_servers; /* dns_server_count usable ones of the adapter; never null */
+    size_t dns_server_count;
+} kvtip_primary_adapter;
+
+/* Finds the adapter through which this host reaches a destination. Null stands for everything beyond its
+ * links: it is then the adapter of the default route with the least metric, of IPv4 if there is one, otherwise
+ * of IPv6, among adapters that are up. The address is the one that the system would send from to the
+ * destination; without a destination one that is not deprecated, reaches beyond the link and is in the
+ * router's network, as far as the adapter has such an address. Nothing is sent. Rests on kvtip_adapters with
+ * `details`, and on the system calls of kvtip_route_to or kvtip_routes.
+ *
+ * Returns: 0; WSAENETUNREACH (10051) without a route; 8; 87; or the code of kvtip_route_to or kvtip_routes.
+ * On failure: *primary is null.
+ * Frees: the caller frees *primary with kvtip_free.
+ * Blocks: up to a second.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_primary(const kvtip_address* destination,
+                                                 const kvtip_primary_adapter** primary) KVTIP_NOEXCEPT;
 
 /* What is known of a neighbour, with the system's values (NL_NEIGHBOR_STATE). */
 enum kvtip_neighbour_state {

@@ -19,5 +19,6 @@
 #include "kvtip/names.hpp"
 #include "kvtip/neighbours.hpp"
 #include "kvtip/ping.hpp"
+#include "kvtip/primary.hpp"
 #include "kvtip/routes.hpp"
 #include "kvtip/socket.hpp"

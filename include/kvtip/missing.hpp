@@ -17,7 +17,8 @@ enum class missing : std::uint32_t {
     ipv6 = KVTIP_MISSING_IPV6,
     process_names = KVTIP_MISSING_PROCESS_NAMES,
     direction = KVTIP_MISSING_DIRECTION,
-    counters = KVTIP_MISSING_COUNTERS
+    counters = KVTIP_MISSING_COUNTERS,
+    routes = KVTIP_MISSING_ROUTES
 };
 
 /// Whether `all` contains `one`.

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "kvtip/adapter_rows.h"
+#include "kvtip/route_table.h"
 #include "kvtip/system_entries.h"
 
 namespace kvtip::library {
@@ -47,19 +48,72 @@ std::uint32_t kind_of_ethernet(const MIB_IF_ROW2& found) {
                    is_device ? KVTIP_KIND_ETHERNET : KVTIP_KIND_VIRTUAL);
 }
 
+/// The older list does not always say in which state an adapter is.
+bool may_be_up(const kvtip_adapter& adapter) {
+    return adapter.status == KVTIP_ADAPTER_UP || adapter.status == KVTIP_ADAPTER_UNKNOWN;
+}
+
 } // namespace
 
 std::uint32_t kind_of_type(std::uint32_t type) {
     return kind_in(kinds_by_type, type, KVTIP_KIND_OTHER);
 }
 
-std::uint32_t adapter_details::fetch() {
-    const std::uint32_t code = interfaces_.fetch(entries().GetIfTable2);
-    missing_ = code == 0 ? 0 : KVTIP_MISSING_COUNTERS;
-    return code == ERROR_NOT_ENOUGH_MEMORY ? code : 0;
+std::uint32_t adapter_details::fetch(std::span<const kvtip_adapter> all) {
+    interfaces_code_ = interfaces_.fetch(entries().GetIfTable2);
+    route_code_ = interfaces_code_ == ERROR_NOT_ENOUGH_MEMORY ? interfaces_code_ : find_default_route(all);
+    return route_code_ == ERROR_NOT_ENOUGH_MEMORY ? route_code_ : 0;
+}
+
+std::uint32_t adapter_details::missing() const {
+    std::uint32_t missing = 0;
+    if (interfaces_code_ != 0) {
+        missing |= KVTIP_MISSING_COUNTERS;
+    }
+    if (route_code_ != 0 && route_code_ != WSAENETUNREACH) {
+        missing |= KVTIP_MISSING_ROUTES;
+    }
+    return missing;
+}
+
+std::uint32_t adapter_details::default_route(kvtip_route_entry& route) const {
+    route = default_route_;
+    return route_code_;
+}
+
+std::uint32_t adapter_details::find_default_route(std::span<const kvtip_adapter> all) {
+    for (const std::uint8_t family : {std::uint8_t{4}, std::uint8_t{6}}) {
+        route_table routes;
+        if (const std::uint32_t code = routes.fetch(family)) {
+            return code;
+        }
+        routes.for_each([&](const kvtip_route_entry& route) {
+            if (route.network.address.family != family || route.network.prefix_length != 0) {
+                return;
+            }
+            const auto adapter = std::find_if(all.begin(), all.end(), [&](const kvtip_adapter& each) {
+                return index_for(each, family) == route.interface_index && may_be_up(each);
+            });
+            if (adapter == all.end()) {
+                return;
+            }
+            const std::uint32_t metric = routes.metric_of(route, &*adapter);
+            if (default_route_.network.address.family == 0 || metric < default_route_.metric) {
+                default_route_ = route;
+                default_route_.metric = metric;
+            }
+        });
+        if (default_route_.network.address.family != 0) {
+            return 0;
+        }
+    }
+    return WSAENETUNREACH;
 }
 
 void adapter_details::write(block& out, kvtip_adapter& row) const {
+    const std::uint32_t primary_family = default_route_.network.address.family;
+    row.primary =
+        primary_family != 0 && index_for(row, primary_family) == default_route_.interface_index ? 1 : 0;
     const auto interfaces = interfaces_.rows();
     const auto found = std::find_if(
         interfaces.begin(), interfaces.end(),

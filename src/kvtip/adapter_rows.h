@@ -10,6 +10,8 @@
 
 namespace kvtip::library {
 
+class adapter_details;
+
 struct adapter_rows_freer {
     void operator()(const kvtip_adapter_list* rows) const noexcept {
         std::free(const_cast<kvtip_adapter_list*>(rows));
@@ -22,6 +24,9 @@ using adapter_rows = std::unique_ptr<const kvtip_adapter_list, adapter_rows_free
 /// Lists the adapters that valid options select, while the libraries are held. The device identifiers cost a
 /// walk of the registry. Returns 0, or the code without rows. Throws `std::bad_alloc`.
 std::uint32_t list_adapters(const kvtip_adapter_options& options, bool with_device_ids, adapter_rows& rows);
+
+/// The same of all adapters with their details, which the caller can look into.
+std::uint32_t list_adapters(adapter_details& details, adapter_rows& rows);
 
 /// The adapter's interface index for a family. Where the system has none for that family, the other one.
 constexpr std::uint32_t index_for(const kvtip_adapter& adapter, std::uint32_t family) {

@@ -22,7 +22,7 @@ struct selection {
     std::uint32_t family;
     bool up;
     bool with_device_ids;
-    const adapter_details* details; ///< null: none are wanted
+    adapter_details* details; ///< null: none are wanted
 };
 
 /// Lists the adapters by `GetAdaptersAddresses`, which must be bound. Returns 0 or the code without rows.
@@ -47,6 +47,7 @@ const kvtip_adapter_list* make_rows(const selection& wanted, std::uint32_t missi
                 kvtip_adapter& row = add();
                 write(out, row, adapter);
                 row.kind = kind_of_type(row.type);
+                row.physical = KVTIP_UNKNOWN_PHYSICAL;
                 if (wanted.details != nullptr) {
                     wanted.details->write(out, row);
                 }

@@ -16,13 +16,9 @@
 
 namespace kvtip::library {
 
-std::uint32_t list_adapters(const kvtip_adapter_options& options, bool with_device_ids, adapter_rows& rows) {
-    adapter_details details;
-    if (const std::uint32_t code = options.details != 0 ? details.fetch() : 0) {
-        return code;
-    }
-    const selection wanted{options.family, options.up != 0, with_device_ids,
-                           options.details != 0 ? &details : nullptr};
+namespace {
+
+std::uint32_t list_selected(const selection& wanted, adapter_rows& rows) {
     const ip::detail::helper& helper = ip::detail::the_helper();
     if (helper.is_version_6_or_later() && helper.iphlpapi.GetAdaptersAddresses != nullptr) {
         const std::uint32_t code = list_newer_adapters(wanted, rows);
@@ -31,6 +27,18 @@ std::uint32_t list_adapters(const kvtip_adapter_options& options, bool with_devi
         }
     }
     return list_older_adapters(wanted, rows);
+}
+
+} // namespace
+
+std::uint32_t list_adapters(const kvtip_adapter_options& options, bool with_device_ids, adapter_rows& rows) {
+    adapter_details details;
+    return list_selected(
+        {options.family, options.up != 0, with_device_ids, options.details != 0 ? &details : nullptr}, rows);
+}
+
+std::uint32_t list_adapters(adapter_details& details, adapter_rows& rows) {
+    return list_selected({0, false, false, &details}, rows);
 }
 
 const kvtip_adapter* find_adapter(const kvtip_adapter_list& adapters, std::uint32_t interface_index,

@@ -54,14 +54,14 @@ const kvtip_dns_server_list* make_list(const std::vector<adapter_server>& server
     return block::make<kvtip_dns_server_list>([&](block& out, kvtip_dns_server_list& list) {
         list.missing = missing;
         out.list(list, servers.size(), [&](auto add) {
-            const kvtip_adapter* adapter = nullptr;
+            const kvtip_adapter* last = nullptr;
             const char* name = nullptr;
             for (const adapter_server& each : servers) {
-                if (each.adapter != adapter) {
-                    adapter = each.adapter;
-                    name = out.text(std::string_view(adapter->name));
+                if (each.adapter != last) {
+                    last = each.adapter;
+                    name = out.text(std::string_view(last->name));
                 }
-                add() = {*each.address, index_for(*adapter, each.address->family),
+                add() = {*each.address, index_for(*each.adapter, each.address->family),
                          kvtip::address(*each.address).is_dns_placeholder(), name};
             }
         });

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 #include "adapters/adapter_list.h"
 #include "adapters/device_ids.h"
@@ -76,6 +77,15 @@ public:
         return count;
     }
 
+    /// Of all adapters what decides between the routes through them.
+    std::vector<kvtip_adapter> states() const {
+        std::vector<kvtip_adapter> all;
+        for (const auto* entry = first_; entry != nullptr; entry = entry->Next) {
+            write_state(all.emplace_back(), entry);
+        }
+        return all;
+    }
+
     void write(block& out, kvtip_adapter& row, const IP_ADAPTER_ADDRESSES* entry) const {
         const std::string_view guid = entry->AdapterName == nullptr ? "" : entry->AdapterName;
         row.name = out.text(entry->FriendlyName);
@@ -83,12 +93,8 @@ public:
         row.description = out.text(entry->Description);
         row.dns_suffix = out.text(entry->DnsSuffix);
         row.device_id = out.text(device_id_of(guid));
-        row.index = entry->IfIndex;
-        row.ipv6_index = entry->Ipv6IfIndex;
+        write_state(row, entry);
         row.type = entry->IfType;
-        row.status = static_cast<std::uint32_t>(entry->OperStatus);
-        row.ipv4_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv4Metric);
-        row.ipv6_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv6Metric);
         row.mtu = entry->Mtu;
         row.transmit_speed = to_speed(value_or(0, entry, &IP_ADAPTER_ADDRESSES::TransmitLinkSpeed));
         row.receive_speed = to_speed(value_or(0, entry, &IP_ADAPTER_ADDRESSES::ReceiveLinkSpeed));
@@ -98,6 +104,14 @@ public:
     }
 
 private:
+    static void write_state(kvtip_adapter& row, const IP_ADAPTER_ADDRESSES* entry) {
+        row.index = entry->IfIndex;
+        row.ipv6_index = entry->Ipv6IfIndex;
+        row.status = static_cast<std::uint32_t>(entry->OperStatus);
+        row.ipv4_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv4Metric);
+        row.ipv6_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv6Metric);
+    }
+
     /// Passes the wanted addresses of a linked list to `use`, each with its node->
     template <class Node, class Use>
     std::size_t walk_addresses(const Node* node, std::uint32_t scope, Use use) const {
@@ -202,6 +216,10 @@ std::uint32_t list_newer_adapters(const selection& wanted, adapter_rows& rows) {
     }
     const newer_source source(wanted,
                               code == 0 ? static_cast<const IP_ADAPTER_ADDRESSES*>(buffer.get(0)) : nullptr);
+    if (const std::uint32_t failure =
+            wanted.details == nullptr ? 0 : wanted.details->fetch(source.states())) {
+        return failure;
+    }
     rows.reset(make_rows(
         wanted, 0, [&](auto use) { return source.walk(use); },
         [&](block& out, kvtip_adapter& row, const auto& entry) { source.write(out, row, entry); }));

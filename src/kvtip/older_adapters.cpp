@@ -85,16 +85,29 @@ kvtip_adapter_address to_row(const kvtip_address& address, const ip::_SFindAddre
     return row;
 }
 
+void write_state(kvtip_adapter& row, const ip::_SFindAdapter& record) {
+    row.index = record.index;
+    row.status = record.oper_status;
+    row.ipv4_metric = row.ipv6_metric = KVTIP_UNKNOWN_METRIC;
+}
+
+/// Of all adapters what decides between the routes through them.
+std::vector<kvtip_adapter> states_of(const std::vector<older_adapter>& adapters) {
+    std::vector<kvtip_adapter> all;
+    for (const older_adapter& each : adapters) {
+        write_state(all.emplace_back(), each.record);
+    }
+    return all;
+}
+
 void write(block& out, kvtip_adapter& row, const older_adapter& adapter, const selection& wanted) {
     const ip::_SFindAdapter& record = adapter.record;
     row.name = out.text(record.friendly_name);
     row.guid = out.text(record.name);
     row.description = out.text(record.description);
     row.dns_suffix = row.device_id = "";
-    row.index = record.index;
+    write_state(row, record);
     row.type = record.type;
-    row.status = record.oper_status;
-    row.ipv4_metric = row.ipv6_metric = KVTIP_UNKNOWN_METRIC;
     row.mac = to_mac(record.hw_address, record.hw_address_length, sizeof record.hw_address);
     row.dhcp_enabled = record.dhcp_enabled ? 1 : 0;
     row.dhcp_server =
@@ -110,6 +123,10 @@ void write(block& out, kvtip_adapter& row, const older_adapter& adapter, const s
 std::uint32_t list_older_adapters(const selection& wanted, adapter_rows& rows) {
     std::vector<older_adapter> adapters;
     if (const std::uint32_t code = walk_enumerator(adapters)) {
+        return code;
+    }
+    if (const std::uint32_t code =
+            wanted.details == nullptr ? 0 : wanted.details->fetch(states_of(adapters))) {
         return code;
     }
     const auto walk = [&](auto use) {

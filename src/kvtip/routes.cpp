@@ -21,6 +21,7 @@
 #include "kvtip/route_table.h"
 #include "kvtip/system_entries.h"
 #include "kvtip/values.h"
+#include "kvtip/way.h"
 
 using namespace kvtip::library;
 
@@ -147,35 +148,44 @@ const kvtip_route_list* make_route_list(const route_table& table, const kvtip_ad
 
 } // namespace
 
+std::uint32_t kvtip::library::find_way(const kvtip_address& destination, std::uint32_t interface_index,
+                                       adapter_details* details, way& found) {
+    bool is_older = false;
+    std::uint32_t code = find_best_route(destination, interface_index, found.route, is_older);
+    if (code == 0) {
+        code = details == nullptr ? list_adapters({}, false, found.adapters)
+                                  : list_adapters(*details, found.adapters);
+    }
+    if (code != 0) {
+        return code;
+    }
+    const bool is_to_host = is_older && is_same(found.route.source, destination);
+    found.adapter = is_to_host
+                        ? find_adapter_with(*found.adapters, found.route.source)
+                        : find_adapter(*found.adapters, found.route.interface_index, destination.family);
+    if (is_to_host && found.adapter != nullptr) {
+        found.route.interface_index = index_for(*found.adapter, destination.family);
+    }
+    if (!is_older) {
+        found.route.metric = add_interface_metric(found.route.metric, found.adapter, destination.family);
+    }
+    return 0;
+}
+
 uint32_t kvtip_route_to(const kvtip_address* destination, uint32_t interface_index,
                         const kvtip_route** route) noexcept {
     if (!clear(route) || destination == nullptr || !is_valid(*destination) || destination->family == 0) {
         return ERROR_INVALID_PARAMETER;
     }
     return held([&]() -> uint32_t {
-        kvtip_route found{};
-        bool is_older = false;
-        if (const uint32_t code = find_best_route(*destination, interface_index, found, is_older)) {
+        way found;
+        if (const uint32_t code = find_way(*destination, interface_index, nullptr, found)) {
             return code;
-        }
-        adapter_rows adapters;
-        if (const uint32_t code = list_adapters({}, false, adapters)) {
-            return code;
-        }
-        const bool is_to_host = is_older && is_same(found.source, *destination);
-        const kvtip_adapter* adapter =
-            is_to_host ? find_adapter_with(*adapters, found.source)
-                       : find_adapter(*adapters, found.interface_index, destination->family);
-        if (is_to_host && adapter != nullptr) {
-            found.interface_index = index_for(*adapter, destination->family);
-        }
-        if (!is_older) {
-            found.metric = add_interface_metric(found.metric, adapter, destination->family);
         }
         *route = block::make<kvtip_route>([&](block& out, kvtip_route& result) {
-            result = found;
+            result = found.route;
             result.size = sizeof result;
-            result.adapter = out.text(name_of(adapter));
+            result.adapter = out.text(name_of(found.adapter));
         });
         return 0;
     });

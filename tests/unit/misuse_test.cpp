@@ -65,6 +65,7 @@ struct Misuse : testing::Test {
         system.dns = {{"1 peer", {{DNS_TYPE_A, "192.0.2.9"}}}};
         system.outputs["GetNameInfoW"] = {scripted::bytes<wchar_t>("peer")};
         system.outputs["GetHostNameW"] = {scripted::bytes<wchar_t>("own")};
+        system.routes = {scripted::route_row("0.0.0.0", 0, "192.0.2.1")};
         system.echo_reply = std::string(40, '\0');
         std::memset(&system.resolved, 0, sizeof system.resolved);
         system.resolved.PhysicalAddressLength = 6;
@@ -211,6 +212,7 @@ TEST_F(Misuse, IsRefusedBeforeTheSystemIsAsked) {
     test("dns_servers", kvtip_dns_servers, {}, nullptr, out);
     test("route_to", kvtip_route_to, {}, &there, 0, out);
     test("routes", kvtip_routes, {}, nullptr, out);
+    test("primary", kvtip_primary, {0}, &there, out);
     test("neighbours", kvtip_neighbours, {}, nullptr, out);
     test("hardware_address", kvtip_hardware_address, {}, &there, 0, out);
     test("connections", kvtip_connections, {}, nullptr, out);

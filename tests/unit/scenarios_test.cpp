@@ -236,6 +236,14 @@ unsigned long list_adapter_rows() {
                    [&] { return discard<kvtip_dns_server_list>(kvtip_dns_servers, &usable); });
 }
 
+unsigned long find_primary() {
+    return code_of(discard<kvtip_primary_adapter>(kvtip_primary, nullptr));
+}
+
+unsigned long find_primary_to() {
+    return discard<kvtip_primary_adapter>(kvtip_primary, &to_far4);
+}
+
 unsigned long find_scope() {
     std::uint32_t scope;
     const bool converts_only_names = ip::detail::the_helper().is_version_6_or_later();
@@ -411,7 +419,9 @@ const scenario scenarios[] = {
     // If one source fails, the servers of the other are listed.
     {"servers", list_servers, handle, "", "", "WSAStartup GetNetworkParams GetAdaptersAddresses"},
     {"route", find_route, handle, "", description, dial_up, "GetBestRoute()"},
-    {"adapter rows", list_adapter_rows, c_start, "", description, older_source},
+    {"adapter rows", list_adapter_rows, c_start, "", description, older_source, "GetIpForwardTable2()"},
+    {"primary", find_primary, c_start, "Iphlpapi.dll#2", description, older_source},
+    {"primary to", find_primary_to, c_start, "", description, older_source, "GetIpForwardTable2()"},
     {"scope", find_scope, c_start, "", "", older_source},
     {"route row", find_route_row, c_start, "", description, older_source},
     {"older route row", find_route_row, c_start, "WSASocketW() connect() getsockname()", description,
@@ -522,6 +532,7 @@ struct Scenarios : testing::TestWithParam<std::tuple<scenario, DWORD>> {
         system.routes = {scripted::route_row("192.0.2.0", 24, "0.0.0.0"),
                          scripted::route_row("::", 0, "fe80::1")};
         system.older_routes.resize(20);
+        system.older_routes[0].dwForwardIfIndex = 7;
         system.tcp4 = {{5, 0x090200C0, 0, 0x090200C0, 0, 1}};
         system.tcp6.resize(20);
         system.udp4.resize(1);

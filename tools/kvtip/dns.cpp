@@ -1,43 +1,22 @@
-#include <algorithm>
-#include <vector>
-
 #include "command.h"
+#include "command_line.h"
 #include "kvtip/adapters.hpp"
 #include "layout.h"
 #include "network_values.h"
 
 namespace {
 
-/// A name server, and the names of the adapters that have it.
-struct server {
-    kvtip::address address;
-    bool placeholder = false;
-    value adapters = value::list();
-};
-
-value list_servers(const progress& /*show*/) {
-    std::vector<server> servers;
-    for (const kvtip::dns_server& each : kvtip::dns_servers({.up = true})) {
-        auto found = std::find_if(servers.begin(), servers.end(),
-                                  [&](const server& known) { return known.address == each.address; });
-        if (found == servers.end()) {
-            found = servers.insert(found, {each.address, each.placeholder});
-        }
-        found->adapters.add({{"name", each.adapter}});
-    }
-    return list_of(servers, [](const server& each) -> value {
-        return {{"address", address_value(each.address)},
-                {"placeholder", each.placeholder},
-                {"adapters", each.adapters}};
-    });
+value server_value(const kvtip::dns_server& server) {
+    return {{"address", address_value(server.address)},
+            {"adapter", text_or_null(server.adapter)},
+            {"interface_index", number_or_null(server.interface_index)},
+            {"placeholder", server.placeholder}};
 }
 
-std::string names_text(const value& adapters) {
-    std::string text;
-    for (const value& adapter : adapters.elements()) {
-        text += (text.empty() ? "" : ", ") + plain_text(adapter["name"]);
-    }
-    return text;
+operation prepare(parameters& expected) {
+    const auto all = std::make_shared<bool>(false);
+    expected.add_flag("--all", *all, "Those of every adapter, placeholders included");
+    return [all](const progress&) { return list_of(kvtip::dns_servers({.usable = !*all}), server_value); };
 }
 
 std::string use_text(const value& placeholder) {
@@ -46,7 +25,7 @@ std::string use_text(const value& placeholder) {
 
 std::string text(const value& result) {
     constexpr column columns[] = {
-        {"SERVER", "address"}, {"USE", "placeholder", use_text}, {"ADAPTERS", "adapters", names_text}};
+        {"SERVER", "address"}, {"USE", "placeholder", use_text}, {"ADAPTER", "adapter"}};
     return table_text(result, columns, "no name servers");
 }
 
@@ -54,8 +33,8 @@ std::string text(const value& result) {
 
 const command dns_command = {
     .name = "dns",
-    .summary = "List the name servers, each with the adapters that have it",
-    .examples = {"dns", "dns --json"},
-    .prepare = [](parameters&) -> operation { return list_servers; },
+    .summary = "List the name servers that this host can ask, best first",
+    .examples = {"dns", "dns --all"},
+    .prepare = prepare,
     .text = text,
 };
