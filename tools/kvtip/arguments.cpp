@@ -8,17 +8,21 @@
 
 namespace {
 
+/// Whether a link-local address can be meant to be on this adapter's link.
+bool has_link(const kvtip::adapter& adapter) {
+    constexpr std::uint32_t loopback = 24;
+    return adapter.type != loopback && (adapter.ipv6_index != 0 || adapter.index != 0);
+}
+
 /// "fe80::1%4 or fe80::1%Ethernet", with an interface of this host where one can be meant.
 std::string with_some_scope(const std::string& address) {
-    constexpr std::uint32_t loopback = 24;
     std::error_code unused; // without adapters, an example will do
-    for (const kvtip::adapter& each : kvtip::adapters({.family = kvtip::family::ipv6, .up = true}, unused)) {
-        const std::uint32_t index = each.ipv6_index != 0 ? each.ipv6_index : each.index;
-        if (each.type != loopback && index != 0) {
-            return address + "%" + std::to_string(index) + " or " + address + "%" + each.name;
-        }
-    }
-    return address + "%4 or " + address + "%Ethernet";
+    const auto adapters = kvtip::adapters({.family = kvtip::family::ipv6, .up = true}, unused);
+    const auto found = std::find_if(adapters.begin(), adapters.end(), has_link);
+    const bool any = found != adapters.end();
+    const std::uint32_t index = !any ? 4 : found->ipv6_index != 0 ? found->ipv6_index : found->index;
+    const std::string name = any ? found->name : "Ethernet";
+    return address + "%" + std::to_string(index) + " or " + address + "%" + name;
 }
 
 } // namespace

@@ -8,27 +8,58 @@
 
 #include <CLI/CLI.hpp>
 
+namespace {
+
+/// An option or argument for a whole number, with its limits in the help.
+template <class Number>
+CLI::Option* add_in_range(CLI::App& parser, const char* name, Number& number, const std::string& description,
+                          std::uint32_t least, std::uint32_t most) {
+    const std::string limits = std::to_string(least) + " to " + std::to_string(most);
+    const auto check = [=](const std::string& text) {
+        const auto given =
+            std::strtoull(text.c_str(), nullptr, 10); // the parser refuses what is not a number
+        return given >= least && given <= most ? "" : text + " is not a number from " + limits;
+    };
+    return parser.add_option(name, number, description + " (" + limits + ")")
+        ->check(check)
+        ->type_name("NUMBER");
+}
+
+std::string refuse_empty(const std::string& given) {
+    return given.empty() ? "must not be empty" : "";
+}
+
+/// An option or argument for text.
+template <class Text>
+CLI::Option* add_any_text(CLI::App& parser, const char* name, Text& text, const char* description) {
+    CLI::Option* option = parser.add_option(name, text, description)->check(refuse_empty);
+    return option->type_name(option->get_positional() ? "" : "TEXT");
+}
+
+} // namespace
+
 void parameters::add_flag(const char* name, bool& given, const char* description) {
     parser_.add_flag(name, given, description);
 }
 
 void parameters::add_number(const char* name, std::uint32_t& number, const char* description,
                             std::uint32_t least, std::uint32_t most) {
-    parser_.add_option(name, number, description)->check(CLI::Range(least, most))->capture_default_str();
+    add_in_range(parser_, name, number, description, least, most)->capture_default_str();
 }
 
 void parameters::add_number(const char* name, std::optional<std::uint32_t>& number, const char* description,
                             std::uint32_t least, std::uint32_t most) {
-    CLI::Option* option = parser_.add_option(name, number, description)->check(CLI::Range(least, most));
+    CLI::Option* option = add_in_range(parser_, name, number, description, least, most);
     option->required(option->get_positional());
 }
 
 void parameters::add_seconds(const char* name, double& seconds, const char* description, unsigned most) {
-    parser_.add_option(name, seconds, description)->check([most](const std::string& text) {
+    const auto check = [most](const std::string& text) {
         const double given = std::strtod(text.c_str(), nullptr); // the parser refuses what is not a number
         const bool usable = given > 0 && given <= most;          // which a NaN is not
         return usable ? "" : text + " is not above 0 and up to " + std::to_string(most);
-    });
+    };
+    parser_.add_option(name, seconds, description)->check(check)->type_name("SECONDS");
 }
 
 void parameters::add_choice(const char* name, std::string& choice, const char* description,
@@ -40,20 +71,12 @@ void parameters::add_choice(const char* name, std::string& choice, const char* d
     }
 }
 
-namespace {
-
-std::string refuse_empty(const std::string& given) {
-    return given.empty() ? "must not be empty" : "";
-}
-
-} // namespace
-
 void parameters::add_text(const char* name, std::optional<std::string>& text, const char* description) {
-    parser_.add_option(name, text, description)->check(refuse_empty);
+    add_any_text(parser_, name, text, description);
 }
 
 void parameters::add_text(const char* name, std::string& text, const char* description) {
-    CLI::Option* option = parser_.add_option(name, text, description)->check(refuse_empty);
+    CLI::Option* option = add_any_text(parser_, name, text, description);
     if (text.empty()) {
         option->required();
     } else {
@@ -78,9 +101,9 @@ std::string help_end(const char* const (&examples)[2]) {
 
 /// "kvtip help ping" and "kvtip ping /?" mean "kvtip ping --help".
 void understand_help(std::vector<std::string>& arguments) {
-    if (!arguments.empty() && arguments.front() == "help") {
-        arguments.erase(arguments.begin());
-        arguments.emplace_back("--help");
+    while (!arguments.empty() && arguments.front() == "help") {
+        arguments.front() = "--help";
+        std::rotate(arguments.begin(), arguments.begin() + 1, arguments.end());
     }
     std::replace(arguments.begin(), arguments.end(), std::string("/?"), std::string("--help"));
 }

@@ -66,6 +66,11 @@ outcome run_command(const request& asked) {
     return {result, error, error.is_null() ? 0 : failed};
 }
 
+/// Whether something is missing that the library needs.
+bool shows_lack(const value& code) {
+    return code == ERROR_CALL_NOT_IMPLEMENTED || code == ERROR_MOD_NOT_FOUND || code == ERROR_PROC_NOT_FOUND;
+}
+
 void show(const request& asked, const outcome& end) {
     if (asked.as_json) {
         print_json(asked, {{"result", end.result}, {"error", end.error}});
@@ -79,6 +84,9 @@ void show(const request& asked, const outcome& end) {
         print_error("try '" + program_name(asked, " ") + " --help'");
     } else if (end.status != 0) {
         print_error(program_name(asked, ": ") + ": " + error_text(end.error));
+        if (shows_lack(end.error["code"])) {
+            print_error("try 'kvtip doctor', which shows what this system lacks");
+        }
     }
 }
 
