@@ -75,7 +75,12 @@ struct connection {
     connection_state state = connection_state::none;
     kvtip::direction direction = direction::unknown;
     std::uint32_t process = 0; ///< 0 if it has ended, or if the system does not report it
-    std::string process_name;  ///< the file name of its program; empty if it is not known
+    /// The file name of its program, "Idle" for 0 and "System" for 4 where the system lists these two; empty
+    /// if it is not known.
+    std::string process_name;
+    std::string process_path; ///< the full path of its program; empty if not asked for, or not known
+    /// Why the path is empty: `ERROR_ACCESS_DENIED (5)` if the process may not be opened, ...
+    std::error_code process_path_error;
 };
 
 /// Which connections to list, and what of them.
@@ -88,13 +93,15 @@ struct connection_options {
     std::optional<std::uint32_t> process = std::nullopt;
     bool names = true;      ///< of processes, which cost a walk of their list
     bool directions = true; ///< which cost a system call a connection
+    bool paths = false;     ///< of processes' programs, which cost three system calls a process
 
     kvtip_connection_options native() const noexcept {
         kvtip_connection_options result{};
         result.size = sizeof result;
         result.flags = (process ? std::uint32_t{KVTIP_CONNECTIONS_OF_PROCESS} : 0u) |
                        (names ? 0u : std::uint32_t{KVTIP_CONNECTIONS_NO_NAMES}) |
-                       (directions ? 0u : std::uint32_t{KVTIP_CONNECTIONS_NO_DIRECTION});
+                       (directions ? 0u : std::uint32_t{KVTIP_CONNECTIONS_NO_DIRECTION}) |
+                       (paths ? std::uint32_t{KVTIP_CONNECTIONS_PATHS} : 0u);
         result.protocol = static_cast<std::uint32_t>(protocol);
         result.family = static_cast<std::uint32_t>(family);
         result.state = static_cast<std::uint32_t>(state);
@@ -119,14 +126,19 @@ inline connection_list connections(const connection_options& options, std::error
                           static_cast<connection_state>(row.state),
                           static_cast<kvtip::direction>(row.direction),
                           row.process,
-                          row.process_name};
+                          row.process_name,
+                          row.process_path,
+                          {static_cast<int>(row.process_path_code), category()}};
     });
 }
 
 /// A process.
 struct process {
     std::uint32_t id = 0;
-    std::string name; ///< the file name of its program; empty if it is not known
+    std::string name; ///< the file name of its program, "System" for 4; empty if it is not known
+    std::string path; ///< the full path of its program; empty if it is not known
+    /// Why the path is empty: `ERROR_ACCESS_DENIED (5)` if the process may not be opened, ...
+    std::error_code path_error;
 };
 
 namespace detail {
@@ -136,7 +148,11 @@ inline kvtip::process owner_of(kvtip::protocol protocol, const endpoint& local, 
     const auto found = fetch<kvtip_process>(error, [&](auto** out) {
         return kvtip_owner(static_cast<std::uint32_t>(protocol), &local.native(), remote, out);
     });
-    return found ? kvtip::process{found->id, found->name} : kvtip::process{};
+    return found ? kvtip::process{found->id,
+                                  found->name,
+                                  found->path,
+                                  {static_cast<int>(found->path_code), category()}}
+                 : kvtip::process{};
 }
 
 } // namespace detail

@@ -183,7 +183,8 @@ enum kvtip_missing {
     KVTIP_MISSING_PROCESS_NAMES = 4,
     KVTIP_MISSING_DIRECTION = 8,
     KVTIP_MISSING_COUNTERS = 16,
-    KVTIP_MISSING_ROUTES = 32
+    KVTIP_MISSING_ROUTES = 32,
+    KVTIP_MISSING_PROCESS_PATHS = 64
 };
 
 /* ---- Addresses and their text ------------------------------------------------------------------------ */
@@ -759,20 +760,24 @@ enum kvtip_direction {
 /* A TCP connection or listener, or a UDP endpoint. */
 typedef struct kvtip_connection {
     kvtip_endpoint local;
-    kvtip_endpoint remote;    /* all zero for listeners and UDP */
-    uint32_t protocol;        /* enum kvtip_protocol */
-    uint32_t state;           /* enum kvtip_connection_state */
-    uint32_t direction;       /* enum kvtip_direction */
-    uint32_t process;         /* the identifier of the owning process; 0 if that has ended, or if the
+    kvtip_endpoint remote;      /* all zero for listeners and UDP */
+    uint32_t protocol;          /* enum kvtip_protocol */
+    uint32_t state;             /* enum kvtip_connection_state */
+    uint32_t direction;         /* enum kvtip_direction */
+    uint32_t process;           /* the identifier of the owning process; 0 if that has ended, or if the
                                  system does not report it, as is common under Wine */
-    const char* process_name; /* the file name of its program; empty if it is not known */
+    const char* process_name;   /* the file name of its program; "Idle" for 0 and "System" for 4 where the
+                                 system lists these two; empty if it is not known */
+    const char* process_path;   /* the full path of its program; empty if not asked for, or not known */
+    uint32_t process_path_code; /* 0 with a path, or as kvtip_process.path_code; 0 if not asked for */
+    uint32_t reserved;
 } kvtip_connection;
 
 typedef struct kvtip_connection_list {
     const kvtip_connection* const* rows;
     size_t count;
     size_t row_size;
-    uint32_t missing; /* KVTIP_MISSING_IPV6, _PROCESS_NAMES, _DIRECTION */
+    uint32_t missing; /* KVTIP_MISSING_IPV6, _PROCESS_NAMES, _PROCESS_PATHS, _DIRECTION */
     uint32_t reserved;
 } kvtip_connection_list;
 
@@ -780,7 +785,8 @@ typedef struct kvtip_connection_list {
 enum kvtip_connection_flags {
     KVTIP_CONNECTIONS_OF_PROCESS = 1, /* `process` counts, also if it is 0 */
     KVTIP_CONNECTIONS_NO_NAMES = 2,   /* leaves out the names of processes, which cost a walk of their list */
-    KVTIP_CONNECTIONS_NO_DIRECTION = 4 /* leaves out the directions, which cost a system call a connection */
+    KVTIP_CONNECTIONS_NO_DIRECTION = 4, /* leaves out the directions, which cost a system call a connection */
+    KVTIP_CONNECTIONS_PATHS = 8         /* asks for the paths of programs too: three system calls a process */
 };
 
 typedef struct kvtip_connection_options {
@@ -797,7 +803,8 @@ typedef struct kvtip_connection_options {
 /* Lists TCP over IPv4, TCP over IPv6, UDP over IPv4 and UDP over IPv6, each in the system's order. A
  * connection within this host is in the list twice, once from each end. Rests on GetExtendedTcpTable and
  * GetExtendedUdpTable, for directions on GetPerTcpConnectionEStats and GetPerTcp6ConnectionEStats, for the
- * names of processes on CreateToolhelp32Snapshot.
+ * names of processes on CreateToolhelp32Snapshot, for the paths of their programs on OpenProcess and
+ * QueryFullProcessImageNameW, each asked for once a process.
  *
  * Returns: 0, 8, 87, 120 without these calls, or the system's code.
  * On failure: *connections is null.
@@ -812,7 +819,12 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connections(
 typedef struct kvtip_process {
     uint32_t size; /* of this structure, as the DLL fills it */
     uint32_t id;
-    const char* name; /* the file name of its program; empty if it is not known */
+    const char* name;   /* the file name of its program, "System" for 4; empty if it is not known */
+    const char* path;   /* the full path of its program; empty if it is not known */
+    uint32_t path_code; /* why the path is empty: ERROR_ACCESS_DENIED (5) if the process may not be opened,
+                           ERROR_INVALID_PARAMETER (87) if it has ended, 120 without the system calls, another
+                           code of the system; 0 with a path, and for 4, which has no program */
+    uint32_t reserved;
 } kvtip_process;
 
 /* Finds the process that owns exactly this pair of endpoints, addresses and ports, or with a null `remote`

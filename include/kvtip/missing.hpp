@@ -18,7 +18,8 @@ enum class missing : std::uint32_t {
     process_names = KVTIP_MISSING_PROCESS_NAMES,
     direction = KVTIP_MISSING_DIRECTION,
     counters = KVTIP_MISSING_COUNTERS,
-    routes = KVTIP_MISSING_ROUTES
+    routes = KVTIP_MISSING_ROUTES,
+    process_paths = KVTIP_MISSING_PROCESS_PATHS
 };
 
 /// Whether `all` contains `one`.

@@ -98,8 +98,7 @@ struct tcp_query {
 };
 
 template <class Row>
-void append_rows(const std::vector<std::uint8_t>& table, const tcp_query& wanted,
-                 std::vector<connection>& connections) {
+void append_rows(const table_bytes& table, const tcp_query& wanted, std::vector<connection>& connections) {
     constexpr bool is_tcp = requires(Row row) {
         row.dwState;
     };
@@ -133,7 +132,7 @@ unsigned long list_table(GetTable get_table, Table table_class, unsigned short f
     if (get_table == nullptr) {
         return ERROR_FUNCTION_FAILED;
     }
-    std::vector<std::uint8_t> table;
+    table_bytes table;
     if (const unsigned long code = fetch_table(get_table, table_class, family, table)) {
         return code;
     }

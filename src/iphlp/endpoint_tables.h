@@ -8,23 +8,46 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <span>
-#include <vector>
 
 namespace ip::detail {
 
+/// A table as the system writes it.
+class table_bytes {
+public:
+    /// Makes room, whose content is undefined.
+    void make_room(std::size_t size) {
+        bytes_.reset(); // before there is more: the two need not be in memory at once
+        size_ = 0;
+        bytes_ = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+        size_ = size;
+    }
+    void clear() { *this = {}; }
+
+    std::uint8_t* data() const { return bytes_.get(); }
+    std::size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+
+private:
+    std::unique_ptr<std::uint8_t[]> bytes_;
+    std::size_t size_ = 0;
+};
+
 /// Fetches a table by `GetExtendedTcpTable` or `GetExtendedUdpTable`, which must be bound, into `table`,
-/// whose room grows as the system asks. Returns the system's code; throws `std::bad_alloc`.
+/// whose room grows as the system asks. Returns the system's code, with an empty table after a failure;
+/// throws `std::bad_alloc`.
 template <class GetTable, class TableClass>
 unsigned long fetch_table(GetTable get_table, TableClass table_class, unsigned short family,
-                          std::vector<std::uint8_t>& table) {
-    table.resize(1024);
-    auto size = static_cast<DWORD>(table.size());
-    unsigned long code = 0;
-    while ((code = get_table(table.data(), &size, TRUE, family, table_class, 0)) ==
-           ERROR_INSUFFICIENT_BUFFER) {
-        table.resize(std::max<std::size_t>(table.size(), size)); // the system may ask for less than there is
-        size = static_cast<DWORD>(table.size());
+                          table_bytes& table) {
+    unsigned long code = ERROR_INSUFFICIENT_BUFFER;
+    for (DWORD size = 1024; code == ERROR_INSUFFICIENT_BUFFER;) {
+        size = std::max(size, static_cast<DWORD>(table.size())); // the system may ask for less than there is
+        table.make_room(size);
+        code = get_table(table.data(), &size, TRUE, family, table_class, 0);
+    }
+    if (code != 0) {
+        table.clear();
     }
     return code;
 }
@@ -32,7 +55,7 @@ unsigned long fetch_table(GetTable get_table, TableClass table_class, unsigned s
 /// The rows of a table: a count of 4 bytes and the rows after it. No more than the room holds, whatever the
 /// count says; none for a table that was not fetched.
 template <class Row>
-std::span<const Row> rows_of(const std::vector<std::uint8_t>& table) {
+std::span<const Row> rows_of(const table_bytes& table) {
     DWORD count = 0;
     if (table.size() < sizeof count) {
         return {};

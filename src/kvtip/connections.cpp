@@ -10,8 +10,9 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <string>
+#include <string_view>
 #include <tuple>
-#include <vector>
 
 #include <tcpestats.h>
 
@@ -52,12 +53,25 @@ std::uint16_t port_of(DWORD port) {
     return to_host_order(static_cast<std::uint16_t>(port));
 }
 
+// Endpoints are written in place, over zeros: to copy them from small parts takes longer than all else.
+
+void write_endpoint(kvtip_endpoint& to, DWORD address, DWORD port) {
+    to.address.family = 4;
+    std::memcpy(to.address.bytes, &address, sizeof address);
+    to.port = port_of(port);
+}
+
+void write_endpoint(kvtip_endpoint& to, const UCHAR (&address)[16], DWORD scope, DWORD port) {
+    to.address = ipv6_address(address, scope);
+    to.port = port_of(port);
+}
+
 template <class Row>
-kvtip_endpoint local_of(const Row& row) {
+void write_local(kvtip_endpoint& to, const Row& row) {
     if constexpr (is_ipv6<Row>) {
-        return {ipv6_address(row.ucLocalAddr, row.dwLocalScopeId), port_of(row.dwLocalPort), 0};
+        write_endpoint(to, row.ucLocalAddr, row.dwLocalScopeId, row.dwLocalPort);
     } else {
-        return {ipv4_address(&row.dwLocalAddr), port_of(row.dwLocalPort), 0};
+        write_endpoint(to, row.dwLocalAddr, row.dwLocalPort);
     }
 }
 
@@ -71,22 +85,36 @@ std::uint32_t state_of(const Row& row) {
     }
 }
 
-/// All zero for UDP and for listeners, whose rows may hold anything there.
+/// Writes nothing for UDP and for listeners, whose rows may hold anything there.
 template <class Row>
-kvtip_endpoint remote_of(const Row& row) {
+void write_remote(kvtip_endpoint& to, const Row& row) {
     if constexpr (is_tcp<Row>) {
         if (row.dwState == KVTIP_STATE_LISTEN) {
-            return {};
+            return;
         }
         if constexpr (is_ipv6<Row>) {
-            return {ipv6_address(row.ucRemoteAddr, row.dwRemoteScopeId), port_of(row.dwRemotePort), 0};
+            write_endpoint(to, row.ucRemoteAddr, row.dwRemoteScopeId, row.dwRemotePort);
         } else {
-            return {ipv4_address(&row.dwRemoteAddr), port_of(row.dwRemotePort), 0};
+            write_endpoint(to, row.dwRemoteAddr, row.dwRemotePort);
         }
     } else {
+        static_cast<void>(to);
         static_cast<void>(row);
-        return {};
     }
+}
+
+template <class Row>
+kvtip_endpoint local_of(const Row& row) {
+    kvtip_endpoint result{};
+    write_local(result, row);
+    return result;
+}
+
+template <class Row>
+kvtip_endpoint remote_of(const Row& row) {
+    kvtip_endpoint result{};
+    write_remote(result, row);
+    return result;
 }
 
 /// The connection by which the system's statistics know a row.
@@ -153,7 +181,7 @@ std::uint32_t direction_of(const Row& row, const statistics& known) {
 /// A table of the system.
 template <class Row>
 struct table {
-    std::vector<std::uint8_t> bytes;
+    ip::detail::table_bytes bytes;
 
     std::span<const Row> rows() const { return ip::detail::rows_of<Row>(bytes); }
 
@@ -173,7 +201,6 @@ struct table {
         }
         if (code == ERROR_NOT_SUPPORTED || (is_ipv6<Row> && code == ERROR_INVALID_PARAMETER)) {
             missing |= is_ipv6<Row> ? KVTIP_MISSING_IPV6 : KVTIP_MISSING_IPV4;
-            bytes.clear();
             return 0;
         }
         return code;
@@ -219,19 +246,23 @@ bool is_wanted(const Row& row, const kvtip_connection_options& options) {
 }
 
 template <class Row>
-void fill(kvtip_connection& to, const Row& from, const process_list& processes, const statistics& known) {
-    to.local = local_of(from);
-    to.remote = remote_of(from);
+void fill(kvtip_connection& to, const Row& from, const process_list& processes, const process_paths& paths,
+          const statistics& known) {
+    write_local(to.local, from);
+    write_remote(to.remote, from);
     to.protocol = protocol_of<Row>;
     to.state = state_of(from);
     to.direction = direction_of(from, known);
     to.process = from.dwOwningPid;
     to.process_name = processes.name_of(from.dwOwningPid);
+    const process_paths::answer path = paths.of(from.dwOwningPid);
+    to.process_path = path.text;
+    to.process_path_code = path.code;
 }
 
 bool are_valid(const kvtip_connection_options& options) {
     return has_only(options.flags, KVTIP_CONNECTIONS_OF_PROCESS | KVTIP_CONNECTIONS_NO_NAMES |
-                                       KVTIP_CONNECTIONS_NO_DIRECTION) &&
+                                       KVTIP_CONNECTIONS_NO_DIRECTION | KVTIP_CONNECTIONS_PATHS) &&
            (options.protocol == 0 || options.protocol == KVTIP_TCP || options.protocol == KVTIP_UDP) &&
            is_family(options.family) && options.state <= KVTIP_STATE_DELETE_TCB &&
            (options.state == 0 || options.protocol != KVTIP_UDP) &&
@@ -252,6 +283,17 @@ std::uint32_t list_connections(const kvtip_connection_options& options,
     if ((options.flags & KVTIP_CONNECTIONS_NO_NAMES) == 0 && !processes.read()) {
         found.missing |= KVTIP_MISSING_PROCESS_NAMES;
     }
+    process_paths paths;
+    if ((options.flags & KVTIP_CONNECTIONS_PATHS) != 0) {
+        found.for_each_row([&](const auto& row) {
+            if (is_wanted(row, options)) {
+                paths.add(row.dwOwningPid);
+            }
+        });
+        if (!paths.read()) {
+            found.missing |= KVTIP_MISSING_PROCESS_PATHS;
+        }
+    }
     statistics known;
     if ((options.flags & KVTIP_CONNECTIONS_NO_DIRECTION) == 0 && protocol != KVTIP_UDP) {
         const auto& bound = ip::detail::the_helper().iphlpapi;
@@ -264,10 +306,11 @@ std::uint32_t list_connections(const kvtip_connection_options& options,
     *connections = block::make<kvtip_connection_list>([&](block& out, kvtip_connection_list& list) {
         list.missing = found.missing;
         processes.lay_out(out);
+        paths.lay_out(out);
         out.flat_list(list, count, [&](auto add) {
             found.for_each_row([&](const auto& row) {
                 if (is_wanted(row, options)) {
-                    fill(add(), row, processes, known);
+                    fill(add(), row, processes, paths, known);
                 }
             });
         });
@@ -321,10 +364,14 @@ std::uint32_t find_owner(std::uint32_t protocol, const kvtip_endpoint& local, co
     }
     process_list processes;
     processes.read(); // without it the name stays empty
+    std::wstring path;
+    const std::uint32_t path_code = find_path(id, path);
     *process = block::make<kvtip_process>([&](block& out, kvtip_process& result) {
         result.size = sizeof result;
         result.id = id;
         result.name = out.text(processes.find(id));
+        result.path = out.text(std::wstring_view(path));
+        result.path_code = path_code;
     });
     return 0;
 }

@@ -34,4 +34,40 @@ private:
     std::vector<process> processes_; ///< by identifier
 };
 
+/// Finds the path of a process's program. Returns 0, also without a path for the processes that have no
+/// program; 120 where the system lacks the calls; or the system's code. Throws `std::bad_alloc`.
+std::uint32_t find_path(std::uint32_t process, std::wstring& path);
+
+/// The paths of the programs of some processes, each asked for once. The libraries must be held.
+class process_paths {
+public:
+    struct answer {
+        const char* text = "";  ///< in the block
+        std::uint32_t code = 0; ///< of `find_path`
+    };
+
+    /// Notes a process whose path is wanted.
+    void add(std::uint32_t process) {
+        if (paths_.empty() || paths_.back().process != process) {
+            paths_.push_back({process, {}, {}});
+        }
+    }
+    /// Asks for the paths. False if the system cannot know any. Throws `std::bad_alloc`.
+    bool read();
+
+    /// Writes all paths into a block, for `of` to return them there.
+    void lay_out(block& out);
+    answer of(std::uint32_t process) const { return paths_.empty() ? answer() : known_answer_of(process); }
+
+private:
+    struct path {
+        std::uint32_t process;
+        std::wstring found;
+        answer shown;
+    };
+    answer known_answer_of(std::uint32_t process) const;
+
+    std::vector<path> paths_; ///< after `read` by process, without duplicates
+};
+
 } // namespace kvtip::library

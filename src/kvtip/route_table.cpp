@@ -101,11 +101,7 @@ std::uint32_t route_table::fetch_older() {
     const auto fill = [=](void* table, DWORD* size, auto...) {
         return get_table(static_cast<MIB_IPFORWARDTABLE*>(table), size, FALSE);
     };
-    const std::uint32_t code = ip::detail::fetch_table(fill, 0, 0, older_);
-    if (code != 0) {
-        older_.clear();
-    }
-    return code;
+    return ip::detail::fetch_table(fill, 0, 0, older_);
 }
 
 } // namespace kvtip::library

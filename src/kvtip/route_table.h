@@ -8,7 +8,6 @@
 #include <iphlpapi.h>
 
 #include <cstdint>
-#include <vector>
 
 #include "iphlp/endpoint_tables.h"
 #include "kvtip/kvtip.h"
@@ -62,7 +61,7 @@ private:
     std::uint32_t fetch_older();
 
     mib_table<MIB_IPFORWARD_TABLE2> ipv4_, ipv6_;
-    std::vector<std::uint8_t> older_; ///< of IPv4, instead of the other
+    ip::detail::table_bytes older_; ///< of IPv4, instead of the other
     std::uint32_t missing_ = 0;
 };
 

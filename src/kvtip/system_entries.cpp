@@ -13,13 +13,17 @@ namespace {
 
 constexpr const char* no_process_names = "The names of processes are not known.";
 
+constexpr const char* no_process_paths = "The paths of processes' programs are not known.";
+
 constexpr const char* system_time = "Waits follow the system's time, also when it is changed.";
 
 constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, CreateToolhelp32Snapshot, no_process_names),
     KVTIP_ENTRY(system_entries, Process32FirstW, no_process_names),
     KVTIP_ENTRY(system_entries, Process32NextW, no_process_names),
-    KVTIP_ENTRY(system_entries, CloseHandle, no_process_names),
+    KVTIP_ENTRY(system_entries, CloseHandle, "The names and paths of processes are not known."),
+    KVTIP_ENTRY(system_entries, OpenProcess, no_process_paths),
+    KVTIP_ENTRY(system_entries, QueryFullProcessImageNameW, no_process_paths),
     KVTIP_ENTRY(system_entries, FormatMessageW, "Only the codes that the library knows have a sentence."),
     KVTIP_ENTRY(system_entries, SetHandleInformation, "Child processes inherit connected sockets."),
     KVTIP_ENTRY(system_entries, QueryPerformanceCounter, system_time),

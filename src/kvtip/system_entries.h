@@ -29,6 +29,8 @@ struct system_entries {
     decltype(&::Process32FirstW) Process32FirstW = nullptr;
     decltype(&::Process32NextW) Process32NextW = nullptr;
     decltype(&::CloseHandle) CloseHandle = nullptr;
+    decltype(&::OpenProcess) OpenProcess = nullptr;
+    decltype(&::QueryFullProcessImageNameW) QueryFullProcessImageNameW = nullptr;
     decltype(&::FormatMessageW) FormatMessageW = nullptr;
     decltype(&::SetHandleInformation) SetHandleInformation = nullptr;
     decltype(&::QueryPerformanceCounter) QueryPerformanceCounter = nullptr;

@@ -35,7 +35,7 @@ BOOL tell(LARGE_INTEGER* out, std::uint64_t value) {
 const entry_map kernel_entries = {
     {"CreateToolhelp32Snapshot", fake([](DWORD what, DWORD process) -> HANDLE {
          const call now("CreateToolhelp32Snapshot", what, process);
-         enter_in_ledger("snapshots", !now.failed());
+         enter_in_ledger("kernel handles", !now.failed());
          current->next_process = 0;
          return now.failed() ? INVALID_HANDLE_VALUE : current;
      })},
@@ -43,7 +43,24 @@ const entry_map kernel_entries = {
      fake([](HANDLE, PROCESSENTRY32W* out) { return next_process(call("Process32FirstW"), out); })},
     {"Process32NextW",
      fake([](HANDLE, PROCESSENTRY32W* out) { return next_process(call("Process32NextW"), out); })},
-    {"CloseHandle", fake(&close_handle<"CloseHandle", "snapshots">)},
+    {"OpenProcess", fake([](DWORD access, BOOL inherits, DWORD process) -> HANDLE {
+         call now("OpenProcess", process);
+         EXPECT_TRUE(access == PROCESS_QUERY_LIMITED_INFORMATION && !inherits);
+         now.fails_if(!current->paths.contains(process), ERROR_INVALID_PARAMETER);
+         enter_in_ledger("kernel handles", !now.failed());
+         current->opened_process = process;
+         return now.failed() ? nullptr : current;
+     })},
+    {"QueryFullProcessImageNameW", fake([](HANDLE, DWORD flags, LPWSTR out, DWORD* length) -> BOOL {
+         call now("QueryFullProcessImageNameW", flags, *length);
+         const std::wstring& path = current->paths[current->opened_process];
+         if (!now.fails_if(path.size() >= *length, ERROR_INSUFFICIENT_BUFFER)) {
+             out[path.copy(out, *length)] = 0;
+             *length = static_cast<DWORD>(path.size());
+         }
+         return !now.failed();
+     })},
+    {"CloseHandle", fake(&close_handle<"CloseHandle", "kernel handles">)},
     {"SetHandleInformation", fake([](HANDLE handle, DWORD mask, DWORD flags) -> BOOL {
          return !call("SetHandleInformation", std::bit_cast<ULONG_PTR>(handle), mask, flags).failed();
      })},

@@ -164,6 +164,8 @@ public:
     std::deque<DWORD> wanted;  ///< the room that the next calls for a table want, whatever they get
     std::vector<std::pair<DWORD, std::wstring>> processes; ///< identifiers and names
     std::size_t next_process = 0;
+    std::map<DWORD, std::wstring> paths; ///< of processes that may be opened
+    DWORD opened_process = 0;
     std::uint64_t clock = 1000;                          ///< in milliseconds
     std::map<std::string, std::uint64_t> durations;      ///< how long calls take, by name
     std::map<std::string, std::function<void()>> during; ///< what others do in the next call of that name

@@ -64,7 +64,7 @@ struct ConnectionRows : testing::Test {
         udp6.dwLocalPort = port(53);
         udp6.dwOwningPid = 7;
         system.udp6 = {udp6};
-        system.processes = {{0, L"nobody"}, {3, L"three.exe"}, {1, L"one.exe"}, {6, L"six.exe"}};
+        system.processes = {{0, L"[System Process]"}, {3, L"three.exe"}, {1, L"one.exe"}, {6, L"six.exe"}};
     }
 
     /// The code, what is missing, and the rows as `show` writes them.
@@ -98,7 +98,7 @@ TEST_F(ConnectionRows, AreListedInFull) {
     system.active = {{established, 1}};
     EXPECT_EQ(whole(), "0 192.0.2.1@1001|203.0.113.9@443|6|5|2|1|one.exe| 0.0.0.0@80|-|6|2|0|2||"
                        " 192.0.2.1@1002|203.0.113.9@443|6|5|2|3|three.exe|"
-                       " 192.0.2.1@1003|203.0.113.9@443|6|11|0|0|| fe80::1@1001%7|fe80::2@443%7|6|5|2|4||"
+                       " 192.0.2.1@1003|203.0.113.9@443|6|11|0|0|Idle| fe80::1@1001%7|fe80::2@443%7|6|5|2|4||"
                        " ::@80|-|6|2|0|5|| fe80::1@80%7|-|6|2|0|8|| 0.0.0.0@53|-|17|0|0|6|six.exe|"
                        " fe80::1@53%7|-|17|0|0|7||");
     EXPECT_EQ(system.called("EStats").find("20480"), std::string::npos) << "a listener has no direction";
@@ -137,7 +137,7 @@ TEST_F(ConnectionRows, AreFiltered) {
         {"a local port", {.local_port = 80}, "0 2 5 8"},
         {"a remote port, which listeners have none of", {.remote_port = 443}, "0 1 3 0 4"},
         {"all together", {.protocol = KVTIP_TCP, .family = 4, .local_port = 1002, .remote_port = 443}, "0 3"},
-        {"an unknown flag", {.flags = 8}, "87"},
+        {"an unknown flag", {.flags = 16}, "87"},
         {"an unknown protocol", {.protocol = 1}, "87"},
         {"an unknown family", {.family = 23}, "87"},
         {"an unknown state", {.state = 13}, "87"},
@@ -177,6 +177,61 @@ TEST_F(ConnectionRows, SayWhatTheSystemCannotList) {
         system.missing = row.missing;
         system.answers = row.answers;
         EXPECT_EQ(processes(row.options), row.expected) << row.what;
+    }
+}
+
+TEST_F(ConnectionRows, HaveThePathsOfPrograms) {
+    const std::wstring long_path(600, L'p');
+    system.paths = {{1, L"C:\\one.exe"}, {2, L"C:\\two.exe"}, {3, long_path}, {4, L"no program"}, {5, L"?"}};
+    system.tcp4.push_back(system.tcp4.front());
+    const std::string opened = "1 2 3 5 6 7 8";
+    const struct {
+        const char* what;
+        std::set<std::string> missing;
+        std::map<std::string, std::deque<DWORD>> answers;
+        std::uint32_t flags;
+        std::string expected, opened;
+    } rows[] = {
+        {"not asked for", {}, {}, 0, "0 1::0 2::0 3::0 0::0 1::0 4::0 5::0 8::0 6::0 7::0", ""},
+        {"one may not be opened, and one reports nothing",
+         {},
+         {{"OpenProcess(2)", {5}}, {"QueryFullProcessImageNameW", {0, 0, 0, 31}}},
+         KVTIP_CONNECTIONS_PATHS,
+         "0 1:C:\\one.exe:0 2::5 3:" + text(long_path) +
+             ":0 0::0 1:C:\\one.exe:0 4::0 5::31 8::87 6::87 7::87",
+         opened},
+        {"without the call",
+         {"OpenProcess"},
+         {},
+         KVTIP_CONNECTIONS_PATHS,
+         "0 missing 64 1::120 2::120 3::120 0::0 1::120 4::0 5::120 8::120 6::120 7::120",
+         ""},
+    };
+    for (const auto& row : rows) {
+        system.missing = row.missing;
+        system.answers = row.answers;
+        const kvtip_connection_options options{sizeof options, row.flags, 0, 0, 0, 0, 0, 0};
+        EXPECT_EQ(list(&options,
+                       [](const kvtip_connection& each) {
+                           return text(each.process) + ":" + each.process_path + ":" +
+                                  text(each.process_path_code);
+                       }),
+                  row.expected)
+            << row.what;
+        std::string ids;
+        for (const std::string& call : system.calls) {
+            const std::string name = "OpenProcess(";
+            ids += call.starts_with(name) ? (ids.empty() ? "" : " ") + call.substr(name.size(), 1) : "";
+        }
+        EXPECT_EQ(ids, row.opened) << row.what;
+    }
+    system.missing = {};
+    system.answers["OpenProcess"] = {0, 5};
+    for (const char* expected : {"C:\\one.exe 0", " 5"}) {
+        EXPECT_EQ(
+            result_of([](const kvtip_process& each) { return each.path + (" " + text(each.path_code)); },
+                      kvtip_owner, std::uint32_t{KVTIP_TCP}, &here, &web),
+            std::string("0 ") + expected);
     }
 }
 

@@ -271,8 +271,11 @@ unsigned long list_neighbour_rows() {
 }
 
 unsigned long list_connection_rows() {
+    kvtip_connection_options options{};
+    options.size = sizeof options;
+    options.flags = KVTIP_CONNECTIONS_PATHS;
     return in_turn(
-        [] { return code_of(discard<kvtip_connection_list>(kvtip_connections, nullptr)); },
+        [&] { return code_of(discard<kvtip_connection_list>(kvtip_connections, &options)); },
         [] { return code_of(discard<kvtip_process>(kvtip_owner, KVTIP_TCP, &far_end, &far_end)); });
 }
 
@@ -432,7 +435,8 @@ const scenario scenarios[] = {
     {"neighbour rows", list_neighbour_rows, c_start, "ResolveIpNetEntry2 GetBestInterfaceEx", "", "",
      "GetIpNetTable2()"},
     {"connection rows", list_connection_rows, c_start, "GetExtendedTcpTable GetExtendedUdpTable", "", "",
-     "CreateToolhelp32Snapshot() Process32FirstW() Process32NextW() CloseHandle()"},
+     "CreateToolhelp32Snapshot() Process32FirstW() Process32NextW() CloseHandle() OpenProcess()"
+     " QueryFullProcessImageNameW()"},
     {"name rows", find_name_rows, c_start, older_names},
     {"narrow name rows", find_name_rows, c_start, older_names, "", "", "",
      "GetAddrInfoW GetNameInfoW GetHostNameW"},
@@ -539,6 +543,7 @@ struct Scenarios : testing::TestWithParam<std::tuple<scenario, DWORD>> {
         system.udp6.resize(1);
         system.active[5] = 1;
         system.processes = {{1, L"a program with a long name.exe"}, {2, L"another.exe"}};
+        system.paths = {{1, std::wstring(600, L'p')}};
         std::strcpy(system.network.DnsServerList.IpAddress.String, "192.0.2.53");
         system.dial_ups.resize(2);
         system.dial_up_addresses = {L"192.0.2.10"};
