@@ -54,12 +54,12 @@ const kvtip_dns_server_list* make_list(const std::vector<adapter_server>& server
     return block::make<kvtip_dns_server_list>([&](block& out, kvtip_dns_server_list& list) {
         list.missing = missing;
         out.list(list, servers.size(), [&](auto add) {
-            const kvtip_adapter* last = nullptr;
-            const char* name = nullptr;
+            std::string_view last; // rows share the name of their adapter
+            const char* name = "";
             for (const adapter_server& each : servers) {
-                if (each.adapter != last) {
-                    last = each.adapter;
-                    name = out.text(std::string_view(last->name));
+                if (last.data() != each.adapter->name) {
+                    last = each.adapter->name;
+                    name = out.text(last);
                 }
                 add() = {*each.address, index_for(*each.adapter, each.address->family),
                          kvtip::address(*each.address).is_dns_placeholder(), name};

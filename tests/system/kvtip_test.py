@@ -11,6 +11,7 @@ import json
 import os
 import re
 import shutil
+import signal
 import socket
 import subprocess
 import sys
@@ -28,11 +29,11 @@ os.environ["LC_ALL"] = "C.UTF-8"  # Wine reads arguments in the locale's encodin
 # arguments, and what the message must hold: the option parser's words differ from version to version
 bad_usage = [
     ([], "A subcommand is required"),
-    (["adapters", "grüße €😀"], "grüße €😀"),
-    (["adapters", "*"], "*"),
-    (["adapters", "\x01\x1b\x1f\x7f\x9f\u202a\u202e\u2066\u2069"],
+    (["hostname", "grüße €😀"], "grüße €😀"),
+    (["hostname", "*"], "*"),
+    (["hostname", "\x01\x1b\x1f\x7f\x9f\u202a\u202e\u2066\u2069"],
      r"\u0001\u001B\u001F\u007F\u009F\u202A\u202E\u2066\u2069"),
-    (["adapters", " ~\xa0\u2029\u202f\u2065\u206a"], " ~\xa0\u2029\u202f\u2065\u206a"),
+    (["hostname", " ~\xa0\u2029\u202f\u2065\u206a"], " ~\xa0\u2029\u202f\u2065\u206a"),
     (["resolve", ""], "NAME: must not be empty"),
     (["name", "1" * 300], f"ADDRESS: {'1' * 300} is not an address"),
     (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not above 0 and up to 86400"),
@@ -232,10 +233,13 @@ class Kvtip(unittest.TestCase):
             shown += each_address(adapter["gateways"] + adapter["dns_servers"]) + addresses_of(adapter)
             for value in filter(None, shown):
                 self.assertIn(value, block)
-        every = [text.split("/")[0] for adapter in adapters for text in addresses_of(adapter)]
-        for family in ("4", "6"):
-            self.assertEqual(sorted(self.output("addresses", "--family", family).split()),
-                             sorted(text for text in every if (":" in text) == (family == "6")))
+        for options, listed in (("--all", adapters), ("", [each for each in adapters if each["status"] == 1])):
+            every = sorted([row["address"], str(row["prefix_length"]), adapter["name"]]
+                           for adapter in listed for row in adapter["addresses"])
+            for family in "46":
+                shown = self.output("addresses", "--family", family, *options.split()).splitlines()[1:]
+                self.assertEqual(sorted([line.split()[at] for at in (0, 1, 3)] for line in shown),
+                                 [row for row in every if (":" in row[0]) == (family == "6")])
 
     def test_names_and_addresses_are_the_hosts(self):
         found = self.found("resolve", "localhost", "--family", "4")
@@ -334,10 +338,39 @@ class Kvtip(unittest.TestCase):
                      {"network": "198.51.100.0/24", "on_link": True, **link}):
             self.assertIn(each, [{key: row[key] for key in row if key in {*each, "next_hop"}} for row in table])
         self.assertRegex(self.output("routes"), r"(?m)^0\.0\.0\.0/0 +198\.51\.100\.1 +lab0 +\d+ ")
-        profile = self.found("profile")
-        self.assertEqual([profile[key] for key in ("adapter", "address", "mask", "next_hop", "dial_up")],
-                         ["lab0", "198.51.100.2", "255.255.255.0", "198.51.100.1", False])
+        for arguments in ([], ["203.0.113.2"]):
+            me = self.found("me", *arguments)
+            self.assertEqual([me[key] for key in ("adapter", "address", "prefix_length", "next_hop", "dial_up")],
+                             ["lab0", "198.51.100.2", 24, "198.51.100.1", False])
+        self.assertEqual([row["name"] for row in self.found("adapters") if row["primary"]], ["lab0"])
+        self.assertEqual({row["address"].partition("%")[2] for row in self.found("addresses")
+                          if row["range"] == "link-local" and row["adapter"] == "lab0"},
+                         {str(socket.if_nametoindex("lab0"))})
         self.assertEqual(each_address(self.found("dns")), ["198.51.100.1", "2001:db8:1::1"])
+
+    @unittest.skipUnless("lab0" in required, "needs the lab")
+    def test_traffic_grows_while_data_flows(self):
+        def received():
+            [adapter] = self.found("adapters", "LAB0", "--counters")
+            return adapter["counters"]["received"]["bytes"]
+
+        before = received()
+        with subprocess.Popen([*kvtip, "traffic", "lab0", "--interval", "0.2", "--json"],
+                              stdout=subprocess.PIPE) as traffic:
+            traffic.stdout.readline()
+            with socket.create_connection(("198.51.100.10", 7)) as echo:
+                rate, sent = 0, b"x" * 100_000
+                while rate == 0:
+                    echo.sendall(sent)
+                    self.assertTrue(echo.recv(len(sent), socket.MSG_WAITALL))
+                    row = json.loads(traffic.stdout.readline())["row"]
+                    rate = row["adapters"][0]["received"]["bits_per_second"]
+            traffic.send_signal(signal.SIGINT)  # as Ctrl-C
+            last = traffic.stdout.read().splitlines()[-1]
+        self.assertEqual(traffic.returncode, 0)
+        self.assertGreater(json.loads(last)["result"]["samples"], 1)
+        self.assertGreaterEqual(received(), before + len(sent))
+        self.assert_fails(1168, "traffic", "labdown")
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "needs a device that is always full")
     def test_output_that_cannot_be_written_is_a_failure(self):
@@ -372,7 +405,7 @@ class Kvtip(unittest.TestCase):
 
     def test_report_holds_what_the_subcommands_show(self):
         page = self.output("report")
-        for part in ("hostname", "doctor", "addresses"):
+        for part in ("hostname", "doctor", "me"):
             for line in self.output(part).splitlines():
                 self.assertIn(line.strip(), page)
 

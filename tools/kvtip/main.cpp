@@ -17,10 +17,11 @@
 namespace {
 
 constexpr const command* commands[] = {
-    &report_command, &doctor_command,     &adapters_command, &addresses_command,   &dns_command,
-    &route_command,  &routes_command,     &profile_command,  &resolve_command,     &name_command,
-    &lookup_command, &reverse_command,    &hostname_command, &connect_command,     &ping_command,
-    &trace_command,  &neighbours_command, &mac_command,      &connections_command, &owner_command};
+    &report_command, &doctor_command, &adapters_command,   &traffic_command,  &addresses_command,
+    &dns_command,    &route_command,  &routes_command,     &me_command,       &resolve_command,
+    &name_command,   &lookup_command, &reverse_command,    &hostname_command, &connect_command,
+    &ping_command,   &trace_command,  &neighbours_command, &mac_command,      &connections_command,
+    &owner_command};
 
 // Exit statuses.
 constexpr int failed = 1;

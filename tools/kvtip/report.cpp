@@ -17,7 +17,7 @@ struct section {
 const section sections[] = {
     {&hostname_command, "host"},           {&doctor_command, "system"},
     {&adapters_command, "adapters"},       {&dns_command, "name servers"},
-    {&profile_command, "profile"},         {&neighbours_command, "IPv4 neighbours", "--family 4"},
+    {&me_command, "primary adapter"},      {&neighbours_command, "IPv4 neighbours", "--family 4"},
     {&connections_command, "connections"},
 };
 

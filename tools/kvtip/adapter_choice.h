@@ -1,0 +1,12 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "command_line.h"
+#include "kvtip/adapters.hpp"
+
+/// `NAME`, which may be left out: the name, GUID or interface index of an adapter. Returns what lists the
+/// adapters, of which there is only that one if it is given. The list throws `explained_error` if it is empty
+/// because of that.
+std::function<std::vector<kvtip::adapter>(const kvtip::adapter_options&)> add_adapter(parameters& expected);
