@@ -8,6 +8,7 @@
 static int list_listeners(uint16_t port) {
     const kvtip_connection_options options = {
         .size = sizeof options,
+        .flags = KVTIP_CONNECTIONS_PATHS,
         .protocol = KVTIP_TCP,
         .state = KVTIP_STATE_LISTEN,
         .local_port = port, /* 0: any */
@@ -25,9 +26,11 @@ static int list_listeners(uint16_t port) {
         char local[KVTIP_ENDPOINT_TEXT_SIZE];
         kvtip_format_endpoint(&each->local, local, sizeof local);
         if (each->process != 0) {
-            printf("%-28s%u %s\n", local, each->process, each->process_name);
+            printf("%-20s%u %s %s\n", local, each->process, each->process_name,
+                   each->process_path_code == 0 ? each->process_path
+                                                : kvtip_error_name(each->process_path_code));
         } else { /* the system does not report it */
-            printf("%-28sunknown\n", local);
+            printf("%-20sunknown\n", local);
         }
     }
     printf("listeners: %u\n", (unsigned)found->count);

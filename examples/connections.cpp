@@ -7,11 +7,16 @@
 
 int main() {
     std::size_t count = 0;
-    for (const kvtip::connection& each : kvtip::connections()) {
+    for (const kvtip::connection& each : kvtip::connections({.paths = true})) {
         ++count;
         if (each.state == kvtip::connection_state::listen) {
-            std::cout << std::left << std::setw(28) << each.local << each.process << ' ' << each.process_name
-                      << '\n';
+            std::cout << std::left << std::setw(20) << each.local << each.process << ' ' << each.process_name
+                      << ' ';
+            if (each.process_path_error) { // such as a process that may not be opened
+                std::cout << each.process_path_error.message() << '\n';
+            } else {
+                std::cout << each.process_path << '\n';
+            }
         }
     }
     std::cout << count << " connections and endpoints\n";

@@ -292,8 +292,11 @@ class Kvtip(unittest.TestCase):
             end = next(row for row in self.found("connections") if row.get("process_name") == name and "remote" in row)
             port, other = end["local"]["port"], end["remote"]["port"]
             every = ["established", "established", "listen"]
-            for options, expected in (("--family 4", every), ("--udp", []), ("--state Established", every[:2]),
-                                      ("--pid 4294967295", [])):
+            for options, expected in (("--family 4 --resolve", every), ("--udp", []),
+                                      ("--state Established", every[:2]), ("--listening", every[2:]),
+                                      (f"--port {port}", every[:1]), (f"--remote-port {port}", every[:1]),
+                                      (f"--process {end['process']}", every[:1]), (f"--process {name[:-4].upper()}",
+                                      every[:1]), ("--process 4294967295", []), ("--process nobody", [])):
                 found = [row.get("state_name") for row in self.found("connections", *options.split())
                          if row["protocol_name"] == "TCP" and row["local"]["port"] in (port, other)]
                 self.assertEqual(sorted(found), expected, options)
@@ -306,6 +309,29 @@ class Kvtip(unittest.TestCase):
             echo.communicate(b"\n", timeout=60)
         self.assert_fails(1168, "owner", "203.0.113.77", "127.0.0.1")
 
+    @unittest.skipUnless(os.path.exists(built("echo.exe")), "needs the example")
+    def test_ports_are_those_of_two_programs(self):
+        names = ["one.exe", "two.exe"]
+        with copies(*(("echo.exe", name) for name in names), ("kvtIP.dll", "kvtIP.dll")) as folder, \
+                contextlib.ExitStack() as programs:
+            for name in names:
+                programs.enter_context(subprocess.Popen([*kvtip[:-1], os.path.join(folder, name), "wait"],
+                                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)).stdout.readline()
+            rows = self.found("connections", "--sort", "port")
+            self.assertEqual(rows, sorted(rows, key=lambda row: row["local"]["port"]))
+            for name in names:  # of each, Wine 8 knows the process of the client's end only
+                end = next(row for row in rows if row.get("process_name") == name and "remote" in row)
+                local, port = end["local"], str(end["local"]["port"])
+                path = "Z:" + os.path.join(folder, name).replace("/", "\\") if "wine" in kvtip[0] else None
+                use = next(row for row in self.found("port", port, "--tcp") if row["connections"])
+                self.assertEqual(use, {
+                    "protocol": 6, "protocol_name": "TCP", "local": local, "listening": False, "connections": 1,
+                    "process": end["process"], "process_name": name, "process_path": path or use["process_path"]})
+                self.assertRegex(self.output("port", port), rf"(?m)^TCP +127\.0\.0\.1:{port} +1 connection +"
+                                 rf"{end['process']} +{name} +\S.*\\{name}$")
+                self.assert_fails(1168, "port", port, "--udp")
+            self.assertRegex(self.output("connections", "--process", "one"), r"(?s)^PROTOCOL.* one\.exe\n.*\d connections?\n$")
+
     @unittest.skipUnless("lab0" in required, "needs the lab")
     def test_examples_of_the_help_work(self):
         names = self.subcommands()
@@ -314,7 +340,7 @@ class Kvtip(unittest.TestCase):
             with self.subTest(arguments):
                 self.assertIn(run(*kvtip, *arguments)[0], (0, 1))
                 self.reports(*arguments, statuses=(0, 1))
-        self.assertGreaterEqual(self.have_result, set(names) - {"mac", "owner"})
+        self.assertGreaterEqual(self.have_result, set(names) - {"mac", "owner", "port"})
 
     @unittest.skipUnless("lab0" in required, "needs the lab")
     def test_lab_is_as_it_was_made(self):

@@ -37,6 +37,19 @@ std::function<kvtip::family()> add_family(parameters& expected) {
     };
 }
 
+std::function<kvtip::protocol()> add_protocol(parameters& expected) {
+    struct choice {
+        bool tcp = false, udp = false;
+    };
+    auto given = std::make_shared<choice>();
+    expected.add_flag("--tcp", given->tcp, "Only TCP");
+    expected.add_flag("--udp", given->udp, "Only UDP");
+    expected.exclude("--udp", "--tcp");
+    return [given] {
+        return given->tcp ? kvtip::protocol::tcp : given->udp ? kvtip::protocol::udp : kvtip::protocol::any;
+    };
+}
+
 std::shared_ptr<std::string> add_host(parameters& expected, const char* name, const char* description,
                                       const char* fallback) {
     auto host = std::make_shared<std::string>(fallback);

@@ -7,11 +7,15 @@
 
 #include "command_line.h"
 #include "kvtip/address.hpp"
+#include "kvtip/connections.hpp"
 
 // Arguments that several subcommands take. What is added here has its value once the command line is parsed.
 
 /// `--family`: returns the address family, none for any.
 std::function<kvtip::family()> add_family(parameters& expected);
+
+/// `--tcp` and `--udp`: returns the protocol, any without either.
+std::function<kvtip::protocol()> add_protocol(parameters& expected);
 
 /// A name or an address. It must not be empty, since an empty one would stand for this host. It may be left
 /// out only if there is a `fallback`.

@@ -54,6 +54,7 @@ extern const command name_command;
 extern const command neighbours_command;
 extern const command owner_command;
 extern const command ping_command;
+extern const command port_command;
 extern const command report_command;
 extern const command resolve_command;
 extern const command reverse_command;

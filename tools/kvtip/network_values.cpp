@@ -19,3 +19,7 @@ value address_row(const kvtip::address& address) {
 value endpoint_value(const kvtip::endpoint& endpoint) {
     return {{"address", address_value(endpoint.address())}, {"port", endpoint.port()}};
 }
+
+value process_value(const kvtip::connection& connection) {
+    return connection.process_name.empty() ? number_or_null(connection.process) : value(connection.process);
+}

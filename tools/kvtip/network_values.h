@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "kvtip/address.hpp"
+#include "kvtip/connections.hpp"
 #include "value.h"
 
 // Values of what the library reports.
@@ -29,6 +30,9 @@ value address_row(const kvtip::address& address);
 
 /// An object with the address and the port.
 value endpoint_value(const kvtip::endpoint& endpoint);
+
+/// The identifier of the process that owns a connection; null for 0, unless the system has a name for that.
+value process_value(const kvtip::connection& connection);
 
 /// A list of what `convert` makes of each row.
 template <class Rows, class Convert>

@@ -49,7 +49,7 @@ value owner_of(const end& local, const end& remote) {
     }
     return {{"local", local.shown()},
             {"remote", remote.shown()},
-            {"process", number_or_null(found->process)},
+            {"process", process_value(*found)},
             {"process_name", text_or_null(found->process_name)}};
 }
 
