@@ -274,7 +274,8 @@ class Kvtip(unittest.TestCase):
         with subprocess.Popen([*kvtip, "ping", "127.0.0.1", "--count", "60"], stdout=subprocess.PIPE) as ping:
             self.assertIn(b"pinging", ping.stdout.readline())
             self.assertIn(b"reply", ping.stdout.readline())
-            ping.terminate()  # long before its end
+            ping.send_signal(signal.SIGINT)  # as Ctrl-C, long before its end
+            self.assertRegex(ping.stdout.read(), rb"(?m)^\d+ sent, \d+ answered, 0% lost$")
 
     def test_ping_without_an_answer_is_a_failure(self):
         status, out, err = run(*kvtip, "ping", "255.255.255.255", "--count", "1")  # where no echo may go

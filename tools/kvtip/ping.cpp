@@ -3,11 +3,10 @@
 #include <cmath>
 #include <numeric>
 
-#include <windows.h>
-
 #include "arguments.h"
 #include "command.h"
 #include "failure.h"
+#include "interruption.h"
 #include "layout.h"
 #include "network_values.h"
 #include "single_ping.h"
@@ -23,13 +22,6 @@ struct ping_request {
     unsigned timeout = 4000; ///< in milliseconds
     kvtip::ping_options options;
 };
-
-void sleep_until(steady_clock::time_point time) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(time - steady_clock::now());
-    if (left.count() > 0) {
-        Sleep(static_cast<DWORD>(left.count()));
-    }
-}
 
 std::string reply_line(const value& reply) {
     if (is_answered(reply)) {
@@ -48,12 +40,11 @@ struct tally {
     value last_error;
 };
 
-/// Sends one echo request a second.
+/// Sends one echo request a second, until Ctrl-C.
 tally send(const kvtip::address& destination, const ping_request& what, const progress& show) {
     tally result;
     auto next = steady_clock::now();
-    for (; result.sent < what.count; ++result.sent) {
-        sleep_until(next);
+    for (; result.sent < what.count && (wait_until(next) || result.sent == 0); ++result.sent) {
         next = steady_clock::now() + std::chrono::seconds(1);
         const value reply = ping_once(destination, what.options);
         show.row(reply);
