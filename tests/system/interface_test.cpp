@@ -129,6 +129,7 @@ TEST_F(Interface, FindsOwners) {
                                         kvtip::owner(made.local, listener.endpoint)}) {
         EXPECT_EQ(owner.id, GetCurrentProcessId());
         EXPECT_TRUE(owner.name.starts_with("interface_test")) << owner.name;
+        EXPECT_TRUE(owner.path.ends_with("\\" + owner.name) && !owner.path_error) << owner.path;
     }
     std::error_code error;
     EXPECT_EQ(kvtip::owner(datagrams.endpoint, made.local, error).id, 0u);
@@ -138,11 +139,24 @@ TEST_F(Interface, FindsOwners) {
 
     const auto at_listener = kvtip::connections({.protocol = kvtip::protocol::tcp,
                                                  .family = kvtip::family::ipv4,
-                                                 .local_port = listener.endpoint.port()});
+                                                 .local_port = listener.endpoint.port(),
+                                                 .paths = true});
     EXPECT_EQ(at_listener.size(), 2u) << "the listener and its socket";
     for (const kvtip::connection& each : at_listener) {
         EXPECT_EQ(each.local, listener.endpoint);
+        EXPECT_TRUE(each.process_path.ends_with(each.process_name)) << each.process_path;
         EXPECT_EQ(static_cast<bool>(each.remote), each.state == kvtip::connection_state::established);
+    }
+}
+
+TEST_F(Interface, ListsRoutes) {
+    for (const kvtip::route_entry& each : kvtip::routes()) {
+        EXPECT_EQ(each.on_link, !each.next_hop) << each.network;
+        const kvtip::route_list same = kvtip::routes(
+            {.family = each.network.address().family(), .interface_index = each.interface_index});
+        EXPECT_TRUE(std::any_of(same.begin(), same.end(), [&](const kvtip::route_entry& other) {
+            return other.network == each.network && other.adapter == each.adapter;
+        })) << each.network;
     }
 }
 
