@@ -1,7 +1,6 @@
 // The names of error codes, and a sentence for each.
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -233,8 +232,8 @@ constexpr std::size_t text_size = std::accumulate(
         return size + each.name.size() + each.message.size() + 2; // with their terminating zeros
     });
 
-/// The table as it is in the DLL, where it takes half of the room: no pointers, which would also need
-/// relocations, but the place of each name in one text. The message follows the name.
+/// The table as it is in the DLL: all texts in one, and the place of each name in it, after which the message
+/// follows. Pointers would need more room, and relocations too.
 struct packed_errors {
     constexpr packed_errors() {
         std::size_t end = 0;
@@ -246,9 +245,9 @@ struct packed_errors {
         }
     }
 
-    std::array<std::uint16_t, std::size(errors)> codes{};
-    std::array<std::uint16_t, std::size(errors)> places{};
-    std::array<char, text_size> text{};
+    std::uint16_t codes[std::size(errors)]{};
+    std::uint16_t places[std::size(errors)]{};
+    char text[text_size]{};
 };
 
 constexpr packed_errors packed;
@@ -256,10 +255,10 @@ static_assert(text_size <= 0xFFFF && std::rbegin(errors)->code <= 0xFFFF);
 
 /// The name, after whose terminating zero the message follows; null for an unknown code.
 const char* find_error(std::uint32_t code) {
-    const auto* found = std::lower_bound(packed.codes.begin(), packed.codes.end(), code);
-    return found == packed.codes.end() || *found != code
+    const auto* found = std::lower_bound(std::begin(packed.codes), std::end(packed.codes), code);
+    return found == std::end(packed.codes) || *found != code
                ? nullptr
-               : &packed.text[packed.places[static_cast<std::size_t>(found - packed.codes.begin())]];
+               : &packed.text[packed.places[found - packed.codes]];
 }
 
 /// Writes UTF-8 text, as much as there is room for, and returns the size of all of it.
