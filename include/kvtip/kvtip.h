@@ -926,15 +926,42 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_reverse(const kvtip_address* address,
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_host_name(const char** name) KVTIP_NOEXCEPT;
 
 /* The type of a DNS record, with its number in the protocol. */
-enum kvtip_dns_type { KVTIP_DNS_A = 1, KVTIP_DNS_PTR = 12, KVTIP_DNS_AAAA = 28 };
+enum kvtip_dns_type {
+    KVTIP_DNS_A = 1,
+    KVTIP_DNS_NS = 2,
+    KVTIP_DNS_CNAME = 5,
+    KVTIP_DNS_SOA = 6,
+    KVTIP_DNS_PTR = 12,
+    KVTIP_DNS_MX = 15,
+    KVTIP_DNS_TXT = 16,
+    KVTIP_DNS_AAAA = 28,
+    KVTIP_DNS_SRV = 33,
+    KVTIP_DNS_CAA = 257
+};
 
-/* A record of a DNS answer. */
+/* A record of a DNS answer. Members that its type does not have are 0, or empty text. */
 typedef struct kvtip_dns_record {
     const char* name;      /* whom the record is about */
     uint32_t type;         /* enum kvtip_dns_type */
     uint32_t time_to_live; /* in seconds */
-    kvtip_address address; /* A, AAAA; otherwise family 0 */
-    const char* target;    /* PTR: the name; otherwise empty */
+    kvtip_address address; /* A, AAAA */
+    const char* target;    /* PTR, CNAME: the name; NS: the name server; MX: the mail server; SRV: the host of
+                              the service; SOA: the primary name server */
+    uint32_t priority;     /* MX, SRV: targets with the least are tried first */
+    uint32_t weight;       /* SRV: the share of a target among those of its priority */
+    uint32_t port;         /* SRV */
+    uint32_t flags;        /* CAA: 128 if who does not know the tag must issue no certificate */
+    const char* tag;       /* CAA: what the value is, such as "issue" */
+    const char* value;     /* CAA */
+    const char* const* texts; /* TXT: text_count texts, which many readers join without a blank; never null */
+    size_t text_count;
+    const char* mailbox; /* SOA: of who is in charge; its first dot stands for the @ */
+    uint32_t serial;     /* SOA: of this version of the zone */
+    uint32_t refresh;    /* SOA: in seconds, when other name servers look for a new version */
+    uint32_t retry;      /* SOA: in seconds, when they look again after a failure */
+    uint32_t expire;     /* SOA: in seconds, when they give the zone up without one */
+    uint32_t minimum;    /* SOA: in seconds, for how long the absence of a name or record is remembered */
+    uint32_t reserved;
 } kvtip_dns_record;
 
 typedef struct kvtip_dns_record_list {
@@ -953,15 +980,17 @@ enum kvtip_dns_flags {
 
 typedef struct kvtip_dns_options {
     uint32_t size;
-    uint32_t flags; /* enum kvtip_dns_flags */
+    uint32_t flags;       /* enum kvtip_dns_flags */
+    kvtip_address server; /* the server to ask instead of the system's, past its cache; family 0: none */
 } kvtip_dns_options;
 
 /* Asks the DNS for the records of a name and lists those of that type in the answer. For PTR the name may be
- * an address: the name under which the DNS knows it is then asked for. Rests on DnsQuery_W.
+ * an address: the name under which the DNS knows it is then asked for. Rests on DnsQuery_W, with a server on
+ * DnsQueryEx.
  *
  * Returns: 0; DNS_ERROR_RCODE_NAME_ERROR (9003) for an unknown name; DNS_INFO_NO_RECORDS (9501) for a name
  *     without such a record; DNS_ERROR_RCODE_SERVER_FAILURE (9002); ERROR_TIMEOUT of the DNS as
- *     WSAETIMEDOUT (10060); 8; 87; or the system's code.
+ *     WSAETIMEDOUT (10060); 120 for a server without DnsQueryEx; 8; 87; or the system's code.
  * On failure: *records is null.
  * Frees: the caller frees *records with kvtip_free.
  * Blocks: 10 seconds and more if no name server answers.

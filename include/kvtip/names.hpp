@@ -10,6 +10,7 @@
 
 #include "kvtip/address.hpp"
 #include "kvtip/detail/call.hpp"
+#include "kvtip/detail/named.hpp"
 
 namespace kvtip {
 inline namespace v1 {
@@ -83,22 +84,81 @@ inline std::string host_name(std::error_code& error) {
     return name ? name.get() : "";
 }
 
-enum class dns_type : std::uint32_t { a = KVTIP_DNS_A, ptr = KVTIP_DNS_PTR, aaaa = KVTIP_DNS_AAAA };
+enum class dns_type : std::uint32_t {
+    a = KVTIP_DNS_A,
+    ns = KVTIP_DNS_NS,
+    cname = KVTIP_DNS_CNAME,
+    soa = KVTIP_DNS_SOA,
+    ptr = KVTIP_DNS_PTR,
+    mx = KVTIP_DNS_MX,
+    txt = KVTIP_DNS_TXT,
+    aaaa = KVTIP_DNS_AAAA,
+    srv = KVTIP_DNS_SRV,
+    caa = KVTIP_DNS_CAA
+};
 
-/// A record of a DNS answer.
+inline constexpr detail::named<dns_type> dns_type_names[] = {
+    {dns_type::a, "A"},     {dns_type::ns, "NS"},  {dns_type::cname, "CNAME"}, {dns_type::soa, "SOA"},
+    {dns_type::ptr, "PTR"}, {dns_type::mx, "MX"},  {dns_type::txt, "TXT"},     {dns_type::aaaa, "AAAA"},
+    {dns_type::srv, "SRV"}, {dns_type::caa, "CAA"}};
+constexpr std::string_view to_string(dns_type value) noexcept {
+    return detail::name_in<dns_type>(dns_type_names, value);
+}
+
+/// A record of a DNS answer. Members that its type does not have are 0 or empty.
 struct dns_record {
     std::string name; ///< whom the record is about
     dns_type type = dns_type::a;
     std::chrono::seconds time_to_live{};
     kvtip::address address; ///< A, AAAA
-    std::string target;     ///< PTR
+    /// PTR, CNAME: the name; NS: the name server; MX: the mail server; SRV: the host of the service; SOA: the
+    /// primary name server.
+    std::string target;
+    std::uint16_t priority = 0;     ///< MX, SRV: targets with the least are tried first
+    std::uint16_t weight = 0;       ///< SRV: the share of a target among those of its priority
+    std::uint16_t port = 0;         ///< SRV
+    std::uint8_t flags = 0;         ///< CAA: 128 if who does not know the tag must issue no certificate
+    std::string tag;                ///< CAA: what the value is, such as "issue"
+    std::string value;              ///< CAA
+    std::vector<std::string> texts; ///< TXT: many readers join them without a blank
+    std::string mailbox;            ///< SOA: of who is in charge; its first dot stands for the @
+    std::uint32_t serial = 0;       ///< SOA: of this version of the zone
+    std::chrono::seconds refresh{}; ///< SOA: when other name servers look for a new version
+    std::chrono::seconds retry{};   ///< SOA: when they look again after a failure
+    std::chrono::seconds expire{};  ///< SOA: when they give the zone up without one
+    std::chrono::seconds minimum{}; ///< SOA: for how long the absence of a name or record is remembered
 };
 
 /// How to ask the DNS.
 struct dns_options {
     bool bypass_cache = false; ///< asks a server even if the answer is known
     bool tcp = false;          ///< asks by TCP only
+    kvtip::address server;     ///< the server to ask instead of the system's; no address: none
 };
+
+namespace detail {
+inline dns_record to_dns_record(const kvtip_dns_record& row) {
+    using std::chrono::seconds;
+    return {row.name,
+            static_cast<dns_type>(row.type),
+            seconds(row.time_to_live),
+            address(row.address),
+            row.target,
+            static_cast<std::uint16_t>(row.priority),
+            static_cast<std::uint16_t>(row.weight),
+            static_cast<std::uint16_t>(row.port),
+            static_cast<std::uint8_t>(row.flags),
+            row.tag,
+            row.value,
+            {row.texts, row.texts + row.text_count},
+            row.mailbox,
+            row.serial,
+            seconds(row.refresh),
+            seconds(row.retry),
+            seconds(row.expire),
+            seconds(row.minimum)};
+}
+} // namespace detail
 
 /// Asks the DNS for records of a name: `kvtip_dns_query`. For PTR the name may be address text.
 inline std::vector<dns_record> dns_query(std::string_view name, dns_type type, const dns_options& options,
@@ -106,15 +166,13 @@ inline std::vector<dns_record> dns_query(std::string_view name, dns_type type, c
     const detail::c_text text(name);
     const kvtip_dns_options native{sizeof native,
                                    (options.bypass_cache ? std::uint32_t{KVTIP_DNS_BYPASS_CACHE} : 0u) |
-                                       (options.tcp ? std::uint32_t{KVTIP_DNS_TCP} : 0u)};
+                                       (options.tcp ? std::uint32_t{KVTIP_DNS_TCP} : 0u),
+                                   options.server.native()};
     const auto list = detail::fetch<kvtip_dns_record_list>(error, [&](auto** out) {
         return text.is_valid() ? kvtip_dns_query(text.get(), static_cast<std::uint32_t>(type), &native, out)
                                : detail::invalid_parameter;
     });
-    return detail::rows_of<dns_record>(list.get(), [](const kvtip_dns_record& row) {
-        return dns_record{row.name, static_cast<dns_type>(row.type), std::chrono::seconds(row.time_to_live),
-                          address(row.address), row.target};
-    });
+    return detail::rows_of<dns_record>(list.get(), detail::to_dns_record);
 }
 
 #if KVTIP_HAS_EXCEPTIONS

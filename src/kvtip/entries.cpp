@@ -4,6 +4,7 @@
 
 #include "kvtip/block.h"
 #include "kvtip/boundary.h"
+#include "kvtip/dns_server_query.h"
 #include "kvtip/kvtip.h"
 #include "kvtip/system_entries.h"
 
@@ -36,7 +37,7 @@ std::vector<found_entry> find_entries() {
     std::vector<found_entry> found;
     for (const auto& tables :
          {ip::detail::winsock_tables(), ip::detail::iphlpapi_tables(), ip::detail::dnsapi_tables(),
-          ip::detail::remote_access_tables(), system_tables()}) {
+          ip::detail::remote_access_tables(), system_tables(), dns_server_tables()}) {
         for (const entry_table& table : tables) {
             append(found, table);
         }

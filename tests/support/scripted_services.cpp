@@ -2,9 +2,12 @@
 
 #include "scripted_call.h"
 
+#include "kvtip/dns_server_query.h"
+
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <sstream>
 
 #include <icmpapi.h>
 #include <raserror.h>
@@ -60,11 +63,27 @@ DWORD allocate(call&& now, const std::vector<Row>& rows, void** table) {
     return give(std::move(now), table, &kept, sizeof kept);
 }
 
+/// A record's data as the system lays them out: pointers to the names, or to the texts after their number.
+template <class Char>
+std::string data_of(const dns_record& record) {
+    if (record.type == DNS_TYPE_A || record.type == DNS_TYPE_AAAA) {
+        const ip::addr source = address(record.data);
+        return {reinterpret_cast<const char*>(source.address), record.type == DNS_TYPE_A ? 8u : 16u};
+    }
+    std::vector<Char*> names;
+    std::istringstream words(record.data == nullptr ? "" : record.data);
+    for (std::string word; words >> word;) {
+        names.push_back(current->text(std::basic_string<Char>(word.begin(), word.end()).c_str()));
+    }
+    names.resize(std::max<std::size_t>(names.size(), record.type == DNS_TYPE_PTR));
+    const std::size_t count = names.size();
+    return (record.type == DNS_TYPE_TEXT ? std::string(reinterpret_cast<const char*>(&count), 8) : "") +
+           std::string(reinterpret_cast<const char*>(names.data()), count * sizeof(Char*)) + record.bytes;
+}
+
 /// Answers with a list beside a failure too, if the system knows one.
 template <class Char>
-int query(const Char* name, WORD type, DWORD options, void* extra, DNS_RECORD** list, void* reserved) {
-    call now(sizeof(Char) == 1 ? "DnsQuery_A" : "DnsQuery_W", name, type, options);
-    EXPECT_TRUE(extra == nullptr && reserved == nullptr && *list == nullptr);
+int answer_query(call&& now, const Char* name, WORD type, DNS_RECORD** list) {
     const std::vector<dns_record> known = current->dns[text(type) + " " + text(name)];
     now.fails_if(known.empty(), DNS_INFO_NO_RECORDS);
     enter_in_ledger("DNS lists", !known.empty());
@@ -75,17 +94,18 @@ int query(const Char* name, WORD type, DWORD options, void* extra, DNS_RECORD** 
         record.dwTtl = 300;
         record.wType = each->type;
         record.Flags.DW = each->section | 0x2008;
-        if (each->type == DNS_TYPE_A || each->type == DNS_TYPE_AAAA) {
-            std::memcpy(&record.Data, address(each->data).address, 16);
-        } else if (each->data != nullptr) {
-            Char* kept = current->text(
-                std::basic_string<Char>(each->data, each->data + std::strlen(each->data)).c_str());
-            std::memcpy(&record.Data, &kept, sizeof kept);
-        }
-        const std::size_t size = each->type == DNS_TYPE_AAAA ? 16 : each->type == DNS_TYPE_OPT ? 0 : 8;
-        *list = current->keep(record, offsetof(DNS_RECORD, Data) + size);
+        const std::string data = data_of<Char>(*each);
+        std::memcpy(&record.Data, data.data(), data.size());
+        *list = current->keep(record, offsetof(DNS_RECORD, Data) + data.size());
     }
     return now.status();
+}
+
+template <class Char>
+int query(const Char* name, WORD type, DWORD options, void* extra, DNS_RECORD** list, void* reserved) {
+    EXPECT_TRUE(extra == nullptr && reserved == nullptr && *list == nullptr);
+    return answer_query(call(sizeof(Char) == 1 ? "DnsQuery_A" : "DnsQuery_W", name, type, options), name,
+                        type, list);
 }
 
 template <bool Ipv6>
@@ -189,6 +209,15 @@ extern "C" DWORD WINAPI __wrap_GetNetworkParams(FIXED_INFO* info, ULONG* size) {
 const entry_map service_entries = {
     {"DnsQuery_A", fake(query<char>)},
     {"DnsQuery_W", fake(query<wchar_t>)},
+    {"DnsQueryEx",
+     fake([](const kvtip::library::dns_request* asked, kvtip::library::dns_result* result, void* cancel) {
+         EXPECT_TRUE(asked->version == 1 && asked->at_end == nullptr && result->version == 1 &&
+                     cancel == nullptr);
+         EXPECT_TRUE(asked->server->count == 1 && asked->server->room == 1);
+         return answer_query(call("DnsQueryEx", asked->name, asked->type, static_cast<DWORD>(asked->flags),
+                                  image(asked->server->socket_address)),
+                             asked->name, asked->type, &result->records);
+     })},
     {"DnsRecordListFree", fake([](DNS_RECORD* list, int type) {
          const call now("DnsRecordListFree", type);
          enter_in_ledger("DNS lists", -1);

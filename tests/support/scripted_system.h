@@ -95,11 +95,13 @@ inline MIB_IPFORWARD_ROW2 route_row(const char* network, UINT8 prefix_length, co
     return row;
 }
 
-/// A record that a DNS query is answered with, and its data: an address or a name, null for none.
+/// A record that a DNS query is answered with, and its data: an address or names, null for none, and the bytes
+/// after them.
 struct dns_record {
     WORD type;
     const char* data = nullptr;
     DWORD section = 1;
+    std::string bytes = {};
 };
 
 /// An answer to a ping, from 192.0.2.9.

@@ -115,7 +115,7 @@ TEST_F(NameRows, AreTheHosts) {
 
 struct DnsRecords : testing::Test {
     std::string query(const char* name, std::uint32_t type, std::uint32_t flags = 0) {
-        const kvtip_dns_options options{sizeof options, flags};
+        const kvtip_dns_options options{sizeof options, flags, {}};
         system.calls.clear();
         return result_of(
             [](const kvtip_dns_record& row) {
@@ -159,7 +159,7 @@ TEST_F(DnsRecords, ListsTheRecordsOfTheAnswer) {
          "(" + reverse6 + ",12,2176)"},
         {"past the cache, by TCP", "www", 28, 3, "0 www|28|300|2001:db8::1||", "(www,28,2186)"},
         {"no records", "nobody", 1, 0, "9501", "(nobody,1,2176)"},
-        {"another type", "www", 15, 0, "87", ""},
+        {"another type", "www", 255, 0, "87", ""},
         {"an unknown flag", "www", 1, 4, "87", ""},
         {"no name", "", 1, 0, "87", ""},
     };
@@ -170,6 +170,70 @@ TEST_F(DnsRecords, ListsTheRecordsOfTheAnswer) {
     for (const auto& [code, expected] : {std::pair<DWORD, const char*>{1460, "10060"}, {9003, "9003"}}) {
         system.answers["DnsQuery_W"] = {code}; // beside a list
         EXPECT_EQ(query("www", 1), expected);
+    }
+}
+
+TEST_F(DnsRecords, ComeFromTheServerThatIsChosen) {
+    system.dns = {{"1 www", {{DNS_TYPE_A, "192.0.2.1"}}}};
+    const auto ask = [&](const char* server) {
+        system.calls.clear();
+        std::error_code error;
+        const auto found = kvtip::dns_query("www", kvtip::dns_type::a,
+                                            {.server = kvtip::address(address_of(server))}, error);
+        return found.empty() ? text(error.value()) : text(found[0].address.to_string());
+    };
+    EXPECT_EQ(ask("192.0.2.53"), "192.0.2.1");
+    EXPECT_EQ(system.called("DnsQuery"), "Ex(www,1,2184,192.0.2.53)");
+    EXPECT_EQ(ask("fe80::53%4"), "192.0.2.1");
+    EXPECT_EQ(system.called("DnsQuery"), "Ex(www,1,2184,fe80::53%4)");
+    for (const auto& [code, expected] : {std::pair<DWORD, const char*>{1460, "10060"}, {50, "120"}}) {
+        system.answers["DnsQueryEx"] = {code};
+        EXPECT_EQ(ask("192.0.2.53"), expected);
+    }
+    system.missing = {"DnsQueryEx"};
+    EXPECT_EQ(ask("192.0.2.53"), "120");
+}
+
+TEST_F(DnsRecords, HaveTheMembersOfTheirType) {
+    const std::string caa("\x80\5issue"
+                          "ca.test; \xE9",
+                          17);
+    const auto bytes = []<class Number>(std::initializer_list<Number> numbers) {
+        return std::string(reinterpret_cast<const char*>(numbers.begin()), numbers.size() * sizeof(Number));
+    };
+    const auto sized = [&](DWORD size, const std::string& data) { return bytes({size}) + data; };
+    system.dns = {{"2 zone", {{DNS_TYPE_NS, "ns1"}}},
+                  {"5 alias", {{DNS_TYPE_CNAME, "www"}}},
+                  {"6 zone", {{DNS_TYPE_SOA, "ns1 admin", 1, bytes({5u, 4u, 3u, 2u, 1u, 0u})}}},
+                  {"15 zone", {{DNS_TYPE_MX, "mail", 1, bytes({10u, 0u})}}},
+                  {"16 zone", {{DNS_TYPE_TEXT, "v=spf1 -all"}, {DNS_TYPE_TEXT}}},
+                  {"33 _sip", {{DNS_TYPE_SRV, "sip", 1, bytes({WORD{1}, WORD{2}, WORD{5060}, WORD{0}})}}},
+                  {"257 zone",
+                   {{KVTIP_DNS_CAA, nullptr, 1, sized(17, caa)},
+                    {KVTIP_DNS_CAA, nullptr, 1, sized(1, "\x80")},
+                    {KVTIP_DNS_CAA, nullptr, 1, sized(3, {"\0\2x", 3})}}}};
+    const struct {
+        const char* name;
+        kvtip::dns_type type;
+        std::string expected;
+    } rows[] = {
+        {"zone", kvtip::dns_type::ns, "NS ns1|0|0|0|0|||||0|0|0|0|0|"},
+        {"alias", kvtip::dns_type::cname, "CNAME www|0|0|0|0|||||0|0|0|0|0|"},
+        {"zone", kvtip::dns_type::soa, "SOA ns1|0|0|0|0||||admin|5|4|3|2|1|"},
+        {"zone", kvtip::dns_type::mx, "MX mail|10|0|0|0|||||0|0|0|0|0|"},
+        {"zone", kvtip::dns_type::txt, "TXT |0|0|0|0|||v=spf1,-all||0|0|0|0|0|TXT |0|0|0|0|||||0|0|0|0|0|"},
+        {"_sip", kvtip::dns_type::srv, "SRV sip|1|2|5060|0|||||0|0|0|0|0|"},
+        {"zone", kvtip::dns_type::caa, "CAA |0|0|0|128|issue|ca.test; \u00E9|||0|0|0|0|0|"},
+    };
+    for (const auto& row : rows) {
+        std::string found;
+        for (const kvtip::dns_record& each : kvtip::dns_query(row.name, row.type)) {
+            found += std::string(to_string(each.type)) + " " +
+                     texts({each.target, each.priority, each.weight, each.port, unsigned{each.flags},
+                            each.tag, each.value, each.texts, each.mailbox, each.serial, each.refresh.count(),
+                            each.retry.count(), each.expire.count(), each.minimum.count()});
+        }
+        EXPECT_EQ(found, row.expected);
     }
 }
 
