@@ -39,6 +39,7 @@ bad_usage = [
     (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not above 0 and up to 86400"),
     (["ping", "::1", "--size", "65501"], "--size"),
     (["connections", "--udp", "--state", "listen"], "--state"),
+    (["lookup", "localhost", "foo"], "TYPE must be one of A, NS,"),
     (["ping", "fe80::1%nowhere"], "there is no interface 'nowhere'"),
     (["owner", "[fe80::1%nowhere]:80", "::"], "there is no interface 'nowhere'"),
     (["mac", "10.0.0.1%1"], "10.0.0.1%1 is not an address"),
@@ -353,7 +354,15 @@ class Kvtip(unittest.TestCase):
 
     @unittest.skipUnless("lab0" in required, "needs the lab")
     def test_lab_is_as_it_was_made(self):
-        self.assertEqual(self.output("lookup", "v6.lab.test", "--type", "aaaa"), "2001:db8:1::12\n")
+        for arguments, expected in (
+                ("v6.lab.test aaaa", "AAAA 2001:db8:1::12"), ("198.51.100.10", "PTR www.lab.test"),
+                ("lab.test", 'MX 10 www.lab.test NS www.lab.test TXT "v=spf1 -all" "second"'),
+                ("lab.test Soa", "SOA www.lab.test admin.lab.test 2026 3600 600 86400"),
+                ("_sip._tcp.lab.test srv", "SRV 1 2 5060 www.lab.test"), ("chain.lab.test cname", "CNAME alias.lab.test")):
+            with self.subTest(arguments):
+                words = self.output("lookup", *arguments.split()).split()
+                self.assertEqual(" ".join(each for each in words if each != "60"), "TYPE SECONDS DATA " + expected)
+                self.reports("lookup", *arguments.split())
         self.assert_fails(9003, "lookup", "nobody.lab.test")
         self.assertEqual(self.output("reverse", "2001:db8:1::10"), "www.lab.test\n")
 
