@@ -8,6 +8,7 @@
 #include "kvtip/adapter_rows.h"
 #include "kvtip/route_table.h"
 #include "kvtip/system_entries.h"
+#include "kvtip/values.h"
 
 namespace kvtip::library {
 
@@ -44,7 +45,7 @@ std::uint32_t kind_in(const named_kind (&kinds)[Size], std::uint32_t value, std:
 
 std::uint32_t kind_of_ethernet(const MIB_IF_ROW2& found) {
     const bool is_device = found.InterfaceAndOperStatusFlags.HardwareInterface != 0;
-    return kind_in(kinds_by_medium, static_cast<std::uint32_t>(found.PhysicalMediumType),
+    return kind_in(kinds_by_medium, number_of(found.PhysicalMediumType),
                    is_device ? KVTIP_KIND_ETHERNET : KVTIP_KIND_VIRTUAL);
 }
 

@@ -6,7 +6,6 @@
 #include <iphlpapi.h>
 
 #include <algorithm>
-#include <cstring>
 #include <span>
 #include <vector>
 
@@ -38,7 +37,7 @@ kvtip_neighbour to_row(const MIB_IPNET_ROW2& entry) {
     row.mac = to_mac(entry.PhysicalAddress, entry.PhysicalAddressLength);
     row.interface_index = entry.InterfaceIndex;
     row.interface_type = type == 0 ? type_other : type;
-    std::memcpy(&row.state, &entry.State, sizeof row.state); // a newer system may know more of them
+    row.state = number_of(entry.State);
     return row;
 }
 

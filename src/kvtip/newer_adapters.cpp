@@ -107,7 +107,7 @@ private:
     static void write_state(kvtip_adapter& row, const IP_ADAPTER_ADDRESSES* entry) {
         row.index = entry->IfIndex;
         row.ipv6_index = entry->Ipv6IfIndex;
-        row.status = static_cast<std::uint32_t>(entry->OperStatus);
+        row.status = number_of(entry->OperStatus);
         row.ipv4_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv4Metric);
         row.ipv6_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv6Metric);
     }
@@ -188,9 +188,9 @@ private:
             row.lease_expires = now_ + node->ValidLifetime;
             row.lease_obtained = row.lease_expires - node->LeaseLifetime;
         }
-        row.prefix_origin = static_cast<std::uint32_t>(node->PrefixOrigin);
-        row.suffix_origin = static_cast<std::uint32_t>(node->SuffixOrigin);
-        row.state = static_cast<std::uint32_t>(node->DadState);
+        row.prefix_origin = number_of(node->PrefixOrigin);
+        row.suffix_origin = number_of(node->SuffixOrigin);
+        row.state = number_of(node->DadState);
         // An IPv4 address that the host has chosen for itself is random too, but stays.
         row.temporary = row.prefix_origin == KVTIP_PREFIX_ROUTER_ADVERTISEMENT &&
                         row.suffix_origin == KVTIP_SUFFIX_RANDOM;

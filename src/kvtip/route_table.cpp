@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
-#include <cstring>
 
 #include "address/convert.h"
 #include "kvtip/system_entries.h"
@@ -40,7 +39,7 @@ kvtip_route_entry to_entry(const MIB_IPFORWARD_ROW2& route) {
         to_network(address_in(route.DestinationPrefix.Prefix), route.DestinationPrefix.PrefixLength);
     entry.interface_index = route.InterfaceIndex;
     entry.metric = route.Metric;
-    std::memcpy(&entry.protocol, &route.Protocol, sizeof entry.protocol); // a newer system knows more of them
+    entry.protocol = number_of(route.Protocol);
     set_next_hop(entry, address_in(route.NextHop));
     return entry;
 }

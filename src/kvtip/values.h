@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <type_traits>
 
 #include "ip/address.h"
 #include "kvtip/address.hpp"
@@ -17,6 +18,15 @@ namespace kvtip::library {
 
 using detail::to_host_order;
 using detail::to_network_order;
+
+/// The number of an enumerator in a record of the system, which may know more of them than its headers.
+template <class Enumeration>
+std::uint32_t number_of(const Enumeration& enumerator) {
+    std::uint32_t number = 0;
+    static_assert(std::is_enum_v<Enumeration> && sizeof enumerator == sizeof number);
+    std::memcpy(&number, &enumerator, sizeof number);
+    return number;
+}
 
 constexpr std::size_t size_of_family(std::uint8_t family) {
     return family == 4 ? 4 : family == 6 ? 16 : 0;

@@ -83,7 +83,11 @@ TEST_F(Primary, IsTheAdapterOfTheBestDefaultRoute) {
 }
 
 TEST_F(Primary, NeedsTheRoutes) {
-    MIB_IPFORWARDROW older{0, 0, 0, 0x010200C0, 7, {4}, {3}, 0, 0, 31, 0, 0, 0, 0};
+    MIB_IPFORWARDROW older{};
+    older.dwForwardNextHop = 0x010200C0;
+    older.dwForwardIfIndex = 7;
+    older.dwForwardType = MIB_IPROUTE_TYPE_INDIRECT;
+    older.dwForwardMetric1 = 31;
     system.older_routes = {older};
     const std::string found =
         "0 7|a friendly name|{A}|6|1|1|31|192.0.2.10|24|192.0.2.1|2001:db8::53,192.0.2.53|";

@@ -98,9 +98,9 @@ struct RouteTable : testing::Test {
                          scripted::route_row("192.0.2.0", 24, "0.0.0.0", 256, 2),
                          scripted::route_row("2001:db8::", 129, "::", 0xFFFFFFF0, 77)};
         system.routes[2].InterfaceIndex = 99;
-        MIB_IPFORWARDROW row{0, 0, 0, 0x010200C0, 7, {4}, {3}, 0, 0, 31, 0, 0, 0, 0};
+        MIB_IPFORWARDROW row{0, 0, 0, 0x010200C0, 7, 4, 3, 0, 0, 31, 0, 0, 0, 0};
         system.older_routes = {row};
-        row = {0x000200C0, 0x00FFFFFF, 0, 0x0A0200C0, 99, {3}, {2}, 0, 0, 9, 0, 0, 0, 0};
+        row = {0x000200C0, 0x00FFFFFF, 0, 0x0A0200C0, 99, 3, 2, 0, 0, 9, 0, 0, 0, 0};
         system.older_routes.push_back(row);
     }
 

@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "failure.h"
 
@@ -12,16 +11,15 @@ namespace {
 
 constexpr std::uint32_t not_found = 1168; // ERROR_NOT_FOUND
 
-std::vector<kvtip::adapter> list(const std::optional<std::string>& name,
-                                 const kvtip::adapter_options& options) {
+kvtip::adapter_list list(const std::optional<std::string>& name, const kvtip::adapter_options& options) {
     std::error_code error;
     const std::uint32_t index = name ? kvtip::scope(*name, error) : 0;
     if (error && error.value() != not_found) {
         throw std::system_error(error);
     }
-    std::vector<kvtip::adapter> adapters = kvtip::adapters(options).rows;
+    kvtip::adapter_list adapters = kvtip::adapters(options);
     if (name) {
-        std::erase_if(adapters, [=](const kvtip::adapter& each) {
+        std::erase_if(adapters.rows, [=](const kvtip::adapter& each) {
             return index == 0 || (each.index != index && each.ipv6_index != index);
         });
         if (adapters.empty()) {
@@ -35,7 +33,7 @@ std::vector<kvtip::adapter> list(const std::optional<std::string>& name,
 
 } // namespace
 
-std::function<std::vector<kvtip::adapter>(const kvtip::adapter_options&)> add_adapter(parameters& expected) {
+std::function<kvtip::adapter_list(const kvtip::adapter_options&)> add_adapter(parameters& expected) {
     const auto name = std::make_shared<std::optional<std::string>>();
     expected.add_text("NAME", *name, "An adapter's name, GUID or interface index");
     return [name](const kvtip::adapter_options& options) { return list(*name, options); };

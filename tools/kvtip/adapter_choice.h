@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <vector>
 
 #include "command_line.h"
 #include "kvtip/adapters.hpp"
@@ -9,4 +8,4 @@
 /// `NAME`, which may be left out: the name, GUID or interface index of an adapter. Returns what lists the
 /// adapters, of which there is only that one if it is given. The list throws `explained_error` if it is empty
 /// because of that.
-std::function<std::vector<kvtip::adapter>(const kvtip::adapter_options&)> add_adapter(parameters& expected);
+std::function<kvtip::adapter_list(const kvtip::adapter_options&)> add_adapter(parameters& expected);

@@ -71,7 +71,7 @@ value counters_value(const std::optional<kvtip::adapter_counters>& counters) {
                     : value();
 }
 
-value adapter_value(const kvtip::adapter& adapter, bool with_counters) {
+value adapter_value(const kvtip::adapter& adapter, bool with_counters, bool knows_primary) {
     return {{"name", text_or_null(adapter.name)},
             {"guid", adapter.guid},
             {"description", text_or_null(adapter.description)},
@@ -82,7 +82,7 @@ value adapter_value(const kvtip::adapter& adapter, bool with_counters) {
             {"kind", static_cast<std::uint32_t>(adapter.kind)},
             {"kind_name", text_or_null(to_string(adapter.kind))},
             {"physical", adapter.physical ? value(*adapter.physical) : value()},
-            {"primary", adapter.primary},
+            {"primary", knows_primary ? value(adapter.primary) : value()},
             {"status", static_cast<std::uint32_t>(adapter.status)},
             {"status_name", text_or_null(to_string(adapter.status))},
             {"mac", text_or_null(adapter.mac.text())},
@@ -110,8 +110,11 @@ operation prepare(parameters& expected) {
     expected.add_flag("--up", *up, "Only adapters that are up");
     expected.add_flag("--counters", *counters, "What they have received and sent");
     return [=](const progress&) {
-        return list_of(list({.up = *up, .details = true}),
-                       [=](const kvtip::adapter& each) { return adapter_value(each, *counters); });
+        const kvtip::adapter_list adapters = list({.up = *up, .details = true});
+        const bool knows_primary = !has(adapters.missing, kvtip::missing::routes);
+        return list_of(adapters, [=](const kvtip::adapter& each) {
+            return adapter_value(each, *counters, knows_primary);
+        });
     };
 }
 
@@ -152,7 +155,7 @@ value address_line(const value& address) {
 std::string kind_text(const value& adapter) {
     const bool is_virtual = adapter.has("physical") && !adapter["physical"].truth();
     return plain_text(adapter["kind_name"]) + (is_virtual ? ", no device" : "") +
-           (adapter["primary"].truth() ? ", primary" : "");
+           (adapter["primary"] == value(true) ? ", primary" : "");
 }
 
 /// The speeds of a link, one if both are the same.

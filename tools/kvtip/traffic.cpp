@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "adapter_choice.h"
 #include "command.h"
@@ -21,7 +20,7 @@ using std::chrono::steady_clock;
 /// The counters of a moment.
 struct sample {
     steady_clock::time_point time;
-    std::vector<kvtip::adapter> adapters;
+    kvtip::adapter_list adapters;
 };
 
 /// What an adapter has counted; none if it did not have counters, or was not there.
@@ -59,7 +58,7 @@ value rates_between(const sample& before, const sample& now) {
 }
 
 struct traffic_request {
-    std::function<std::vector<kvtip::adapter>(const kvtip::adapter_options&)> list;
+    std::function<kvtip::adapter_list(const kvtip::adapter_options&)> list;
     double interval = 1; ///< in seconds
     std::optional<std::uint32_t> count;
 };
