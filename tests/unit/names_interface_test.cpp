@@ -1,5 +1,6 @@
 // Names and DNS queries of the C interface.
 
+#include "kvtip/names.hpp"
 #include "results.h"
 #include "sample_adapters.h"
 
