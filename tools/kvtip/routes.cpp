@@ -1,10 +1,12 @@
 #include "kvtip/routes.hpp"
 
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "arguments.h"
 #include "command.h"
+#include "kvtip/adapters.hpp"
 #include "layout.h"
 #include "network_values.h"
 
