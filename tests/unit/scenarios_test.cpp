@@ -7,6 +7,7 @@
 #include "kvt/exceptions/error.h"
 #include "kvtip/kvtip.h"
 #include "kvtip/system_entries.h"
+#include "results.h"
 #include "sample_adapters.h"
 #include "scripted_call.h"
 #include "text.h"
