@@ -94,7 +94,8 @@ int answer_query(call&& now, const Char* name, WORD type, DNS_RECORD** list) {
         record.dwTtl = 300;
         record.wType = each->type;
         record.Flags.DW = each->section | 0x2008;
-        const std::string data = data_of<Char>(*each);
+        std::string data = data_of<Char>(*each);
+        data.resize((data.size() + 7) / 8 * 8); // records are aligned
         std::memcpy(&record.Data, data.data(), data.size());
         *list = current->keep(record, offsetof(DNS_RECORD, Data) + data.size());
     }

@@ -36,16 +36,16 @@ bad_usage = [
     (["hostname", " ~\xa0\u2029\u202f\u2065\u206a"], " ~\xa0\u2029\u202f\u2065\u206a"),
     (["resolve", ""], "NAME: must not be empty"),
     (["name", "1" * 300], f"ADDRESS: {'1' * 300} is not an address"),
-    (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not above 0 and up to 86400"),
+    (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not a number of seconds above 0 and up to 86400"),
     (["ping", "::1", "--size", "65501"], "--size"),
     (["connections", "--udp", "--state", "listen"], "--state"),
-    (["lookup", "localhost", "foo"], "TYPE must be one of A, NS,"),
+    (["lookup", "localhost", "foo"], "foo is neither one of A, NS,"),
     (["ping", "fe80::1%nowhere"], "there is no interface 'nowhere'"),
     (["owner", "[fe80::1%nowhere]:80", "::"], "there is no interface 'nowhere'"),
     (["mac", "10.0.0.1%1"], "10.0.0.1%1 is not an address"),
     *[([*arguments, address], f"{address} needs an interface: {address}%")
       for arguments, address in ((["ping"], "fe80::1"), (["mac"], "fe80::1"), (["route"], "ff02::1"))],
-    (["nonsense"], "there is no command nonsense"),
+    (["nonsense"], "there is no subcommand nonsense"),
 ]
 
 

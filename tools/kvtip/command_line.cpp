@@ -16,9 +16,9 @@ CLI::Option* add_in_range(CLI::App& parser, const char* name, Number& number, co
                           std::uint32_t least, std::uint32_t most) {
     const std::string limits = std::to_string(least) + " to " + std::to_string(most);
     const auto check = [=](const std::string& text) {
-        const auto given =
-            std::strtoull(text.c_str(), nullptr, 10); // the parser refuses what is not a number
-        return given >= least && given <= most ? "" : text + " is not a number from " + limits;
+        char* end = nullptr;
+        const auto given = std::strtoull(text.c_str(), &end, 10);
+        return *end == 0 && given >= least && given <= most ? "" : text + " is not a number from " + limits;
     };
     return parser.add_option(name, number, description + " (" + limits + ")")
         ->check(check)
@@ -55,9 +55,10 @@ void parameters::add_number(const char* name, std::optional<std::uint32_t>& numb
 
 void parameters::add_seconds(const char* name, double& seconds, const char* description, unsigned most) {
     const auto check = [most](const std::string& text) {
-        const double given = std::strtod(text.c_str(), nullptr); // the parser refuses what is not a number
-        const bool usable = given > 0 && given <= most;          // which a NaN is not
-        return usable ? "" : text + " is not above 0 and up to " + std::to_string(most);
+        char* end = nullptr;
+        const double given = std::strtod(text.c_str(), &end);
+        const bool usable = *end == 0 && given > 0 && given <= most; // which a NaN is not
+        return usable ? "" : text + " is not a number of seconds above 0 and up to " + std::to_string(most);
     };
     parser_.add_option(name, seconds, description)->check(check)->type_name("SECONDS");
 }
@@ -116,6 +117,7 @@ void parse(std::span<const command* const> commands, std::vector<std::string> ar
     const bool json_wanted = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
     CLI::App app("Shows this host's IP networking, looks names up and tests whether hosts answer.", "kvtip");
     app.set_version_flag("--version", "kvtip " KVTIP_TOOL_VERSION, "Print the version and exit");
+    app.add_flag("--json", asked.as_json, "Print JSON");
     app.require_subcommand(0, 1);
     app.footer(help_end({"report", "help connections"}));
     std::vector<operation> operations;
@@ -134,7 +136,7 @@ void parse(std::span<const command* const> commands, std::vector<std::string> ar
             }
         }
         if (asked.chosen == nullptr && !first.empty() && first.front() != '-') {
-            throw usage_error("there is no command " + first + ": 'kvtip help' lists those that there are");
+            throw usage_error("there is no subcommand " + first);
         }
     };
     try {

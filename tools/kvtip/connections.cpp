@@ -168,9 +168,10 @@ operation prepare(parameters& expected) {
     expected.exclude("--listening", "--state");
     expected.add_number("--port", wanted->port, "Only those with this local port", 1, 65535);
     expected.add_number("--remote-port", wanted->remote_port, "Only those with this remote port", 1, 65535);
-    expected.add_text("--process", wanted->process,
-                      "Only those of this process: its identifier, 0 for those without one, or its program's "
-                      "name");
+    expected.add_text(
+        "--process", wanted->process,
+        "Only those of this process: its number, 0 for those whose process is unknown, or its program's "
+        "name");
     expected.add_choice("--sort", wanted->order, "Sort by this column", names_in(orders));
     expected.add_flag("--resolve", wanted->resolve,
                       "Look the names of remote hosts up, which can take seconds for each");

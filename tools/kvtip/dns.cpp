@@ -15,7 +15,8 @@ value server_value(const kvtip::dns_server& server) {
 
 operation prepare(parameters& expected) {
     const auto all = std::make_shared<bool>(false);
-    expected.add_flag("--all", *all, "Those of every adapter, placeholders included");
+    expected.add_flag("--all", *all,
+                      "All servers of all adapters, also those that Windows lists where none is set");
     return [all](const progress&) { return list_of(kvtip::dns_servers({.usable = !*all}), server_value); };
 }
 

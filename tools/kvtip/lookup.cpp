@@ -91,18 +91,25 @@ value records_of(const std::string& name, std::span<const dns_type> types,
     return result;
 }
 
+/// "A, NS, CNAME, ..."
+std::string known_types() {
+    std::string text;
+    for (const auto& each : kvtip::dns_type_names) {
+        text += (text.empty() ? "" : ", ") + std::string(each.name);
+    }
+    return text;
+}
+
 dns_type parse_type(const std::string& text) {
     const auto is_same = [](char one, char other) {
         return std::toupper(static_cast<unsigned char>(one)) == other;
     };
-    std::string known;
     for (const auto& each : kvtip::dns_type_names) {
         if (std::equal(text.begin(), text.end(), each.name.begin(), each.name.end(), is_same)) {
             return each.value;
         }
-        known += (known.empty() ? "" : ", ") + std::string(each.name);
     }
-    throw usage_error("TYPE must be one of " + known + ", not " + text);
+    throw usage_error(text + " is neither one of " + known_types() + " nor a server with its @");
 }
 
 /// A type and "@SERVER", in any order.
@@ -130,7 +137,7 @@ operation prepare_lookup(parameters& expected) {
     const auto name = add_host(expected, "NAME", "The name, or for PTR an address");
     const auto given = std::make_shared<arguments>();
     expected.add_text("TYPE", given->words[0],
-                      "A, AAAA, CAA, CNAME, MX, NS, PTR, SOA, SRV or TXT; without it the common ones");
+                      ("One of " + known_types() + "; without it A, AAAA, CNAME, MX, NS and TXT").c_str());
     expected.add_text("@SERVER", given->words[1],
                       "The address of a DNS server to ask instead of the system's");
     return [=](const progress&) { return look_up(*name, given->words); };

@@ -64,8 +64,7 @@ value find_me(const std::optional<std::string>& host, kvtip::family family) {
 
 operation prepare(parameters& expected) {
     const auto host = std::make_shared<std::optional<std::string>>();
-    expected.add_text("HOST", *host,
-                      "The host to reach; without it whatever is beyond the links of this host");
+    expected.add_text("HOST", *host, "The host to reach; without it the Internet, by the default route");
     return [host, family = add_family(expected)](const progress&) {
         if (!*host && family() != kvtip::family::none) {
             throw usage_error("--family needs HOST");

@@ -1,13 +1,27 @@
+#include <string>
+#include <system_error>
+#include <vector>
+
 #include "arguments.h"
 #include "command.h"
+#include "failure.h"
 #include "kvtip/names.hpp"
 #include "network_values.h"
 
 namespace {
 
 value name_of(const std::string& text) {
+    constexpr int host_not_found = 11001; // WSAHOST_NOT_FOUND
     const kvtip::address address = parse_address(text, "ADDRESS");
-    return {{"address", address_value(address)}, {"name", kvtip::reverse(address).front()}};
+    std::error_code error;
+    const std::vector<std::string> names = kvtip::reverse(address, error);
+    if (error.value() == host_not_found) {
+        throw explained_error(host_not_found, "This address has no name.");
+    }
+    if (error) {
+        throw std::system_error(error);
+    }
+    return {{"address", address_value(address)}, {"name", names.front()}};
 }
 
 operation prepare(parameters& expected) {

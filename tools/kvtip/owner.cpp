@@ -72,7 +72,7 @@ std::string text(const value& result) {
 
 const command owner_command = {
     .name = "owner",
-    .summary = "Show the process that has the first connection between two addresses",
+    .summary = "Show which process owns a connection",
     .examples = {"owner 127.0.0.1:80 0.0.0.0", "owner 192.0.2.2 192.0.2.1:443"},
     .prepare = prepare,
     .text = text,

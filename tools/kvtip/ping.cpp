@@ -104,9 +104,10 @@ std::string text(const value& result) {
                        " answered, " + std::to_string(lost_percent) + "% lost\n";
     const value& times = result["round_trip_time"];
     if (!times.is_null()) {
+        const std::string average = plain_text(times["average"]);
         line += "minimum " + milliseconds_text(times["minimum"]) + ", average " +
-                milliseconds_text(times["average"]) + ", maximum " + milliseconds_text(times["maximum"]) +
-                "\n";
+                (average.starts_with('0') ? "<1" : average) + " ms, maximum " +
+                milliseconds_text(times["maximum"]) + "\n";
     }
     return line;
 }

@@ -55,8 +55,10 @@ value list_uses(std::uint32_t port, kvtip::protocol protocol) {
         known->add(row);
     }
     if (uses.empty()) {
-        throw explained_error(1168, "Nothing on this host uses port " + std::to_string(port) +
-                                        "."); // ERROR_NOT_FOUND
+        constexpr std::uint32_t not_found = 1168; // ERROR_NOT_FOUND
+        const std::string what = std::string(to_string(protocol)) + (to_string(protocol).empty() ? "" : " ");
+        throw explained_error(not_found,
+                              "Nothing on this host uses " + what + "port " + std::to_string(port) + ".");
     }
     return list_of(uses, use_value);
 }
