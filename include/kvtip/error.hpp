@@ -46,6 +46,10 @@ public:
             return errc::invalid_argument;
         case 120:
             return errc::function_not_supported;
+        case 170:
+            return errc::device_or_resource_busy;
+        case 995:
+            return errc::operation_canceled;
         case 10038:
             return errc::not_a_socket;
         case 10047:

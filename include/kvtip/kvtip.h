@@ -24,8 +24,8 @@
  *   every member. In C: `kvtip_adapter_options options = {.size = sizeof options, .up = 1};`.
  * - Every function may be called from any thread, and none from DllMain. No start is needed: a function holds
  *   the system's libraries while it runs. kvtip_start keeps them between calls, for speed. After a call the
- *   thread's last error means nothing, except that kvtip_free, kvtip_message, kvtip_error_name, kvtip_stop
- *   and kvtip_close leave it alone.
+ *   thread's last error means nothing, except that kvtip_free, kvtip_message, kvtip_error_name, kvtip_stop,
+ *   kvtip_close and kvtip_watcher_close leave it alone.
  * - Nothing here needs administrator rights.
  *
  * The comment of each function ends in the same five lines: what it returns, what is left on failure, who
@@ -1181,6 +1181,112 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_receive(kvtip_socket socket, void* buff
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_close(kvtip_socket socket) KVTIP_NOEXCEPT;
+
+/* ---- Changes ----------------------------------------------------------------------------------------- */
+
+/* Bits of kvtip_watch_options.flags: what to watch. */
+enum kvtip_watch_flags { KVTIP_WATCH_ADDRESSES = 1, KVTIP_WATCH_INTERFACES = 2, KVTIP_WATCH_ROUTES = 4 };
+
+typedef struct kvtip_watch_options {
+    uint32_t size;
+    uint32_t flags;         /* enum kvtip_watch_flags; 0: all of it */
+    uint32_t poll_interval; /* looks for changes this often, also without a signal of the system; 0: only when
+                               the system signals a change */
+    uint32_t merge_time;    /* after a signal, waits this long for more, so that changes that belong together
+                               are reported together; 0: 100; at most 60000 */
+} kvtip_watch_options;
+
+/* What has changed. */
+enum kvtip_change_kind {
+    KVTIP_CHANGE_INTERFACE_ADDED = 1,
+    KVTIP_CHANGE_INTERFACE_REMOVED = 2,
+    KVTIP_CHANGE_INTERFACE_CHANGED = 3, /* its name, DNS suffix, hardware address, indexes, MTU, metrics
+                                           or DNS servers, or its state between others than up */
+    KVTIP_CHANGE_INTERFACE_UP = 4,      /* it can be used now */
+    KVTIP_CHANGE_INTERFACE_DOWN = 5,    /* it cannot be used any longer */
+    KVTIP_CHANGE_ADDRESS_ADDED = 6,
+    KVTIP_CHANGE_ADDRESS_REMOVED = 7,
+    KVTIP_CHANGE_ADDRESS_CHANGED = 8, /* its state; with another prefix it is another address */
+    KVTIP_CHANGE_ROUTE_ADDED = 9,
+    KVTIP_CHANGE_ROUTE_REMOVED = 10,
+    KVTIP_CHANGE_ROUTE_CHANGED = 11 /* its metric or protocol; by another router it is another route */
+};
+
+/* A change of an interface, an address or a route: what it is now, or was before it was removed. */
+typedef struct kvtip_change {
+    const char* adapter; /* the name of the interface's adapter as users see it; empty without an adapter */
+    uint32_t kind;       /* enum kvtip_change_kind */
+    uint32_t interface_index; /* for the family of the address or route; for an interface the one for IPv4, if
+                                 there is one */
+    kvtip_address address;    /* of an address; otherwise family 0 */
+    uint32_t prefix_length;   /* of the address's on-link prefix; KVTIP_UNKNOWN_PREFIX if unknown */
+    uint32_t address_state;   /* enum kvtip_address_state; KVTIP_ADDRESS_UNKNOWN of what is no address */
+    kvtip_network network;    /* of a route; otherwise family 0 */
+    kvtip_address next_hop;   /* of a route by a router; otherwise family 0 */
+    uint32_t metric;          /* of a route and its interface together; KVTIP_UNKNOWN_METRIC if unknown */
+} kvtip_change;
+
+typedef struct kvtip_change_list {
+    const kvtip_change* const* rows;
+    size_t count;
+    size_t row_size;
+    uint32_t missing; /* KVTIP_MISSING_IPV6, KVTIP_MISSING_IPV4 where the system cannot list that family */
+    uint32_t reserved;
+} kvtip_change_list;
+
+/* Watches this host's interfaces, addresses and routes for changes. It keeps the libraries and this DLL loaded until
+ * kvtip_watcher_close. */
+typedef struct kvtip_watcher kvtip_watcher;
+
+/* Begins to watch: kvtip_watcher_wait reports every change from now on. Rests on NotifyIpInterfaceChange and
+ * NotifyUnicastIpAddressChange, or where these are missing on NotifyAddrChange, which signals changes of IPv4
+ * addresses only; for routes on NotifyRouteChange2. They only signal that something has changed: what that is
+ * follows from comparing kvtip_adapters and kvtip_routes before and after. Where the system never signals, as under Wine, `poll_interval` takes the
+ * place of the signals; with it, a system call that is missing or fails is no failure.
+ *
+ * Returns: 0; 120 without `poll_interval` if the system cannot signal such changes; 8; 87; or the code of the
+ *     system, of kvtip_adapters or of kvtip_routes.
+ * On failure: *watcher is null.
+ * Frees: the caller closes *watcher with kvtip_watcher_close.
+ * Blocks: up to a second.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_watch(const kvtip_watch_options* options,
+                                               kvtip_watcher** watcher) KVTIP_NOEXCEPT;
+
+/* Waits until something has changed since the last changes that were reported, and lists the differences: those
+ * of interfaces first, those of routes last. What has come and gone in between is not among them. One thread at a time may wait.
+ *
+ * Returns: 0; WSAETIMEDOUT (10060); ERROR_OPERATION_ABORTED (995) after kvtip_watcher_cancel; ERROR_BUSY (170)
+ *     while another thread waits; 8; 87; or the code of kvtip_adapters or kvtip_routes.
+ * On failure: *changes is null. The next call reports what has changed, also during this one.
+ * Frees: the caller frees *changes with kvtip_free.
+ * Blocks: for `timeout` milliseconds, without end for KVTIP_FOREVER; 0 does not wait.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_watcher_wait(kvtip_watcher* watcher, uint32_t timeout,
+                                                      const kvtip_change_list** changes) KVTIP_NOEXCEPT;
+
+/* Ends the wait of another thread at once, and every later one. It may also be called by a handler of Ctrl-C.
+ * Null is fine.
+ *
+ * Returns: nothing.
+ * On failure: it cannot fail.
+ * Frees: nothing: the watcher is still to be closed.
+ * Blocks: no.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION void KVTIP_CALL kvtip_watcher_cancel(kvtip_watcher* watcher) KVTIP_NOEXCEPT;
+
+/* Closes a watcher. No other thread may use it then: a wait must have ended. Null is fine.
+ *
+ * Returns: nothing.
+ * On failure: it cannot fail.
+ * Frees: the watcher. Lists of changes stay valid.
+ * Blocks: until a signal of the system that is just under way is over.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION void KVTIP_CALL kvtip_watcher_close(kvtip_watcher* watcher) KVTIP_NOEXCEPT;
 
 #pragma pack(pop)
 

@@ -17,9 +17,6 @@
 namespace kvtip {
 inline namespace v1 {
 
-/// Waits without end.
-inline constexpr std::chrono::milliseconds forever{KVTIP_FOREVER};
-
 /// A connected socket, closed at the end. Only one thread may use it at a time.
 class socket {
 public:

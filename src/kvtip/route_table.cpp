@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "address/convert.h"
+#include "kvtip/adapter_rows.h"
 #include "kvtip/system_entries.h"
 #include "kvtip/values.h"
 
@@ -63,6 +64,14 @@ std::uint32_t add_interface_metric(std::uint32_t route_metric, const kvtip_adapt
                                  : family == 4      ? adapter->ipv4_metric
                                                     : adapter->ipv6_metric;
     return metric > KVTIP_UNKNOWN_METRIC - route_metric ? KVTIP_UNKNOWN_METRIC : route_metric + metric;
+}
+
+kvtip_route_entry route_table::complete(kvtip_route_entry entry, const kvtip_adapter_list& adapters) const {
+    const kvtip_adapter* adapter =
+        find_adapter(adapters, entry.interface_index, entry.network.address.family);
+    entry.metric = metric_of(entry, adapter);
+    entry.adapter = adapter == nullptr ? "" : adapter->name;
+    return entry;
 }
 
 std::uint32_t route_table::fetch(std::uint32_t family) {

@@ -55,6 +55,9 @@ public:
                                               : add_interface_metric(entry.metric, adapter, family);
     }
 
+    /// The entry with its metric whole, and with the name of its adapter from a list.
+    kvtip_route_entry complete(kvtip_route_entry entry, const kvtip_adapter_list& adapters) const;
+
 private:
     std::uint32_t fetch_ipv4();
     std::uint32_t fetch_ipv6();

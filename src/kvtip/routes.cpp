@@ -135,11 +135,8 @@ const kvtip_route_list* make_route_list(const route_table& table, const kvtip_ad
         out.list(list, count, [&](auto add) {
             table.for_each([&](const kvtip_route_entry& entry) {
                 if (is_wanted(entry)) {
-                    const kvtip_adapter* adapter =
-                        find_adapter(adapters, entry.interface_index, entry.network.address.family);
-                    kvtip_route_entry& row = add() = entry;
-                    row.metric = table.metric_of(entry, adapter);
-                    row.adapter = out.text(name_of(adapter));
+                    kvtip_route_entry& row = add() = table.complete(entry, adapters);
+                    row.adapter = out.text(std::string_view(row.adapter));
                 }
             });
         });

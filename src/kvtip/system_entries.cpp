@@ -17,11 +17,17 @@ constexpr const char* no_process_paths = "The paths of processes' programs are n
 
 constexpr const char* system_time = "Waits follow the system's time, also when it is changed.";
 
+constexpr const char* no_watcher = "Changes are not watched (120).";
+constexpr const char* older_signals = "Only changes of IPv4 addresses are signalled.";
+constexpr const char* no_older_signals =
+    "Without the newer calls, changes are only watched by polling (120 without an interval).";
+
 constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, CreateToolhelp32Snapshot, no_process_names),
     KVTIP_ENTRY(system_entries, Process32FirstW, no_process_names),
     KVTIP_ENTRY(system_entries, Process32NextW, no_process_names),
-    KVTIP_ENTRY(system_entries, CloseHandle, "The names and paths of processes are not known."),
+    KVTIP_ENTRY(system_entries, CloseHandle,
+                "The names and paths of processes are not known, and changes are not watched (120)."),
     KVTIP_ENTRY(system_entries, OpenProcess, no_process_paths),
     KVTIP_ENTRY(system_entries, QueryFullProcessImageNameW, no_process_paths),
     KVTIP_ENTRY(system_entries, FormatMessageW, "Only the codes that the library knows have a sentence."),
@@ -30,6 +36,10 @@ constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, QueryPerformanceFrequency, system_time),
     KVTIP_ENTRY(system_entries, CompareStringOrdinal,
                 "In the names of interfaces, only A to Z are found in any case."),
+    KVTIP_ENTRY(system_entries, CreateEventW, no_watcher),
+    KVTIP_ENTRY(system_entries, SetEvent, no_watcher),
+    KVTIP_ENTRY(system_entries, WaitForSingleObject, no_watcher),
+    KVTIP_ENTRY(system_entries, GetModuleHandleExW, no_watcher),
 };
 
 constexpr entry iphlpapi_entries[] = {
@@ -41,6 +51,13 @@ constexpr entry iphlpapi_entries[] = {
     KVTIP_ENTRY(system_entries, GetIpForwardTable,
                 "Where GetIpForwardTable2 is missing too, routes are not listed (120)."),
     KVTIP_ENTRY(system_entries, IcmpSendEcho2Ex, "A ping over IPv4 cannot choose its source address (120)."),
+    KVTIP_ENTRY(system_entries, NotifyIpInterfaceChange, older_signals),
+    KVTIP_ENTRY(system_entries, NotifyUnicastIpAddressChange, older_signals),
+    KVTIP_ENTRY(system_entries, NotifyRouteChange2,
+                "Changes of routes are only watched by polling (120 without an interval)."),
+    KVTIP_ENTRY(system_entries, CancelMibChangeNotify2, older_signals),
+    KVTIP_ENTRY(system_entries, NotifyAddrChange, no_older_signals),
+    KVTIP_ENTRY(system_entries, CancelIPChangeNotify, no_older_signals),
 };
 
 constexpr entry winsock_entries[] = {

@@ -36,6 +36,10 @@ struct system_entries {
     decltype(&::QueryPerformanceCounter) QueryPerformanceCounter = nullptr;
     decltype(&::QueryPerformanceFrequency) QueryPerformanceFrequency = nullptr;
     decltype(&::CompareStringOrdinal) CompareStringOrdinal = nullptr;
+    decltype(&::CreateEventW) CreateEventW = nullptr;
+    decltype(&::SetEvent) SetEvent = nullptr;
+    decltype(&::WaitForSingleObject) WaitForSingleObject = nullptr;
+    decltype(&::GetModuleHandleExW) GetModuleHandleExW = nullptr;
 
     // Iphlpapi
     decltype(&::GetBestRoute2) GetBestRoute2 = nullptr;
@@ -46,6 +50,12 @@ struct system_entries {
     DWORD(WINAPI* IcmpSendEcho2Ex)
     (HANDLE handle, HANDLE event, void* routine, void* context, IPAddr source, IPAddr destination, void* data,
      WORD size, IP_OPTION_INFORMATION* options, void* answer, DWORD room, DWORD timeout) = nullptr;
+    decltype(&::NotifyIpInterfaceChange) NotifyIpInterfaceChange = nullptr;
+    decltype(&::NotifyUnicastIpAddressChange) NotifyUnicastIpAddressChange = nullptr;
+    decltype(&::NotifyRouteChange2) NotifyRouteChange2 = nullptr;
+    decltype(&::CancelMibChangeNotify2) CancelMibChangeNotify2 = nullptr;
+    decltype(&::NotifyAddrChange) NotifyAddrChange = nullptr;
+    decltype(&::CancelIPChangeNotify) CancelIPChangeNotify = nullptr;
 
     // Ws2_32
     decltype(&::GetHostNameW) GetHostNameW = nullptr;

@@ -29,7 +29,7 @@ inline FARPROC fake(auto of) {
 
 /// The fakes by their names: of the socket library, the other libraries, and the kernel library.
 using entry_map = std::map<std::string_view, FARPROC>;
-extern const entry_map socket_entries, service_entries, kernel_entries;
+extern const entry_map socket_entries, service_entries, kernel_entries, change_entries;
 
 /// A call in progress: logs it, decides whether it fails, and sets the last error at its end.
 class call {

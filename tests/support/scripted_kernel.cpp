@@ -60,7 +60,10 @@ const entry_map kernel_entries = {
          }
          return !now.failed();
      })},
-    {"CloseHandle", fake(&close_handle<"CloseHandle", "kernel handles">)},
+    {"CloseHandle", fake([](HANDLE handle) -> BOOL {
+         EXPECT_TRUE(handle == current || CloseHandle(handle)); // events are those of the platform
+         return close_handle<"CloseHandle", "kernel handles">(handle);
+     })},
     {"SetHandleInformation", fake([](HANDLE handle, DWORD mask, DWORD flags) -> BOOL {
          return !call("SetHandleInformation", std::bit_cast<ULONG_PTR>(handle), mask, flags).failed();
      })},

@@ -145,7 +145,8 @@ KVTIP_FAKE(GetProcAddress) = [](HMODULE module, LPCSTR name) -> FARPROC {
     if (now.fails_if(module == nullptr, ERROR_PROC_NOT_FOUND)) {
         return nullptr;
     }
-    for (const entry_map* fakes : {&socket_entries, &service_entries, &kernel_entries, &entries}) {
+    for (const entry_map* fakes :
+         {&socket_entries, &service_entries, &kernel_entries, &change_entries, &entries}) {
         if (const auto found = fakes->find(name); found != fakes->end()) {
             return found->second;
         }
@@ -324,7 +325,13 @@ void system::close_elsewhere(SOCKET handle) {
 
 system::system(DWORD major_version, bool loaded) : major(major_version) {
     if (major < 6) {
-        missing = {"WSAConnectByNameA", "WSAConnectByNameW", "WSAPoll"};
+        missing = {"WSAConnectByNameA",
+                   "WSAConnectByNameW",
+                   "WSAPoll",
+                   "NotifyIpInterfaceChange",
+                   "NotifyUnicastIpAddressChange",
+                   "NotifyRouteChange2",
+                   "CancelMibChangeNotify2"};
     }
     if (major < 5) {
         missing.insert(

@@ -171,7 +171,13 @@ public:
     std::uint64_t clock = 1000;                          ///< in milliseconds
     std::map<std::string, std::uint64_t> durations;      ///< how long calls take, by name
     std::map<std::string, std::function<void()>> during; ///< what others do in the next call of that name
-    bool yields = false;                                 ///< lets other threads run inside calls
+    /// Signals that something has changed to everybody who has asked for it, as the system does.
+    void signal();
+    bool never_signals = false; ///< the calls that ask for signals are there in name only, as in Wine
+    std::map<HANDLE, std::function<void()>> subscriptions;
+    ULONG_PTR last_subscription = 0;
+    std::set<OVERLAPPED*> older_subscriptions;
+    bool yields = false; ///< lets other threads run inside calls
 
     // What fails: the codes of a call, one each time (0: as usual), by its name with or without arguments;
     // or one call by its number.

@@ -145,6 +145,7 @@ struct Misuse : testing::Test {
             }
         }
     }
+    static void free(kvtip_watcher& watcher) { kvtip_watcher_close(&watcher); }
     template <class Result>
     static void free(const Result& result) {
         if constexpr (requires { result.row_size; }) {
@@ -224,6 +225,7 @@ TEST_F(Misuse, IsRefusedBeforeTheSystemIsAsked) {
     test("ping", kvtip_ping, {}, &there, nullptr, out);
     test("connect", kvtip_connect, {1}, "peer", "80", nullptr, out);
     test("connect_endpoint", kvtip_connect_endpoint, {}, &there80, nullptr, out);
+    test("watch", kvtip_watch, {}, nullptr, out);
     const kvtip_connect_result* made = nullptr;
     ASSERT_EQ(kvtip_connect_endpoint(&there80, nullptr, &made), 0u);
     test("send", kvtip_send, {}, made->socket, "data", 4, 1, out);

@@ -17,6 +17,10 @@
 
 namespace kvtip {
 inline namespace v1 {
+
+/// Waits without end.
+inline constexpr std::chrono::milliseconds forever{KVTIP_FOREVER};
+
 namespace detail {
 
 struct freer {

@@ -1,0 +1,115 @@
+// The events of a scripted system, and its signals that something has changed.
+
+#include "scripted_call.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+
+namespace scripted {
+
+namespace {
+
+/// Held while signals are given, so that a cancellation waits for them as on Windows.
+std::mutex signal_mutex;
+constexpr ULONG_PTR pending = 0x103, cancelled = 0xC0000120;
+
+template <literal Name, class Row>
+DWORD subscribe(ADDRESS_FAMILY family, void(WINAPI* callback)(void*, Row*, MIB_NOTIFICATION_TYPE),
+                void* context, BOOLEAN initial, HANDLE* handle) {
+    call now(Name.text, family, initial);
+    if (now.failed() || current->never_signals) {
+        *handle = nullptr;
+    } else {
+        const std::lock_guard guard(signal_mutex);
+        *handle = std::bit_cast<HANDLE>(++current->last_subscription);
+        current->subscriptions[*handle] = [=] {
+            Row row{};
+            callback(context, &row, MibParameterNotification);
+        };
+        enter_in_ledger("subscriptions", 1);
+    }
+    return static_cast<DWORD>(now.status());
+}
+
+/// Completes what asked for an older signal.
+bool complete(OVERLAPPED* record, ULONG_PTR status) {
+    if (current->older_subscriptions.erase(record) != 0) {
+        record->Internal = status;
+        SetEvent(record->hEvent);
+        enter_in_ledger("subscriptions", -1);
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void system::signal() {
+    const heap::pause pause;
+    const std::lock_guard guard(signal_mutex);
+    for (const auto& [handle, tell] : subscriptions) {
+        tell();
+    }
+    while (!older_subscriptions.empty()) {
+        complete(*older_subscriptions.begin(), 0);
+    }
+}
+
+const entry_map change_entries = {
+    {"CreateEventW", fake([](SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, LPCWSTR name) -> HANDLE {
+         const call now("CreateEventW", manual, set);
+         EXPECT_TRUE(security == nullptr && name == nullptr);
+         enter_in_ledger("kernel handles", !now.failed());
+         return now.failed() ? nullptr : CreateEventW(security, manual, set, name);
+     })},
+    {"SetEvent", fake([](HANDLE event) -> BOOL { return SetEvent(event); })},
+    // Time passes on the scripted clock, unless there are threads to wait for.
+    {"WaitForSingleObject", fake([](HANDLE event, DWORD milliseconds) -> DWORD {
+         call now("WaitForSingleObject", milliseconds);
+         if (now.failed()) {
+             return WAIT_FAILED;
+         }
+         const DWORD result = WaitForSingleObject(event, current->logs ? 0 : milliseconds);
+         EXPECT_TRUE(result == 0 || milliseconds != INFINITE) << "waits for ever";
+         current->clock += result == 0 ? 0 : milliseconds;
+         return result;
+     })},
+    {"GetModuleHandleExW", fake([](DWORD flags, LPCWSTR inside, HMODULE* module) -> BOOL {
+         const call now("GetModuleHandleExW", flags);
+         HMODULE here = nullptr;
+         EXPECT_EQ(flags, DWORD{GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS});
+         EXPECT_TRUE(GetModuleHandleExW(flags | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, inside, &here));
+         static const char* const name = "kvtIP.dll";
+         *module = now.failed() ? nullptr : std::bit_cast<HMODULE>(&name);
+         enter_in_ledger(name, !now.failed());
+         return !now.failed();
+     })},
+    {"NotifyIpInterfaceChange", fake(&subscribe<"NotifyIpInterfaceChange", MIB_IPINTERFACE_ROW>)},
+    {"NotifyUnicastIpAddressChange",
+     fake(&subscribe<"NotifyUnicastIpAddressChange", MIB_UNICASTIPADDRESS_ROW>)},
+    {"NotifyRouteChange2", fake(&subscribe<"NotifyRouteChange2", MIB_IPFORWARD_ROW2>)},
+    {"CancelMibChangeNotify2", fake([](HANDLE handle) -> DWORD {
+         EXPECT_TRUE(held_locks().empty()) << "a signal may wait for them";
+         call now("CancelMibChangeNotify2");
+         const std::lock_guard guard(signal_mutex);
+         enter_in_ledger("subscriptions", -static_cast<int>(current->subscriptions.erase(handle)));
+         return static_cast<DWORD>(now.status());
+     })},
+    {"NotifyAddrChange", fake([](HANDLE*, OVERLAPPED* record) -> DWORD {
+         call now("NotifyAddrChange");
+         if (!now.failed()) {
+             const std::lock_guard guard(signal_mutex);
+             record->Internal = pending;
+             EXPECT_TRUE(current->older_subscriptions.insert(record).second) << "asked for twice";
+             enter_in_ledger("subscriptions", 1);
+         }
+         return now.failed() ? static_cast<DWORD>(now.status()) : ERROR_IO_PENDING;
+     })},
+    {"CancelIPChangeNotify", fake([](OVERLAPPED* record) -> BOOL {
+         const call now("CancelIPChangeNotify");
+         const std::lock_guard guard(signal_mutex);
+         return complete(record, cancelled) && !now.failed();
+     })}};
+
+} // namespace scripted
