@@ -7,6 +7,7 @@ COMMAND runs kvtip; each ADAPTER must be among those that it finds. Wine 8 repor
 address with a label ("eth0:1"), and each all name servers with every adapter."""
 
 import contextlib
+import itertools
 import json
 import os
 import re
@@ -16,6 +17,7 @@ import socket
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 from ipaddress import ip_address
 from pathlib import Path
@@ -415,6 +417,34 @@ class Kvtip(unittest.TestCase):
         self.assertGreater(json.loads(last)["result"]["samples"], 1)
         self.assertGreaterEqual(received(), before + len(sent))
         self.assert_fails(1168, "traffic", "labdown")
+
+    @unittest.skipUnless("lab0" in required, "needs the lab")
+    def test_watch_shows_an_address_that_comes_and_goes_until_ctrl_c(self):
+        ended = threading.Event()
+
+        def change():  # also before the first look at the network
+            for what in itertools.cycle(("add", "del")):
+                run("ip", "addr", what, "198.51.100.77/25", "dev", "lab0")
+                if ended.wait(0.5) and what == "del":
+                    return
+
+        changer = threading.Thread(target=change)
+        with subprocess.Popen([*kvtip, "watch", "--only", "addresses", "--interval", "0.1", "--json"],
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT) as watch:
+            changer.start()
+            lines = [watch.stdout.readline(), watch.stdout.readline()]
+            ended.set()
+            changer.join()
+            watch.send_signal(signal.SIGINT)  # which Wine passes on as Ctrl-C
+            lines += watch.stdout.readlines()
+        *rows, end = map(json.loads, lines)
+        for each in (*rows, end):
+            contract.validate(each)
+        self.assertEqual((watch.returncode, end["result"]), (0, {"changes": len(rows)}))
+        found = {(*map(each["row"].get, ("kind_name", "adapter", "address", "prefix_length")),) for each in rows}
+        self.assertEqual(found, {(f"address {what}", "lab0", "198.51.100.77", 25) for what in ("added", "removed")})
+        status, _, err = run(*kvtip, "watch")  # Wine signals no changes
+        self.assertRegex(f"{status} {err}", rf"^1 kvtip: watch: 120: .* --interval 1\.\n{doctor_helps}$")
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "needs a device that is always full")
     def test_output_that_cannot_be_written_is_a_failure(self):

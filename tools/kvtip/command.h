@@ -62,3 +62,4 @@ extern const command route_command;
 extern const command routes_command;
 extern const command trace_command;
 extern const command traffic_command;
+extern const command watch_command;

@@ -21,7 +21,7 @@ constexpr const command* commands[] = {
     &dns_command,    &route_command,  &routes_command,     &me_command,       &resolve_command,
     &name_command,   &lookup_command, &reverse_command,    &hostname_command, &connect_command,
     &ping_command,   &trace_command,  &neighbours_command, &mac_command,      &connections_command,
-    &port_command,   &owner_command};
+    &port_command,   &owner_command,  &watch_command};
 
 // Exit statuses.
 constexpr int failed = 1;
