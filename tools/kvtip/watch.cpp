@@ -1,7 +1,6 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -9,6 +8,7 @@
 
 #include "command.h"
 #include "command_line.h"
+#include "interruption.h"
 #include "kvtip/changes.hpp"
 #include "layout.h"
 #include "network_values.h"
@@ -37,35 +37,6 @@ struct watch_request {
                 .routes = is_wanted("routes"),
                 .poll_interval = to_milliseconds(interval)};
     }
-};
-
-/// Ends a watch when the user presses Ctrl-C, for which the system calls on a thread of its own.
-class interruption {
-public:
-    explicit interruption(kvtip::watcher& watched) {
-        watcher = &watched;
-        SetConsoleCtrlHandler(handle, TRUE);
-    }
-    ~interruption() {
-        SetConsoleCtrlHandler(handle, FALSE);
-        const std::lock_guard guard(mutex);
-        watcher = nullptr;
-    }
-    interruption(const interruption&) = delete;
-    interruption& operator=(const interruption&) = delete;
-
-private:
-    static BOOL WINAPI handle(DWORD event) {
-        const bool is_from_user = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
-        const std::lock_guard guard(mutex);
-        if (is_from_user && watcher != nullptr) {
-            watcher->cancel();
-        }
-        return is_from_user;
-    }
-
-    static inline std::mutex mutex;
-    static inline kvtip::watcher* watcher = nullptr; ///< null once it may be closed
 };
 
 value change_value(const kvtip::change& change) {
@@ -99,7 +70,7 @@ kvtip::watcher open(const watch_request& what) {
 
 value watch(const watch_request& what, const progress& show) {
     kvtip::watcher watcher = open(what);
-    const interruption by_user(watcher);
+    const on_interruption cancelled([&] { watcher.cancel(); });
     const std::uint64_t most = what.count.value_or(std::numeric_limits<std::uint64_t>::max());
     const auto end = steady_clock::now() + to_milliseconds(what.timeout);
     std::uint64_t count = 0;
