@@ -42,6 +42,7 @@ bad_usage = [
     (["ping", "::1", "--size", "65501"], "--size"),
     (["connections", "--udp", "--state", "listen"], "--state"),
     (["lookup", "localhost", "foo"], "foo is neither one of A, NS,"),
+    (["routes", "--interface", "nowhere"], "there is no interface 'nowhere'"),
     (["ping", "fe80::1%nowhere"], "there is no interface 'nowhere'"),
     (["owner", "[fe80::1%nowhere]:80", "::"], "there is no interface 'nowhere'"),
     (["mac", "10.0.0.1%1"], "10.0.0.1%1 is not an address"),

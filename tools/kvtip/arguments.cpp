@@ -57,23 +57,26 @@ std::shared_ptr<std::string> add_host(parameters& expected, const char* name, co
     return host;
 }
 
-std::string with_numeric_scope(const std::string& text) {
+std::uint32_t find_interface(const std::string& name) {
     constexpr int not_found = 1168; // ERROR_NOT_FOUND
+    std::error_code error;
+    const std::uint32_t index = kvtip::scope(name, error);
+    if (error.value() == not_found) {
+        throw usage_error("there is no interface '" + name + "'; 'kvtip adapters' lists all");
+    }
+    if (error) {
+        throw std::system_error(error);
+    }
+    return index;
+}
+
+std::string with_numeric_scope(const std::string& text) {
     const std::size_t start = text.find('%') + 1;
     if (start == 0) {
         return text;
     }
     const std::size_t end = text.front() == '[' ? text.find(']', start) : std::string::npos;
-    const std::string name = text.substr(start, end - start);
-    std::error_code error;
-    const std::uint32_t index = kvtip::scope(name, error);
-    if (error.value() == not_found) {
-        throw usage_error(text + ": there is no interface '" + name +
-                          "'; 'kvtip adapters' lists those that there are");
-    }
-    if (error) {
-        throw std::system_error(error);
-    }
+    const std::uint32_t index = find_interface(text.substr(start, end - start));
     return text.substr(0, start) + std::to_string(index) + text.substr(std::min(end, text.size()));
 }
 

@@ -22,6 +22,9 @@ std::function<kvtip::protocol()> add_protocol(parameters& expected);
 std::shared_ptr<std::string> add_host(parameters& expected, const char* name, const char* description,
                                       const char* fallback = "");
 
+/// The index of the interface with that name or index. Throws `usage_error` if there is no such interface.
+std::uint32_t find_interface(const std::string& name);
+
 /// The text of an address or endpoint, in which the scope is a number instead of an interface's name. Throws
 /// `usage_error` if there is no such interface. Text without a scope stays as it is.
 std::string with_numeric_scope(const std::string& text);

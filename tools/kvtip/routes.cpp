@@ -28,7 +28,7 @@ operation prepare(parameters& expected) {
     auto name = std::make_shared<std::optional<std::string>>();
     expected.add_text("--interface", *name, "Only those through this interface: its name or index");
     return [=](const progress&) {
-        const std::uint32_t index = *name ? kvtip::scope(**name) : 0;
+        const std::uint32_t index = *name ? find_interface(**name) : 0;
         return list_of(kvtip::routes({.family = family(), .interface_index = index}), row_value);
     };
 }
