@@ -171,9 +171,9 @@ value speed_text(const value& adapter) {
 }
 
 std::string traffic_text(const value& traffic) {
-    return plain_text(traffic["bytes"]) + " bytes, " + plain_text(traffic["unicast_packets"]) + " + " +
-           plain_text(traffic["multicast_packets"]) + " packets, " + plain_text(traffic["errors"]) +
-           " errors, " + plain_text(traffic["discards"]) + " discards";
+    return plain_text(traffic["bytes"]) + " bytes, " + plain_text(traffic["unicast_packets"]) +
+           " unicast and " + plain_text(traffic["multicast_packets"]) + " multicast packets, " +
+           plain_text(traffic["errors"]) + " errors, " + plain_text(traffic["discards"]) + " discards";
 }
 
 std::string adapter_block(const value& adapter) {
