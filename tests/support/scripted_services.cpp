@@ -72,7 +72,8 @@ std::string data_of(const dns_record& record) {
     }
     std::vector<Char*> names;
     std::istringstream words(record.data == nullptr ? "" : record.data);
-    for (std::string word; words >> word;) {
+    const bool has_many = record.type == DNS_TYPE_TEXT || record.type == DNS_TYPE_SOA;
+    for (std::string word; std::getline(words, word, has_many ? ' ' : '\0');) {
         names.push_back(current->text(std::basic_string<Char>(word.begin(), word.end()).c_str()));
     }
     names.resize(std::max<std::size_t>(names.size(), record.type == DNS_TYPE_PTR));
@@ -96,7 +97,8 @@ int answer_query(call&& now, const Char* name, WORD type, DNS_RECORD** list) {
         record.Flags.DW = each->section | 0x2008;
         std::string data = data_of<Char>(*each);
         data.resize((data.size() + 7) / 8 * 8); // records are aligned
-        std::memcpy(&record.Data, data.data(), data.size());
+        EXPECT_LE(data.size(), sizeof record.Data);
+        std::memcpy(&record.Data, data.data(), std::min(data.size(), sizeof record.Data));
         *list = current->keep(record, offsetof(DNS_RECORD, Data) + data.size());
     }
     return now.status();
