@@ -26,7 +26,7 @@ void print(const kvtip::change& change) {
 } // namespace
 
 int main(int argc, char** argv) try {
-    const std::chrono::seconds time(argc > 1 ? std::atoi(argv[1]) : 1);
+    const std::chrono::seconds time(argc > 1 ? std::strtol(argv[1], nullptr, 10) : 1);
     // The system signals changes; Wine does not, so look every second as well.
     kvtip::watcher watcher = kvtip::watch({.poll_interval = 1s});
     for (;;) {
