@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <span>
 #include <string_view>
 #include <windows.h>
@@ -101,18 +103,23 @@ TEST(Dll, UnloadGivesBackMemoryAndHandles) {
         const failing probe("GetModuleHandleW");
         EXPECT_EQ(LoadLibraryW(name), nullptr);
     }
-    constexpr int cycles = 200;
-    std::intptr_t handle_before = 0;
-    std::size_t bytes_before = 0;
-    for (int cycle = -10; cycle < cycles; ++cycle) {
-        if (cycle == 0) { // the system has allocated what it keeps
-            handle_before = next_handle();
-            bytes_before = heap_bytes();
+    const auto run = [&](int cycles) {
+        for (int cycle = 0; cycle < cycles; ++cycle) {
+            ASSERT_NO_FATAL_FAILURE(load_and_unload(name)) << "cycle " << cycle;
         }
-        ASSERT_NO_FATAL_FAILURE(load_and_unload(name)) << "cycle " << cycle;
+    };
+    constexpr int cycles = 40, batches = 5;
+    ASSERT_NO_FATAL_FAILURE(run(10)); // the system allocates what it keeps
+    const std::intptr_t handle_before = next_handle();
+    // The system's heaps grow by whole pools at times. What each cycle leaves behind is there in every batch.
+    auto least_growth = std::numeric_limits<std::intptr_t>::max();
+    for (int batch = 0; batch < batches; ++batch) {
+        const std::size_t bytes_before = heap_bytes();
+        ASSERT_NO_FATAL_FAILURE(run(cycles));
+        least_growth = std::min(least_growth, static_cast<std::intptr_t>(heap_bytes() - bytes_before));
     }
-    EXPECT_LT(next_handle(), handle_before + cycles);
-    EXPECT_LT(heap_bytes(), bytes_before + cycles); // less than one byte a cycle
+    EXPECT_LT(next_handle(), handle_before + batches * cycles);
+    EXPECT_LT(least_growth, cycles); // less than one byte a cycle
     DeleteFileW(name);
 }
 
