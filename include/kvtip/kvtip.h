@@ -844,6 +844,43 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_owner(uint32_t protocol, const kvtip_en
                                                const kvtip_endpoint* remote,
                                                const kvtip_process** process) KVTIP_NOEXCEPT;
 
+/* ---- Cancelling -------------------------------------------------------------------------------------- */
+
+/* Ends operations that wait: name it in their options. It may serve any number of them, one after the other or at
+ * once, in any threads. It keeps the libraries loaded until kvtip_canceller_close. */
+typedef struct kvtip_canceller kvtip_canceller;
+
+/* Makes a canceller. Rests on CreateEventW.
+ *
+ * Returns: 0; 120 without the system calls; 8; 87; or the system's code.
+ * On failure: *canceller is null.
+ * Frees: the caller closes *canceller with kvtip_canceller_close.
+ * Blocks: no.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_canceller_create(kvtip_canceller** canceller) KVTIP_NOEXCEPT;
+
+/* Ends the operations that use the canceller at once, and every later one: they return ERROR_OPERATION_ABORTED
+ * (995). Any thread may call this, also a handler of Ctrl-C. Null is fine.
+ *
+ * Returns: nothing.
+ * On failure: it cannot fail.
+ * Frees: nothing: the canceller is still to be closed.
+ * Blocks: no.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION void KVTIP_CALL kvtip_canceller_cancel(kvtip_canceller* canceller) KVTIP_NOEXCEPT;
+
+/* Closes a canceller. No operation may use it then: those that used it must have returned. Null is fine.
+ *
+ * Returns: nothing.
+ * On failure: it cannot fail.
+ * Frees: the canceller.
+ * Blocks: no.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION void KVTIP_CALL kvtip_canceller_close(kvtip_canceller* canceller) KVTIP_NOEXCEPT;
+
 /* ---- Names ------------------------------------------------------------------------------------------- */
 
 enum kvtip_socket_type { KVTIP_STREAM = 1, KVTIP_DATAGRAM = 2 };

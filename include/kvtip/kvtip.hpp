@@ -12,6 +12,7 @@
 
 #include "kvtip/adapters.hpp"
 #include "kvtip/address.hpp"
+#include "kvtip/canceller.hpp"
 #include "kvtip/changes.hpp"
 #include "kvtip/connections.hpp"
 #include "kvtip/error.hpp"

@@ -22,19 +22,6 @@ change_signals::~change_signals() {
         entries().CancelMibChangeNotify2(subscriptions_[i]);
     }
     cancel_older();
-    if (event_ != nullptr) {
-        entries().CloseHandle(event_);
-    }
-}
-
-std::uint32_t change_signals::open() noexcept {
-    const system_entries& bound = entries();
-    if (bound.CreateEventW == nullptr || bound.SetEvent == nullptr || bound.WaitForSingleObject == nullptr ||
-        bound.CloseHandle == nullptr) {
-        return ERROR_CALL_NOT_IMPLEMENTED;
-    }
-    event_ = bound.CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    return event_ != nullptr ? 0 : GetLastError();
 }
 
 std::uint32_t change_signals::subscribe(std::uint32_t flags) noexcept {
@@ -59,7 +46,7 @@ std::uint32_t change_signals::subscribe_by(Notify notify, bool has_older) noexce
         return has_older ? renew() : ERROR_CALL_NOT_IMPLEMENTED;
     }
     HANDLE& subscription = subscriptions_[subscription_count_];
-    if (const std::uint32_t code = notify(AF_UNSPEC, on_change, event_, FALSE, &subscription)) {
+    if (const std::uint32_t code = notify(AF_UNSPEC, on_change, event_.handle(), FALSE, &subscription)) {
         return code;
     }
     if (subscription == nullptr) {
@@ -79,7 +66,7 @@ std::uint32_t change_signals::renew() noexcept {
     }
     HANDLE unused = nullptr;
     older_ = {};
-    older_.hEvent = event_;
+    older_.hEvent = event_.handle();
     const std::uint32_t code = bound.NotifyAddrChange(&unused, &older_);
     if (code == ERROR_IO_PENDING) {
         return 0;
@@ -101,15 +88,6 @@ void change_signals::cancel_older() noexcept {
         while (is_older_pending() && wait(longest) == 0) {
         }
     }
-}
-
-void change_signals::set() const noexcept {
-    entries().SetEvent(event_);
-}
-
-std::uint32_t change_signals::wait(std::uint32_t milliseconds) const noexcept {
-    const DWORD result = entries().WaitForSingleObject(event_, milliseconds);
-    return result == WAIT_FAILED ? GetLastError() : result;
 }
 
 } // namespace kvtip::library

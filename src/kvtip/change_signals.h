@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "kvtip/event.h"
+
 namespace kvtip::library {
 
 /// An event that the system sets when something may have changed. The libraries must be held as long as this
@@ -19,7 +21,7 @@ public:
     change_signals& operator=(const change_signals&) = delete;
 
     /// Makes the event. Returns 0, 120 or the system's code.
-    std::uint32_t open() noexcept;
+    std::uint32_t open() noexcept { return event_.open(reset::automatic); }
 
     /// Asks the system to set the event after changes of what the flags of `kvtip_watch` name. Returns 0, 120
     /// if it cannot, or the system's code.
@@ -29,11 +31,12 @@ public:
     std::uint32_t renew() noexcept;
 
     /// Sets the event. For any thread.
-    void set() const noexcept;
+    void set() const noexcept { event_.set(); }
 
-    /// Waits until the event is set, which this takes back, for at most so many milliseconds. Returns 0,
-    /// `WAIT_TIMEOUT (258)` or the system's code.
-    std::uint32_t wait(std::uint32_t milliseconds) const noexcept;
+    /// Waits until the event is set, which this takes back. Returns as `wait_for`.
+    std::uint32_t wait(std::uint32_t milliseconds) const noexcept {
+        return wait_for(event_, nullptr, milliseconds);
+    }
 
 private:
     template <class Notify>
@@ -41,7 +44,7 @@ private:
     bool is_older_pending() const noexcept;
     void cancel_older() noexcept;
 
-    HANDLE event_ = nullptr;
+    event event_;
     HANDLE subscriptions_[3] = {};
     std::size_t subscription_count_ = 0;
     OVERLAPPED older_{}; ///< the system writes to it until it has given the older signal

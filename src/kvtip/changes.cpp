@@ -83,7 +83,7 @@ public:
             if (code == 0) {
                 is_due_ = true;
                 wait_for_more(end);
-            } else if (code != WAIT_TIMEOUT) {
+            } else if (code != WSAETIMEDOUT) {
                 return code;
             } else if (until_poll() == 0) {
                 is_due_ = true;

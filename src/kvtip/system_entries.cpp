@@ -18,6 +18,7 @@ constexpr const char* no_process_paths = "The paths of processes' programs are n
 constexpr const char* system_time = "Waits follow the system's time, also when it is changed.";
 
 constexpr const char* no_watcher = "Changes are not watched (120).";
+constexpr const char* no_events = "Changes are not watched, and nothing can be cancelled (120).";
 constexpr const char* older_signals = "Only changes of IPv4 addresses are signalled.";
 constexpr const char* no_older_signals =
     "Without the newer calls, changes are only watched by polling (120 without an interval).";
@@ -27,7 +28,8 @@ constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, Process32FirstW, no_process_names),
     KVTIP_ENTRY(system_entries, Process32NextW, no_process_names),
     KVTIP_ENTRY(system_entries, CloseHandle,
-                "The names and paths of processes are not known, and changes are not watched (120)."),
+                "The names and paths of processes are not known, changes are not watched, and nothing can be "
+                "cancelled (120)."),
     KVTIP_ENTRY(system_entries, OpenProcess, no_process_paths),
     KVTIP_ENTRY(system_entries, QueryFullProcessImageNameW, no_process_paths),
     KVTIP_ENTRY(system_entries, FormatMessageW, "Only the codes that the library knows have a sentence."),
@@ -36,9 +38,9 @@ constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, QueryPerformanceFrequency, system_time),
     KVTIP_ENTRY(system_entries, CompareStringOrdinal,
                 "In the names of interfaces, only A to Z are found in any case."),
-    KVTIP_ENTRY(system_entries, CreateEventW, no_watcher),
-    KVTIP_ENTRY(system_entries, SetEvent, no_watcher),
-    KVTIP_ENTRY(system_entries, WaitForSingleObject, no_watcher),
+    KVTIP_ENTRY(system_entries, CreateEventW, no_events),
+    KVTIP_ENTRY(system_entries, SetEvent, no_events),
+    KVTIP_ENTRY(system_entries, WaitForMultipleObjects, no_events),
     KVTIP_ENTRY(system_entries, GetModuleHandleExW, no_watcher),
 };
 

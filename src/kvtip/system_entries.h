@@ -38,7 +38,7 @@ struct system_entries {
     decltype(&::CompareStringOrdinal) CompareStringOrdinal = nullptr;
     decltype(&::CreateEventW) CreateEventW = nullptr;
     decltype(&::SetEvent) SetEvent = nullptr;
-    decltype(&::WaitForSingleObject) WaitForSingleObject = nullptr;
+    decltype(&::WaitForMultipleObjects) WaitForMultipleObjects = nullptr;
     decltype(&::GetModuleHandleExW) GetModuleHandleExW = nullptr;
 
     // Iphlpapi

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <mutex>
 
 namespace scripted {
@@ -56,6 +57,19 @@ void system::signal() {
     }
 }
 
+bool system::pass(DWORD& milliseconds) {
+    const auto first = later.begin();
+    const bool happens =
+        first != later.end() && (milliseconds == INFINITE || first->first <= clock + milliseconds);
+    const std::uint64_t passed = !happens ? milliseconds : first->first - std::min(clock, first->first);
+    clock += passed;
+    milliseconds -= milliseconds == INFINITE ? 0 : static_cast<DWORD>(passed);
+    if (happens) {
+        later.extract(first).mapped()();
+    }
+    return happens;
+}
+
 const entry_map change_entries = {
     {"CreateEventW", fake([](SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, LPCWSTR name) -> HANDLE {
          const call now("CreateEventW", manual, set);
@@ -65,14 +79,18 @@ const entry_map change_entries = {
      })},
     {"SetEvent", fake([](HANDLE event) -> BOOL { return SetEvent(event); })},
     // Time passes on the scripted clock, unless there are threads to wait for.
-    {"WaitForSingleObject", fake([](HANDLE event, DWORD milliseconds) -> DWORD {
-         call now("WaitForSingleObject", milliseconds);
+    {"WaitForMultipleObjects",
+     fake([](DWORD count, const HANDLE* events, BOOL all, DWORD milliseconds) -> DWORD {
+         call now("WaitForMultipleObjects", milliseconds);
+         EXPECT_FALSE(all);
          if (now.failed()) {
              return WAIT_FAILED;
          }
-         const DWORD result = WaitForSingleObject(event, current->logs ? 0 : milliseconds);
-         EXPECT_TRUE(result == 0 || milliseconds != INFINITE) << "waits for ever";
-         current->clock += result == 0 ? 0 : milliseconds;
+         DWORD result = WaitForMultipleObjects(count, events, all, current->logs ? 0 : milliseconds);
+         while (result == WAIT_TIMEOUT && current->logs && current->pass(milliseconds)) {
+             result = WaitForMultipleObjects(count, events, all, 0);
+         }
+         EXPECT_TRUE(result != WAIT_TIMEOUT || milliseconds != INFINITE) << "waits for ever";
          return result;
      })},
     {"GetModuleHandleExW", fake([](DWORD flags, LPCWSTR inside, HMODULE* module) -> BOOL {

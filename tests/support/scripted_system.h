@@ -171,6 +171,10 @@ public:
     std::uint64_t clock = 1000;                          ///< in milliseconds
     std::map<std::string, std::uint64_t> durations;      ///< how long calls take, by name
     std::map<std::string, std::function<void()>> during; ///< what others do in the next call of that name
+    std::multimap<std::uint64_t, std::function<void()>> later; ///< what happens during a wait, by the clock
+    /// Lets time pass until the next such event, or for so many milliseconds, of which those are left that have
+    /// not passed. Returns whether something has happened.
+    bool pass(DWORD& milliseconds);
     /// Signals that something has changed to everybody who has asked for it, as the system does.
     void signal();
     bool never_signals = false; ///< the calls that ask for signals are there in name only, as in Wine

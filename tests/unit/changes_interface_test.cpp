@@ -124,11 +124,11 @@ TEST_F(Changes, EndAWait) {
     kvtip::watcher watcher = kvtip::watch({.merge_time = 40ms});
     system.calls.clear();
     EXPECT_EQ(shown(watcher, 500ms), "10060");
-    EXPECT_EQ(system.called(), "WaitForSingleObject(500)"); // without a signal nothing is listed
+    EXPECT_EQ(system.called(), "WaitForMultipleObjects(500)"); // without a signal nothing is listed
     system.calls.clear();
-    system.during = {{"WaitForSingleObject", go_down}};
+    system.during = {{"WaitForMultipleObjects", go_down}};
     EXPECT_EQ(shown(watcher, kvtip::forever), "interface down 7");
-    EXPECT_EQ(system.called("WaitForSingleObject"), "(4294967295) (40)");
+    EXPECT_EQ(system.called("WaitForMultipleObjects"), "(4294967295) (40)");
     // Signals that change nothing do not end a wait, nor make it longer.
     for (int i = 0; i < 5; ++i) {
         system.signal();
@@ -149,7 +149,7 @@ TEST_F(Changes, AreLookedForAtAnInterval) {
     EXPECT_EQ(shown(watcher, 100ms), "10060");
     EXPECT_EQ(shown(watcher, kvtip::forever), "interface down 7");
     EXPECT_EQ(shown(watcher, 700ms), "10060");
-    EXPECT_EQ(system.called("WaitForSingleObject"), "(100) (200) (300) (300) (100)");
+    EXPECT_EQ(system.called("WaitForMultipleObjects"), "(100) (200) (300) (300) (100)");
 }
 
 TEST_F(Changes, AreNotLostByAFailure) {
@@ -194,7 +194,7 @@ TEST(OlderChanges, AreSignalledOnceAndAskedForAgain) {
 
 TEST_F(Changes, MayBeWaitedForByOneThreadAtATime) {
     kvtip::watcher watcher = kvtip::watch();
-    system.during = {{"WaitForSingleObject", [&] { EXPECT_EQ(shown(watcher), "170"); }}};
+    system.during = {{"WaitForMultipleObjects", [&] { EXPECT_EQ(shown(watcher), "170"); }}};
     EXPECT_EQ(shown(watcher), "10060");
     const kvtip_change_list* changes = nullptr;
     EXPECT_EQ(kvtip_watcher_wait(nullptr, 0, &changes), 87u);

@@ -145,6 +145,7 @@ struct Misuse : testing::Test {
             }
         }
     }
+    static void free(kvtip_canceller& canceller) { kvtip_canceller_close(&canceller); }
     static void free(kvtip_watcher& watcher) { kvtip_watcher_close(&watcher); }
     template <class Result>
     static void free(const Result& result) {
@@ -225,6 +226,7 @@ TEST_F(Misuse, IsRefusedBeforeTheSystemIsAsked) {
     test("ping", kvtip_ping, {}, &there, nullptr, out);
     test("connect", kvtip_connect, {1}, "peer", "80", nullptr, out);
     test("connect_endpoint", kvtip_connect_endpoint, {}, &there80, nullptr, out);
+    test("canceller_create", kvtip_canceller_create, {}, out);
     test("watch", kvtip_watch, {}, nullptr, out);
     const kvtip_connect_result* made = nullptr;
     ASSERT_EQ(kvtip_connect_endpoint(&there80, nullptr, &made), 0u);

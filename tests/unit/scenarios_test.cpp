@@ -370,6 +370,14 @@ unsigned long watch() {
     return code;
 }
 
+unsigned long cancel() {
+    kvtip_canceller* canceller = nullptr;
+    const unsigned long code = code_of(kvtip_canceller_create(&canceller));
+    kvtip_canceller_cancel(canceller);
+    kvtip_canceller_close(canceller);
+    return code;
+}
+
 unsigned long list_entries() {
     char text[64];
     return in_turn([&] { return kvtip_message(7, text, sizeof text) > 1 ? 0 : unexplained; },
@@ -425,9 +433,9 @@ constexpr std::string_view older_names = "gethostbyname() gethostbyaddr() getser
 /// Without these, changes are not watched. The older source does without memory for device identifiers, and a
 /// close reports no failure.
 constexpr std::string_view watch_needs =
-    "CreateEventW SetEvent WaitForSingleObject GetModuleHandleExW CloseHandle kernel32.dll"
+    "CreateEventW SetEvent WaitForMultipleObjects GetModuleHandleExW CloseHandle kernel32.dll"
     " Iphlpapi.dll#2";
-constexpr std::string_view older_watch = "GetIpForwardTable2 NotifyAddrChange WaitForSingleObject "
+constexpr std::string_view older_watch = "GetIpForwardTable2 NotifyAddrChange WaitForMultipleObjects "
                                          "RegQueryValueExW ExpandEnvironmentStringsW RegOpenKeyExW";
 constexpr std::string_view closes =
     "CancelMibChangeNotify2() CancelIPChangeNotify() CloseHandle() FreeLibrary(kvtIP.dll)";
@@ -498,6 +506,8 @@ const scenario scenarios[] = {
      ERROR_NOT_ENOUGH_MEMORY, "GetAdaptersAddresses()"},
     {"polling watcher", watch<false>, c_start, watch_needs, description, older_watch, polls, "",
      ERROR_NOT_ENOUGH_MEMORY, "GetAdaptersAddresses()"},
+    {"canceller", cancel, c_start, "CreateEventW SetEvent WaitForMultipleObjects CloseHandle kernel32.dll",
+     "", "", "CloseHandle()"},
     {"entries", list_entries, itself, "", "", "", "*"},
 };
 

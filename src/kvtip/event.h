@@ -1,0 +1,42 @@
+#pragma once
+
+// Events of the system, and waiting for them.
+
+#include <windows.h>
+
+#include <cstdint>
+
+#include "kvtip/kvtip.h"
+
+namespace kvtip::library {
+
+/// Whether a wait for an event takes back that it is set.
+enum class reset { automatic, manual };
+
+/// An event. The entries must be held as long as this object lives.
+class event {
+public:
+    event() = default;
+    ~event();
+    event(const event&) = delete;
+    event& operator=(const event&) = delete;
+
+    /// Makes the event, not set. Returns 0, 120 or the system's code.
+    std::uint32_t open(reset how) noexcept;
+
+    /// Sets the event. For any thread.
+    void set() const noexcept;
+
+    HANDLE handle() const noexcept { return handle_; }
+
+private:
+    HANDLE handle_ = nullptr;
+};
+
+/// Waits until the event is set, for at most so many milliseconds, or without end for `KVTIP_FOREVER`. Returns
+/// 0, `WSAETIMEDOUT (10060)`, `ERROR_OPERATION_ABORTED (995)` as soon as `cancel`, which may be null, is
+/// cancelled, or the system's code.
+std::uint32_t wait_for(const event& event, const kvtip_canceller* cancel,
+                       std::uint32_t milliseconds) noexcept;
+
+} // namespace kvtip::library
