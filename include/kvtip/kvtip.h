@@ -464,7 +464,7 @@ typedef struct kvtip_adapter {
     uint32_t mtu;  /* the largest packet in bytes: 0 if unknown, 4294967295 without a limit */
     uint32_t kind; /* enum kvtip_adapter_kind */
     /* The rest is only there with `details`. */
-    uint32_t physical; /* 1: it is a device; 0: it is none; KVTIP_UNKNOWN_PHYSICAL */
+    uint32_t physical; /* 1: a device; 0: made by software; KVTIP_UNKNOWN_PHYSICAL if unknown */
     uint32_t primary;  /* 1: the default route leads through it, see kvtip_primary; at most one is primary */
     const kvtip_adapter_counters* counters; /* null if the system has none for the adapter */
 } kvtip_adapter;
@@ -480,18 +480,18 @@ typedef struct kvtip_adapter_list {
 
 typedef struct kvtip_adapter_options {
     uint32_t size;
-    uint32_t family; /* 4 or 6: only adapters with that family, and of their addresses, gateways and DNS
+    uint32_t family;  /* 4 or 6: only adapters with that family, and of their addresses, gateways and DNS
                         servers only those of that family; 0: both */
-    uint32_t up;     /* 1: only adapters that are up */
-    uint32_t
-        details; /* 1: asks for what costs two or three system calls more: `physical`, `primary`, `counters` */
+    uint32_t up;      /* 1: only adapters that are up */
+    uint32_t details; /* 1: also asks for `physical`, `primary` and `counters`, which cost two or three system
+                         calls more */
 } kvtip_adapter_options;
 
 /* Lists the network adapters in the system's order, the loopback adapter and those that are down included. An
  * empty list is no failure. Rests on GetAdaptersAddresses; where that is missing, and on systems before
  * version 6, on GetAdaptersInfo, which knows IPv4 only, and neither the speed, MTU and metrics of adapters nor
- * the origin, state and lifetimes of addresses. Details rest on GetIfTable2
- * and on the system calls of kvtip_routes.
+ * the origin, state and lifetimes of addresses. Details rest on GetIfTable2 and on the system calls of
+ * kvtip_routes.
  *
  * Returns: 0, 8, 87, or the system's code.
  * On failure: *adapters is null.
@@ -639,12 +639,12 @@ typedef struct kvtip_primary_adapter {
     const char* adapter;      /* the name of its adapter as users see it */
     const char* guid;         /* of the adapter, in braces */
     uint32_t type;            /* IANA ifType, as of kvtip_adapter */
-    uint32_t kind;            /* enum kvtip_adapter_kind: tells virtual adapters and tunnels apart */
-    uint32_t physical;        /* 1: it is a device; 0: it is none; KVTIP_UNKNOWN_PHYSICAL */
-    uint32_t metric;          /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if unknown */
-    kvtip_address address;    /* the host's address there; family 0 if it has none */
-    uint32_t prefix_length;   /* of the on-link prefix of the address; KVTIP_UNKNOWN_PREFIX if unknown */
-    kvtip_address next_hop;   /* the router; family 0 without one */
+    uint32_t kind;          /* enum kvtip_adapter_kind; a virtual adapter or a tunnel is one of its values */
+    uint32_t physical;      /* 1: a device; 0: made by software; KVTIP_UNKNOWN_PHYSICAL if unknown */
+    uint32_t metric;        /* of the route and its interface together; KVTIP_UNKNOWN_METRIC if unknown */
+    kvtip_address address;  /* the host's address there; family 0 if it has none */
+    uint32_t prefix_length; /* of the on-link prefix of the address; KVTIP_UNKNOWN_PREFIX if unknown */
+    kvtip_address next_hop; /* the router; family 0 without one */
     uint32_t reserved;
     const kvtip_address* dns_servers; /* dns_server_count usable ones of the adapter; never null */
     size_t dns_server_count;
@@ -846,8 +846,8 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_owner(uint32_t protocol, const kvtip_en
 
 /* ---- Cancelling -------------------------------------------------------------------------------------- */
 
-/* Ends operations that wait: name it in their options. It may serve any number of them, one after the other or at
- * once, in any threads. It keeps the libraries loaded until kvtip_canceller_close. */
+/* Ends operations that wait: name it in their options. It may serve any number of them, one after the other
+ * or at once, in any threads. It keeps the libraries loaded until kvtip_canceller_close. */
 typedef struct kvtip_canceller kvtip_canceller;
 
 /* Makes a canceller. Rests on CreateEventW.
@@ -987,7 +987,7 @@ typedef struct kvtip_dns_record {
     uint32_t priority;     /* MX, SRV: targets with the least are tried first */
     uint32_t weight;       /* SRV: the share of a target among those of its priority */
     uint32_t port;         /* SRV */
-    uint32_t flags;        /* CAA: 128 if who does not know the tag must issue no certificate */
+    uint32_t flags;        /* CAA: with bit 128, an authority that does not know the tag must not issue */
     const char* tag;       /* CAA: what the value is, such as "issue" */
     const char* value;     /* CAA */
     const char* const* texts; /* TXT: text_count texts, which many readers join without a blank; never null */
@@ -1271,15 +1271,16 @@ typedef struct kvtip_change_list {
     uint32_t reserved;
 } kvtip_change_list;
 
-/* Watches this host's interfaces, addresses and routes for changes. It keeps the libraries and this DLL loaded until
- * kvtip_watcher_close. */
+/* Watches this host's interfaces, addresses and routes for changes. It keeps the libraries and this DLL loaded
+ * until kvtip_watcher_close. */
 typedef struct kvtip_watcher kvtip_watcher;
 
 /* Begins to watch: kvtip_watcher_wait reports every change from now on. Rests on NotifyIpInterfaceChange and
  * NotifyUnicastIpAddressChange, or where these are missing on NotifyAddrChange, which signals changes of IPv4
  * addresses only; for routes on NotifyRouteChange2. They only signal that something has changed: what that is
- * follows from comparing kvtip_adapters and kvtip_routes before and after. Where the system never signals, as under Wine, `poll_interval` takes the
- * place of the signals; with it, a system call that is missing or fails is no failure.
+ * follows from comparing kvtip_adapters and kvtip_routes before and after. Where the system never signals, as
+ * under Wine, `poll_interval` takes the place of the signals. With it, kvtip_watch does not fail if such a
+ * system call is missing or fails.
  *
  * Returns: 0; 120 without `poll_interval` if the system cannot signal such changes; 8; 87; or the code of the
  *     system, of kvtip_adapters or of kvtip_routes.
@@ -1292,7 +1293,8 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_watch(const kvtip_watch_options* option
                                                kvtip_watcher** watcher) KVTIP_NOEXCEPT;
 
 /* Waits until something has changed since the last changes that were reported, and lists the differences: those
- * of interfaces first, those of routes last. What has come and gone in between is not among them. One thread at a time may wait.
+ * of interfaces first, those of routes last. What has come and gone in between is not among them. Only one
+ * thread at a time may wait.
  *
  * Returns: 0; WSAETIMEDOUT (10060); ERROR_OPERATION_ABORTED (995) after kvtip_watcher_cancel; ERROR_BUSY (170)
  *     while another thread waits; 8; 87; or the code of kvtip_adapters or kvtip_routes.
@@ -1315,7 +1317,8 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_watcher_wait(kvtip_watcher* watcher, ui
  */
 KVTIP_FUNCTION void KVTIP_CALL kvtip_watcher_cancel(kvtip_watcher* watcher) KVTIP_NOEXCEPT;
 
-/* Closes a watcher. No other thread may use it then: a wait must have ended. Null is fine.
+/* Closes a watcher. No other thread may use it then: a wait must have ended. A program that unloads this DLL
+ * closes its watchers first. Null is fine.
  *
  * Returns: nothing.
  * On failure: it cannot fail.

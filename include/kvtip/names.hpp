@@ -114,12 +114,12 @@ struct dns_record {
     /// PTR, CNAME: the name; NS: the name server; MX: the mail server; SRV: the host of the service; SOA: the
     /// primary name server.
     std::string target;
-    std::uint16_t priority = 0;     ///< MX, SRV: targets with the least are tried first
-    std::uint16_t weight = 0;       ///< SRV: the share of a target among those of its priority
-    std::uint16_t port = 0;         ///< SRV
-    std::uint8_t flags = 0;         ///< CAA: 128 if who does not know the tag must issue no certificate
-    std::string tag;                ///< CAA: what the value is, such as "issue"
-    std::string value;              ///< CAA
+    std::uint16_t priority = 0; ///< MX, SRV: targets with the least are tried first
+    std::uint16_t weight = 0;   ///< SRV: the share of a target among those of its priority
+    std::uint16_t port = 0;     ///< SRV
+    std::uint8_t flags = 0;     ///< CAA: with bit 128, an authority that does not know the tag must not issue
+    std::string tag;            ///< CAA: what the value is, such as "issue"
+    std::string value;          ///< CAA
     std::vector<std::string> texts; ///< TXT: many readers join them without a blank
     std::string mailbox;            ///< SOA: of who is in charge; its first dot stands for the @
     std::uint32_t serial = 0;       ///< SOA: of this version of the zone

@@ -1,8 +1,9 @@
 #pragma once
 
 // Conversions between the values of this interface, the system's socket addresses and the values of the
-// classes in `ip/`. Only this header needs the headers of the platform. Include it before <windows.h>, or define
-// WIN32_LEAN_AND_MEAN: otherwise <windows.h> brings an older socket header, which does not go with this one.
+// classes in `ip/`. Only this header needs the headers of the platform. Include it before <windows.h>, or
+// define WIN32_LEAN_AND_MEAN: otherwise <windows.h> brings an older socket header, which does not go with
+// this one.
 
 #include <array>
 #include <cstddef>

@@ -34,7 +34,7 @@ constexpr std::uint32_t index_for(const kvtip_adapter& adapter, std::uint32_t fa
                                                                           : adapter.index;
 }
 
-/// The adapter that has that interface index for a family; null if there is none.
+/// Finds the adapter with that interface index for a family; null without such an adapter.
 const kvtip_adapter* find_adapter(const kvtip_adapter_list& adapters, std::uint32_t interface_index,
                                   std::uint32_t family);
 

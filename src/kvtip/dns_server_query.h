@@ -1,6 +1,7 @@
 #pragma once
 
-// Queries to a DNS server of the caller's choice, which only newer systems have. Not all platform headers declare them.
+// Queries to a DNS server of the caller's choice, which only newer systems have. Not all platform headers
+// declare them.
 
 #include <windows.h>
 

@@ -17,7 +17,8 @@ public:
     /// code. Throws `std::bad_alloc`.
     std::uint32_t take(std::uint32_t flags);
 
-    /// Lists what of that is different in a later state that was taken with the same flags; null if nothing is. Throws `std::bad_alloc`.
+    /// Lists what of that is different in a later state that was taken with the same flags. Null without a
+    /// difference. Throws `std::bad_alloc`.
     const kvtip_change_list* changes_to(const network_state& later, std::uint32_t flags) const;
 
 private:

@@ -112,7 +112,7 @@ private:
         row.ipv6_metric = value_or(KVTIP_UNKNOWN_METRIC, entry, &IP_ADAPTER_ADDRESSES::Ipv6Metric);
     }
 
-    /// Passes the wanted addresses of a linked list to `use`, each with its node->
+    /// Passes the wanted addresses of a linked list to `use`, each with its node.
     template <class Node, class Use>
     std::size_t walk_addresses(const Node* node, std::uint32_t scope, Use use) const {
         std::size_t count = 0;

@@ -36,7 +36,7 @@ int rank_of(const kvtip_adapter_address& row, const kvtip_network& destinations,
     return 1 + 4 * may_be_used + 2 * !address.is_link_local() + network.contains(kvtip::address(router));
 }
 
-/// The adapter's best address for a route; no address if there is none.
+/// Finds the address of the adapter that suits a route best. Family 0 if it has none of that family.
 kvtip_address find_source(const kvtip_adapter& adapter, const kvtip_route& route) {
     kvtip_address best{};
     int rank = 0;

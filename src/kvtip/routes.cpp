@@ -108,7 +108,7 @@ bool has_address(const kvtip_adapter& adapter, const kvtip_address& address) {
                        [&](const auto* each) { return is_same(each->address, address); });
 }
 
-/// The adapter that has that address; null if there is none.
+/// Finds the adapter with that address; null without such an adapter.
 const kvtip_adapter* find_adapter_with(const kvtip_adapter_list& adapters, const kvtip_address& address) {
     const std::span rows(adapters.rows, adapters.count);
     const auto found = std::find_if(rows.begin(), rows.end(), [&](const kvtip_adapter* adapter) {

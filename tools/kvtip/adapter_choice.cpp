@@ -25,7 +25,7 @@ kvtip::adapter_list list(const std::optional<std::string>& name, const kvtip::ad
         if (adapters.empty()) {
             throw explained_error(not_found, "there is no adapter '" + *name + "'" +
                                                  (options.up ? " that is up" : "") +
-                                                 ": 'kvtip adapters' lists those that there are");
+                                                 "; 'kvtip adapters' lists all");
         }
     }
     return adapters;

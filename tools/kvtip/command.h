@@ -8,7 +8,7 @@
 
 class parameters;
 
-/// Shows what a subcommand that goes on (`ping`, `trace`) has found so far. Such a subcommand has a
+/// Shows what a subcommand that goes on, such as `ping`, has found so far. Such a subcommand has a
 /// `row_text`. Its result, which ends the output, does not hold the rows again.
 struct progress {
     /// Shows a line to people, such as a heading.

@@ -43,7 +43,7 @@ std::vector<std::string> names_in(const Table& table) {
     return names;
 }
 
-/// The row of that name; null if there is none.
+/// Finds the row of that name in a table; null for an unknown name.
 template <class Table>
 auto find_in(const Table& table, std::string_view name) {
     const auto* found =

@@ -3,7 +3,8 @@
 #include <chrono>
 #include <functional>
 
-// Ctrl-C, with which the user asks the program to end. The first use of either keeps it from ending the program.
+// Ctrl-C, with which the user asks the program to end. From the first use of either of these on, it no longer
+// ends the program by itself.
 
 /// Waits until then. Returns false as soon as the user asks the program to end.
 bool wait_until(std::chrono::steady_clock::time_point time);

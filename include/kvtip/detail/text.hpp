@@ -12,7 +12,8 @@
 #include <type_traits>
 #include <utility>
 
-// Every 64-bit Intel or AMD processor has these instructions. At compile time, and on others, plain loops do the same.
+// Every x86-64 processor has these instructions. On other processors, and at compile time, plain loops do the
+// same.
 #if defined(__SSE2__) || defined(_M_X64)
 #include <emmintrin.h>
 #define KVTIP_SSE2
@@ -204,8 +205,8 @@ constexpr std::uint32_t last_digits(std::uint32_t characters, std::size_t length
     return static_cast<std::uint32_t>(std::uint64_t{characters} << ((32 - 8 * length) & 63));
 }
 
-/// An octet at the beginning of four characters. Whether it has one, two or three digits is random, and a branch on
-/// that would be mispredicted: what is wrong is gathered, and looked at once.
+/// An octet at the beginning of four characters. Whether it has one, two or three digits is random, and a
+/// branch on that would be mispredicted: what is wrong is gathered, and looked at once.
 struct octet_reading {
     std::uint32_t value;
     std::size_t length;
