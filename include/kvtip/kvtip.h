@@ -1059,12 +1059,13 @@ enum kvtip_ping_flags {
 
 typedef struct kvtip_ping_options {
     uint32_t size;
-    uint32_t timeout;         /* 0: 4000 */
-    uint32_t time_to_live;    /* the number of hops, 1 to 255; 0: 128 */
-    uint32_t data_size;       /* in bytes, at most 65500; 0: 32 */
-    uint32_t type_of_service; /* 0 to 255 */
-    uint32_t flags;           /* enum kvtip_ping_flags */
-    kvtip_address source;     /* the host's address to send from; family 0: the system chooses */
+    uint32_t timeout;              /* 0: 4000 */
+    uint32_t time_to_live;         /* the number of hops, 1 to 255; 0: 128 */
+    uint32_t data_size;            /* in bytes, at most 65500; 0: 32 */
+    uint32_t type_of_service;      /* 0 to 255 */
+    uint32_t flags;                /* enum kvtip_ping_flags */
+    kvtip_address source;          /* the host's address to send from; family 0: the system chooses */
+    const kvtip_canceller* cancel; /* ends the call from another thread; null: nobody does */
 } kvtip_ping_options;
 
 /* The result of a ping. Frozen. */
@@ -1079,19 +1080,54 @@ typedef struct kvtip_ping_result {
 } kvtip_ping_result;
 
 /* Sends an echo request and waits for the answer. An unanswered ping is a result and no failure. Rests on
- * IcmpSendEcho (with a source IcmpSendEcho2Ex) and Icmp6SendEcho2. An IPv4-mapped address is pinged as IPv4
- * where the system has no IPv6 echo, as Wine 8; `from` is then an IPv4 address.
+ * IcmpSendEcho (with a source IcmpSendEcho2Ex) and Icmp6SendEcho2; with `cancel` on IcmpSendEcho2 and
+ * IcmpParseReplies, where the system has these. An IPv4-mapped address is pinged as IPv4 where the system has
+ * no IPv6 echo, as Wine 8; `from` is then an IPv4 address.
  *
  * Returns: 0 if the ping was sent, whatever became of it; 87; 8; 120 without the system calls; under Wine
  *     ERROR_ACCESS_DENIED (5) to users who may not ping; WSAENETUNREACH (10051) or another code of the system
- *     if nothing could be sent.
+ *     if nothing could be sent; ERROR_OPERATION_ABORTED (995) once `cancel` is cancelled.
  * On failure: *result is all zero.
  * Frees: nothing.
- * Blocks: for the time-out.
+ * Blocks: for the time-out; cancelled, up to 100 milliseconds more.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping(const kvtip_address* target, const kvtip_ping_options* options,
                                               kvtip_ping_result* result) KVTIP_NOEXCEPT;
+
+/* A target of kvtip_ping_all, and what became of its ping. */
+typedef struct kvtip_ping_reply {
+    kvtip_address target;
+    uint32_t code;            /* 0 if the ping was sent; otherwise why not, as kvtip_ping returns it */
+    kvtip_ping_result result; /* all zero if the code is not 0 */
+} kvtip_ping_reply;
+
+typedef struct kvtip_ping_reply_list {
+    const kvtip_ping_reply* const* rows; /* in the order of the targets */
+    size_t count;
+    size_t row_size;
+    uint32_t missing;
+    uint32_t reserved;
+} kvtip_ping_reply_list;
+
+/* Pings many targets at the same time, with at most 256 requests in flight: the next request is sent as soon as
+ * the oldest one has ended. A ping that was not answered, or could not be sent, is no failure of the call. Each
+ * target is pinged as by kvtip_ping, all with the same options. A source must be of the family of all targets.
+ * Rests on IcmpSendEcho2 (with a source IcmpSendEcho2Ex), IcmpParseReplies, Icmp6SendEcho2 and
+ * Icmp6ParseReplies. Where the system lacks one of them, pings of that family are sent one after the other, and a
+ * cancellation waits for the one under way.
+ *
+ * Returns: 0; ERROR_OPERATION_ABORTED (995) once `cancel` is cancelled; 87, also for a target without address; 8;
+ *     or the system's code.
+ * On failure: *replies is null, but after a cancellation it holds what is known; the code of a ping that was not
+ *     sent or has not ended is then 995.
+ * Frees: the caller frees *replies with kvtip_free.
+ * Blocks: for the time-out, once for every 256 targets; cancelled, up to 100 milliseconds more.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping_all(const kvtip_address* targets, size_t count,
+                                                  const kvtip_ping_options* options,
+                                                  const kvtip_ping_reply_list** replies) KVTIP_NOEXCEPT;
 
 /* Returns the name of a ping's status, such as "IP_REQ_TIMED_OUT".
  *

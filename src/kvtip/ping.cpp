@@ -1,193 +1,167 @@
-// Ping: one echo request and what became of it.
+// Ping: echo requests to one host or many, and what became of them.
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <memory>
+#include <span>
 #include <vector>
 
-#include "address/convert.h"
-#include "iphlp/echo_calls.h"
+#include "kvtip/abandoned.h"
+#include "kvtip/block.h"
 #include "kvtip/boundary.h"
+#include "kvtip/canceller.h"
+#include "kvtip/deadline.h"
+#include "kvtip/echo.h"
+#include "kvtip/event.h"
 #include "kvtip/kvtip.h"
 #include "kvtip/options.h"
-#include "kvtip/ping_status.h"
-#include "kvtip/system_entries.h"
 #include "kvtip/values.h"
 
 using namespace kvtip::library;
-using ip::detail::echo_handle;
-using ip::detail::icmpv6_echo_reply;
 
 namespace {
 
-constexpr std::uint8_t pattern = 'E';
+/// A request that may be in flight, and the row for its result.
+struct flight final : pending_operation {
+    explicit flight(const std::shared_ptr<echo>& what) : request(what) {}
 
-bool is_pattern(const std::uint8_t* data, std::size_t size) {
-    return std::all_of(data, data + size, [](std::uint8_t each) { return each == pattern; });
-}
-
-/// A request, and the room for its answer.
-struct request {
-    explicit request(const kvtip_ping_options& options)
-        : size(static_cast<WORD>(options.data_size)), timeout(options.timeout) {
-        header.Ttl = static_cast<UCHAR>(options.time_to_live);
-        header.Tos = static_cast<UCHAR>(options.type_of_service);
-        header.Flags = (options.flags & KVTIP_PING_DONT_FRAGMENT) != 0 ? IP_FLAG_DF : 0;
-        // The system wants a valid pointer also where there is no data.
-        data.assign(std::max<std::size_t>(size, 1), pattern);
-        // The largest record, the data, an error message and the system's status block.
-        answer.resize(sizeof(ICMP_ECHO_REPLY) + size + 8 + 16);
+    bool is_over() const noexcept override { return wait_for(done, nullptr, 0) == 0; }
+    void finish() {
+        row->code = request.read(row->result);
+        row = nullptr;
     }
 
-    DWORD room() const { return static_cast<DWORD>(answer.size()); }
-
-    IP_OPTION_INFORMATION header{};
-    WORD size;
-    DWORD timeout;
-    std::vector<std::uint8_t> data;
-    std::vector<std::uint8_t> answer;
+    hold libraries; ///< once it is given up
+    echo_request request;
+    event done;
+    kvtip_ping_reply* row = nullptr; ///< while it is in flight
 };
 
-/// The result of a call that has just reported no answer. Returns 0, or a code if nothing could be sent.
-std::uint32_t unanswered(kvtip_ping_result& result) {
-    const DWORD code = GetLastError();
-    if (is_ping_status(code)) {
-        result.status = code;
-        result.outcome = outcome_of(code);
+/// The requests in flight, of which there are not too many.
+class flights {
+public:
+    flights(const kvtip_ping_options& options, std::size_t count, bool waits)
+        : cancel_(options.cancel), waits_(waits), what_(std::make_shared<echo>(options)),
+          places_(std::min(count, most)) {}
+    /// Takes the results that are there, and has the system end the other requests.
+    ~flights() {
+        constexpr std::uint32_t longest = 100; // some systems let the requests go on
+        for_each_in_flight([](auto& each) { each->is_over() ? each->finish() : void(); });
+        handles_.close();
+        const deadline end(longest);
+        for_each_in_flight([&](auto& each) {
+            if (wait_for(each->done, nullptr, end.left()) != 0) {
+                each->libraries.take(); // cannot fail while the caller holds them
+                abandon(std::move(each));
+            }
+        });
+    }
+    flights(const flights&) = delete;
+    flights& operator=(const flights&) = delete;
+
+    /// Pings the target of each row. Returns 0, 995 or the system's code. Once this object is destroyed, the
+    /// rows' codes say what is known.
+    std::uint32_t ping(std::span<kvtip_ping_reply> rows) {
+        for (std::size_t i = 0; i < rows.size() + places_.size(); ++i) {
+            // The oldest request: those after it end later, by the same time-out.
+            std::unique_ptr<flight>& place = places_[i % places_.size()];
+            std::uint32_t code = finish(place.get());
+            if (code == 0 && i < rows.size()) {
+                code = start(place, rows[i]);
+            }
+            if (code != 0) {
+                return code;
+            }
+        }
         return 0;
     }
-    switch (code) {
-    case ERROR_NETWORK_UNREACHABLE:
-        return WSAENETUNREACH;
-    case ERROR_HOST_UNREACHABLE:
-        return WSAEHOSTUNREACH;
-    default:
-        return code != 0 ? code : DWORD{ERROR_GEN_FAILURE};
-    }
-}
 
-/// Whether the answer carries the data that was sent. The system points to it: into the buffer as a rule, and
-/// no further than its end in any case.
-bool has_same_data(const ICMP_ECHO_REPLY& answer, const request& sent) {
-    const auto* begin = static_cast<const std::uint8_t*>(answer.Data);
-    const auto offset =
-        reinterpret_cast<std::uintptr_t>(begin) - reinterpret_cast<std::uintptr_t>(sent.answer.data());
-    return answer.DataSize == sent.size &&
-           (sent.size == 0 || (offset <= sent.answer.size() - sent.size && is_pattern(begin, sent.size)));
-}
+private:
+    static constexpr std::size_t most = 256;
 
-std::uint32_t ping_ipv4(const std::uint8_t* target, const kvtip_ping_options& options,
-                        kvtip_ping_result& result) {
-    const auto& bound = ip::detail::the_helper().iphlpapi;
-    const auto send_from = entries().IcmpSendEcho2Ex;
-    const bool has_source = options.source.family == 4;
-    if (bound.IcmpCreateFile == nullptr || bound.IcmpCloseHandle == nullptr ||
-        bound.IcmpSendEcho == nullptr || (has_source && send_from == nullptr)) {
-        return ERROR_CALL_NOT_IMPLEMENTED;
+    std::uint32_t finish(flight* oldest) {
+        if (oldest == nullptr || oldest->row == nullptr) {
+            return 0;
+        }
+        const std::uint32_t code = wait_for(oldest->done, cancel_, KVTIP_FOREVER);
+        if (code == 0) {
+            oldest->finish();
+        }
+        return code;
     }
-    request sent(options); // outlives the handle
-    const echo_handle handle(bound.IcmpCreateFile());
-    if (!handle.is_open()) {
-        return GetLastError();
-    }
-    const IPAddr to = ip::detail::ipv4_number(target);
-    const DWORD answers =
-        has_source ? send_from(handle.get(), nullptr, nullptr, nullptr,
-                               ip::detail::ipv4_number(options.source.bytes), to, sent.data.data(), sent.size,
-                               &sent.header, sent.answer.data(), sent.room(), sent.timeout)
-                   : bound.IcmpSendEcho(handle.get(), to, sent.data.data(), sent.size, &sent.header,
-                                        sent.answer.data(), sent.room(), sent.timeout);
-    if (answers == 0) {
-        return unanswered(result);
-    }
-    ICMP_ECHO_REPLY answer;
-    std::memcpy(&answer, sent.answer.data(), sizeof answer);
-    result.from = ipv4_address(&answer.Address);
-    result.status = answer.Status;
-    result.round_trip_time = answer.RoundTripTime;
-    result.time_to_live = answer.Options.Ttl;
-    result.outcome = answer.Status == 0 && !has_same_data(answer, sent)
-                         ? std::uint32_t{KVTIP_PING_DATA_DIFFERS}
-                         : outcome_of(answer.Status);
-    return 0;
-}
 
-SOCKADDR_IN6 to_sockaddr(const kvtip_address& address) {
-    const ip::saddr converted = to_saddr(address);
-    SOCKADDR_IN6 result;
-    static_assert(sizeof result == sizeof converted);
-    std::memcpy(&result, &converted, sizeof result);
-    result.sin6_family = AF_INET6; // also for no address, from which the system chooses
-    return result;
-}
+    std::uint32_t start(std::unique_ptr<flight>& place, kvtip_ping_reply& row) {
+        if (const std::uint32_t code = look_for_cancellation()) {
+            return code;
+        }
+        if (place == nullptr) {
+            auto made = std::make_unique<flight>(what_);
+            const std::uint32_t code = waits_ ? made->done.open(reset::automatic) : 0;
+            if (code != 0 && code != ERROR_CALL_NOT_IMPLEMENTED) {
+                return code;
+            }
+            place = std::move(made);
+        }
+        const std::uint32_t code =
+            place->request.send(handles_, row.target, place->done.handle(), row.result);
+        if (code == ERROR_IO_PENDING) {
+            place->row = &row;
+        } else {
+            row.code = code;
+        }
+        return 0;
+    }
 
-std::uint32_t ping_ipv6(const kvtip_address& target, const kvtip_ping_options& options,
-                        kvtip_ping_result& result) {
-    const auto& bound = ip::detail::the_helper().iphlpapi;
-    if (bound.Icmp6CreateFile == nullptr || bound.IcmpCloseHandle == nullptr ||
-        bound.Icmp6SendEcho2 == nullptr) {
-        return ERROR_CALL_NOT_IMPLEMENTED;
+    std::uint32_t look_for_cancellation() const {
+        const std::uint32_t code =
+            cancel_ == nullptr ? DWORD{WSAETIMEDOUT} : wait_for(cancel_->cancelled, nullptr, 0);
+        return code == 0 ? DWORD{ERROR_OPERATION_ABORTED} : code == WSAETIMEDOUT ? 0 : code;
     }
-    request sent(options); // outlives the handle
-    const echo_handle handle(bound.Icmp6CreateFile());
-    if (!handle.is_open()) {
-        return GetLastError();
-    }
-    SOCKADDR_IN6 from = to_sockaddr(options.source);
-    SOCKADDR_IN6 to = to_sockaddr(target);
-    if (bound.Icmp6SendEcho2(handle.get(), nullptr, nullptr, nullptr, &from, &to, sent.data.data(), sent.size,
-                             &sent.header, sent.answer.data(), sent.room(), sent.timeout) == 0) {
-        return unanswered(result);
-    }
-    icmpv6_echo_reply answer;
-    std::memcpy(&answer, sent.answer.data(), sizeof answer);
-    std::uint32_t scope = 0;
-    std::memcpy(&scope, answer.scope_id, sizeof scope);
-    result.from = ipv6_address(answer.address, scope);
-    result.status = answer.status;
-    result.round_trip_time = answer.round_trip_time;
-    // There is data only in an answer of the target itself.
-    result.outcome = answer.status == 0 && !is_pattern(sent.answer.data() + sizeof answer, sent.size)
-                         ? std::uint32_t{KVTIP_PING_DATA_DIFFERS}
-                         : outcome_of(answer.status);
-    return 0;
-}
 
-/// Whether a code says that the system has no IPv6 echo.
-bool lacks_ipv6(std::uint32_t code) {
-    return code == ERROR_CALL_NOT_IMPLEMENTED || code == ERROR_NOT_SUPPORTED || code == ERROR_FILE_NOT_FOUND;
-}
-
-std::uint32_t ping(const kvtip_address& target, const kvtip_ping_options& options,
-                   kvtip_ping_result& result) {
-    if (target.family == 4) {
-        return ping_ipv4(target.bytes, options, result);
+    template <class Do>
+    void for_each_in_flight(Do act) {
+        for (std::unique_ptr<flight>& each : places_) {
+            if (each != nullptr && each->row != nullptr) {
+                act(each);
+            }
+        }
     }
-    const std::uint32_t code = ping_ipv6(target, options, result);
-    return lacks_ipv6(code) && kvtip::address(target).is_mapped() && options.source.family == 0
-               ? ping_ipv4(target.bytes + 12, options, result)
-               : code;
-}
+
+    const kvtip_canceller* cancel_;
+    bool waits_; ///< for events, while requests are in flight
+    std::shared_ptr<echo> what_;
+    std::vector<std::unique_ptr<flight>> places_;
+    echo_handles handles_; ///< closed before the rooms for the answers are gone
+};
 
 bool are_valid(const kvtip_ping_options& options, const kvtip_address& target) {
-    constexpr std::uint32_t most_data = 65500;
-    return is_valid(options.source) &&
-           (options.source.family == 0 || options.source.family == target.family) &&
-           options.time_to_live <= 255 && options.type_of_service <= 255 && options.data_size <= most_data &&
-           has_only(options.flags, KVTIP_PING_DONT_FRAGMENT | KVTIP_PING_NO_DATA) &&
-           ((options.flags & KVTIP_PING_NO_DATA) == 0 || options.data_size == 0);
+    return is_valid(target) && target.family != 0 &&
+           (options.source.family == 0 || options.source.family == target.family);
 }
 
-void set_defaults(kvtip_ping_options& options) {
-    const auto set = [](std::uint32_t& member, std::uint32_t value) {
+bool read_ping_options(const kvtip_ping_options* given, kvtip_ping_options& options) {
+    constexpr std::uint32_t most_data = 65500;
+    const auto set_default = [](std::uint32_t& member, std::uint32_t value) {
         member = member == 0 ? value : member;
     };
-    set(options.timeout, 4000);
-    set(options.time_to_live, 128);
-    if ((options.flags & KVTIP_PING_NO_DATA) == 0) {
-        set(options.data_size, 32);
+    if (!read_options(given, options) || !is_valid(options.source) || options.time_to_live > 255 ||
+        options.type_of_service > 255 || options.data_size > most_data ||
+        !has_only(options.flags, KVTIP_PING_DONT_FRAGMENT | KVTIP_PING_NO_DATA) ||
+        ((options.flags & KVTIP_PING_NO_DATA) != 0 && options.data_size != 0)) {
+        return false;
     }
+    set_default(options.timeout, 4000);
+    set_default(options.time_to_live, 128);
+    if ((options.flags & KVTIP_PING_NO_DATA) == 0) {
+        set_default(options.data_size, 32);
+    }
+    return true;
+}
+
+/// A row whose ping has not ended.
+kvtip_ping_reply row_of(const kvtip_address& target) {
+    return {target, ERROR_OPERATION_ABORTED, {}};
 }
 
 } // namespace
@@ -195,10 +169,41 @@ void set_defaults(kvtip_ping_options& options) {
 uint32_t kvtip_ping(const kvtip_address* target, const kvtip_ping_options* options,
                     kvtip_ping_result* result) noexcept {
     kvtip_ping_options wanted;
-    if (!clear(result) || target == nullptr || !is_valid(*target) || target->family == 0 ||
-        !read_options(options, wanted) || !are_valid(wanted, *target)) {
+    if (!clear(result) || target == nullptr || !read_ping_options(options, wanted) ||
+        !are_valid(wanted, *target)) {
         return ERROR_INVALID_PARAMETER;
     }
-    set_defaults(wanted);
-    return held([&] { return ping(*target, wanted, *result); });
+    return held([&] {
+        destroy_abandoned();
+        kvtip_ping_reply row = row_of(*target);
+        const std::uint32_t code = flights(wanted, 1, wanted.cancel != nullptr).ping({&row, 1});
+        *result = row.result;
+        return code != 0 ? code : row.code;
+    });
+}
+
+uint32_t kvtip_ping_all(const kvtip_address* targets, size_t count, const kvtip_ping_options* options,
+                        const kvtip_ping_reply_list** replies) noexcept {
+    kvtip_ping_options wanted;
+    if (!clear(replies) || (targets == nullptr && count != 0) || !read_ping_options(options, wanted) ||
+        !std::all_of(targets, targets + count,
+                     [&](const kvtip_address& each) { return are_valid(wanted, each); })) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    return held([&] {
+        destroy_abandoned();
+        std::vector<kvtip_ping_reply> rows(count);
+        std::transform(targets, targets + count, rows.begin(), row_of);
+        const std::uint32_t code = flights(wanted, count, true).ping(rows);
+        if (code == 0 || code == ERROR_OPERATION_ABORTED) {
+            *replies = block::make<kvtip_ping_reply_list>([&](block& out, kvtip_ping_reply_list& list) {
+                out.flat_list(list, count, [&](auto add) {
+                    for (const kvtip_ping_reply& each : rows) {
+                        add() = each;
+                    }
+                });
+            });
+        }
+        return code;
+    });
 }

@@ -23,6 +23,9 @@ constexpr const char* older_signals = "Only changes of IPv4 addresses are signal
 constexpr const char* no_older_signals =
     "Without the newer calls, changes are only watched by polling (120 without an interval).";
 
+constexpr const char* one_ping =
+    "Pings over IPv4 are sent one after the other, and are cancelled only after they have ended.";
+
 constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, CreateToolhelp32Snapshot, no_process_names),
     KVTIP_ENTRY(system_entries, Process32FirstW, no_process_names),
@@ -53,6 +56,11 @@ constexpr entry iphlpapi_entries[] = {
     KVTIP_ENTRY(system_entries, GetIpForwardTable,
                 "Where GetIpForwardTable2 is missing too, routes are not listed (120)."),
     KVTIP_ENTRY(system_entries, IcmpSendEcho2Ex, "A ping over IPv4 cannot choose its source address (120)."),
+    KVTIP_ENTRY(system_entries, IcmpSendEcho2, one_ping),
+    KVTIP_ENTRY(system_entries, IcmpParseReplies, one_ping),
+    KVTIP_ENTRY(
+        system_entries, Icmp6ParseReplies,
+        "Pings over IPv6 are sent one after the other, and are cancelled only after they have ended."),
     KVTIP_ENTRY(system_entries, NotifyIpInterfaceChange, older_signals),
     KVTIP_ENTRY(system_entries, NotifyUnicastIpAddressChange, older_signals),
     KVTIP_ENTRY(system_entries, NotifyRouteChange2,

@@ -50,6 +50,9 @@ struct system_entries {
     DWORD(WINAPI* IcmpSendEcho2Ex)
     (HANDLE handle, HANDLE event, void* routine, void* context, IPAddr source, IPAddr destination, void* data,
      WORD size, IP_OPTION_INFORMATION* options, void* answer, DWORD room, DWORD timeout) = nullptr;
+    decltype(&::IcmpSendEcho2) IcmpSendEcho2 = nullptr;
+    decltype(&::IcmpParseReplies) IcmpParseReplies = nullptr;
+    decltype(&::Icmp6ParseReplies) Icmp6ParseReplies = nullptr;
     decltype(&::NotifyIpInterfaceChange) NotifyIpInterfaceChange = nullptr;
     decltype(&::NotifyUnicastIpAddressChange) NotifyUnicastIpAddressChange = nullptr;
     decltype(&::NotifyRouteChange2) NotifyRouteChange2 = nullptr;

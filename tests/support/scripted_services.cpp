@@ -2,6 +2,7 @@
 
 #include "scripted_call.h"
 
+#include "iphlp/echo_calls.h"
 #include "kvtip/dns_server_query.h"
 
 #include <gtest/gtest.h>
@@ -127,18 +128,75 @@ text request(const void* data, WORD size, const IP_OPTION_INFORMATION* o) {
            text(o->Tos) + "/" + text(o->Flags);
 }
 
-DWORD write_reply(const call& now, void* reply, DWORD room) {
+/// An answer as the system writes it. It leaves the pointer to the data to a later call, if there is one.
+void write_reply(void* reply, DWORD room) {
     std::memset(reply, 0xCC, room);
-    current->echo_reply.copy(static_cast<char*>(reply), now.failed() ? 0 : room);
+    current->echo_reply.copy(static_cast<char*>(reply), room);
+}
+
+void point_to_data(void* reply) {
+    if (current->echo_data_at > 0) {
+        static_cast<ICMP_ECHO_REPLY*>(reply)->Data = static_cast<char*>(reply) + current->echo_data_at;
+    }
+}
+
+/// Ends an echo request: with an answer of its target, or as after its time.
+template <class Reply>
+void end_echo(HANDLE event, Reply* reply, DWORD room, bool answered, DWORD to) {
+    if (answered) {
+        write_reply(reply, room);
+    } else {
+        std::memset(reply, 0, room);
+    }
+    if constexpr (std::is_same_v<Reply, ICMP_ECHO_REPLY>) {
+        reply->Address = to;
+        reply->Reserved = answered; // the number of answers
+        reply->Status = answered ? reply->Status : DWORD{IP_REQ_TIMED_OUT};
+    } else {
+        reply->status = answered ? reply->status : DWORD{IP_REQ_TIMED_OUT};
+    }
+    EXPECT_TRUE(SetEvent(event)) << "the library has freed what the system writes to";
+    enter_in_ledger("echo requests", -1);
+}
+
+/// Writes the answer at once, or, with an event, later.
+template <class Reply>
+DWORD answer_echo(call&& now, HANDLE event, const ip::saddr& to, void* reply, DWORD room, DWORD limit) {
+    std::memset(reply, 0xCC, room);
+    if (!now.failed() && event == nullptr) {
+        write_reply(reply, room);
+        std::is_same_v<Reply, ICMP_ECHO_REPLY> ? point_to_data(reply) : void();
+    } else if (!now.failed()) {
+        enter_in_ledger("echo requests", 1);
+        ResetEvent(event);
+        const std::size_t number = ++current->echo_count;
+        const bool answers = !current->silent.contains(text(to));
+        current->echoes[number] = [=](bool answered) {
+            end_echo(event, static_cast<Reply*>(reply), room, answered, ip::detail::ipv4_number(to.address4));
+        };
+        current->most_echoes = std::max(current->most_echoes, current->echoes.size());
+        const auto end = [=] {
+            if (const auto echo = current->echoes.extract(number)) {
+                echo.mapped()(answers);
+            }
+        };
+        const std::uint64_t time = answers ? current->echo_time : limit;
+        time == 0 ? end() : void(current->later.emplace(current->clock + time, end));
+        now.fails_if(true, ERROR_IO_PENDING);
+    }
     return !now.failed();
 }
 
-DWORD answer_ipv4(const call& now, void* reply, DWORD room) {
-    const DWORD count = write_reply(now, reply, room);
-    if (count != 0 && current->echo_data_at > 0) {
-        static_cast<ICMP_ECHO_REPLY*>(reply)->Data = static_cast<char*>(reply) + current->echo_data_at;
+/// The number of answers, of which there is one or none. The pointers in it become valid.
+template <class Reply>
+DWORD parse_echo(call now, Reply* reply) {
+    if constexpr (std::is_same_v<Reply, ICMP_ECHO_REPLY>) {
+        now.fails_if(std::exchange(reply->Reserved, 0) == 0, reply->Status);
+        point_to_data(reply);
+    } else {
+        now.fails_if(reply->status == IP_REQ_TIMED_OUT, reply->status);
     }
-    return count;
+    return !now.failed();
 }
 
 template <auto Rows4, auto Rows6>
@@ -228,27 +286,49 @@ const entry_map service_entries = {
      })},
     {"IcmpCreateFile", fake(open_echo<false>)},
     {"Icmp6CreateFile", fake(open_echo<true>)},
-    {"IcmpCloseHandle", fake(&close_handle<"IcmpCloseHandle", "echo handles">)},
+    {"IcmpCloseHandle", fake([](HANDLE handle) -> BOOL {
+         const BOOL closed = close_handle<"IcmpCloseHandle", "echo handles">(handle);
+         for (const auto& [number, end] : current->closing_ends_echoes ? std::exchange(current->echoes, {})
+                                                                       : decltype(current->echoes)()) {
+             end(false);
+         }
+         return closed;
+     })},
     {"IcmpSendEcho", fake([](HANDLE, IPAddr to, void* data, WORD size, IP_OPTION_INFORMATION* options,
                              void* reply, DWORD room, DWORD limit) {
-         return answer_ipv4(call("IcmpSendEcho", ipv4(to), request(data, size, options), room, limit), reply,
-                            room);
+         return answer_echo<ICMP_ECHO_REPLY>(
+             call("IcmpSendEcho", ipv4(to), request(data, size, options), room, limit), nullptr, ipv4(to),
+             reply, room, limit);
+     })},
+    {"IcmpSendEcho2",
+     fake([](HANDLE, HANDLE event, void* routine, void* context, IPAddr to, void* data, WORD size,
+             IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
+         EXPECT_TRUE(routine == nullptr && context == nullptr);
+         return answer_echo<ICMP_ECHO_REPLY>(
+             call("IcmpSendEcho2", ipv4(to), request(data, size, options), room, limit), event, ipv4(to),
+             reply, room, limit);
      })},
     {"IcmpSendEcho2Ex",
      fake([](HANDLE, HANDLE event, void* routine, void* context, IPAddr from, IPAddr to, void* data,
              WORD size, IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
-         EXPECT_TRUE(event == nullptr && routine == nullptr && context == nullptr);
-         return answer_ipv4(
-             call("IcmpSendEcho2Ex", ipv4(from), ipv4(to), request(data, size, options), room, limit), reply,
-             room);
+         EXPECT_TRUE(routine == nullptr && context == nullptr);
+         return answer_echo<ICMP_ECHO_REPLY>(
+             call("IcmpSendEcho2Ex", ipv4(from), ipv4(to), request(data, size, options), room, limit), event,
+             ipv4(to), reply, room, limit);
+     })},
+    {"IcmpParseReplies", fake([](ICMP_ECHO_REPLY* reply, DWORD room) {
+         return parse_echo(call("IcmpParseReplies", room), reply);
      })},
     {"Icmp6SendEcho2",
      fake([](HANDLE, HANDLE event, void* routine, void* context, void* from, void* to, void* data, WORD size,
              IP_OPTION_INFORMATION* options, void* reply, DWORD room, DWORD limit) {
-         EXPECT_TRUE(event == nullptr && routine == nullptr && context == nullptr);
-         return write_reply(
-             call("Icmp6SendEcho2", image(from), image(to), request(data, size, options), room, limit), reply,
-             room);
+         EXPECT_TRUE(routine == nullptr && context == nullptr);
+         return answer_echo<ip::detail::icmpv6_echo_reply>(
+             call("Icmp6SendEcho2", image(from), image(to), request(data, size, options), room, limit), event,
+             image(to), reply, room, limit);
+     })},
+    {"Icmp6ParseReplies", fake([](ip::detail::icmpv6_echo_reply* reply, DWORD room) {
+         return parse_echo(call("Icmp6ParseReplies", room), reply);
      })},
     {"GetIpNetTable", fake([](void* table, ULONG* size, BOOL sorted) {
          return fill(call("GetIpNetTable", *size, sorted), current->older_neighbours,

@@ -141,6 +141,14 @@ public:
     std::map<std::string, std::vector<dns_record>> dns; ///< by "type name"
     std::string echo_reply;                             ///< as the system writes it
     int echo_data_at = 0;                               ///< where in the buffer of an IPv4 reply, if above 0
+    // What becomes of a request with an event.
+    std::uint64_t echo_time = 0;  ///< how long its answer takes; 0: it is there before the call returns
+    std::set<std::string> silent; ///< targets that never answer
+    bool closing_ends_echoes = true;
+    std::size_t most_echoes = 0; ///< in flight at once so far
+    std::map<std::size_t, std::function<void(bool)>>
+        echoes; ///< the ends of those in flight, with an answer or not
+    std::size_t echo_count = 0;
     void give(const echo_answer& answer);
     void give6(DWORD status, const std::string& data); ///< the answer from fe80::5%6
     std::vector<MIB_IPNETROW> older_neighbours;

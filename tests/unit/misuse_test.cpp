@@ -224,6 +224,7 @@ TEST_F(Misuse, IsRefusedBeforeTheSystemIsAsked) {
     test("host_name", kvtip_host_name, {}, out);
     test("dns_query", kvtip_dns_query, {}, "peer", KVTIP_DNS_A, nullptr, out);
     test("ping", kvtip_ping, {}, &there, nullptr, out);
+    test("ping_all", kvtip_ping_all, {}, &there, 1, nullptr, out);
     test("connect", kvtip_connect, {1}, "peer", "80", nullptr, out);
     test("connect_endpoint", kvtip_connect_endpoint, {}, &there80, nullptr, out);
     test("canceller_create", kvtip_canceller_create, {}, out);

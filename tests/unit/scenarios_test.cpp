@@ -17,6 +17,7 @@
 #include <functional>
 #include <iterator>
 #include <new>
+#include <optional>
 #include <regex>
 #include <sstream>
 #include <string_view>
@@ -312,6 +313,46 @@ unsigned long ping_once() {
 }
 const kvtip_address anywhere{};
 
+/// Pings hosts of both families, of which one does not answer. The code is the first one of a row.
+unsigned long ping_rows(const kvtip_canceller* cancel = nullptr) {
+    std::optional<heap::pause> pause(std::in_place);
+    scripted::current->echo_time = 10;
+    scripted::current->silent = {"192.0.2.66"};
+    pause.reset();
+    kvtip_ping_options options{};
+    options.size = sizeof options;
+    options.cancel = cancel;
+    const kvtip_address targets[] = {to_far4, scripted::address_of("192.0.2.66"), to_far6};
+    const kvtip_ping_reply_list* replies = nullptr;
+    unsigned long code = kvtip_ping_all(targets, std::size(targets), &options, &replies);
+    for (std::size_t i = 0; replies != nullptr && i < replies->count && code == 0; ++i) {
+        code = replies->rows[i]->code;
+    }
+    kvtip_free(replies);
+    return code_of(code);
+}
+
+/// The same, cancelled while requests are in flight; the next ping gives back what the system still has. Whatever
+/// fails meanwhile, nothing may be left behind.
+unsigned long cancel_pings() {
+    kvtip_canceller* canceller = nullptr;
+    if (const unsigned long code = kvtip_canceller_create(&canceller)) {
+        return code == ERROR_NOT_ENOUGH_MEMORY ? code : 0;
+    }
+    scripted::system& system = *scripted::current;
+    std::optional<heap::pause> pause(std::in_place);
+    system.later.emplace(system.clock + 50, [=] { kvtip_canceller_cancel(canceller); });
+    pause.reset();
+    const unsigned long code = ping_rows(canceller);
+    for (DWORD time = 5000; system.pass(time);) {
+    }
+    kvtip_canceller_close(canceller);
+    kvtip_ping_result result;
+    const unsigned long last = kvtip_ping(&to_far4, nullptr, &result);
+    const bool has_memory = code != ERROR_NOT_ENOUGH_MEMORY && last != ERROR_NOT_ENOUGH_MEMORY;
+    return has_memory ? 0 : ERROR_NOT_ENOUGH_MEMORY;
+}
+
 /// Connects, exchanges data and closes. A socket that cannot be closed is closed by others.
 template <class... Arguments, class... Given>
 unsigned long converse(std::uint32_t (*connect)(Arguments...), Given... given) {
@@ -501,6 +542,9 @@ const scenario scenarios[] = {
     {"ping row with source", ping_once<to_far4, to_far4>, c_start,
      "IcmpCreateFile IcmpSendEcho IcmpSendEcho2Ex IcmpCloseHandle Iphlpapi.dll#2"},
     {"ping row IPv6", ping_once<to_far6, to_far6>, c_start, "Icmp6CreateFile Icmp6SendEcho2 IcmpCloseHandle"},
+    {"ping rows", [] { return ping_rows(); }, c_start,
+     "IcmpCreateFile IcmpSendEcho IcmpCloseHandle Icmp6CreateFile Icmp6SendEcho2", "", "", "CloseHandle()"},
+    {"cancelled ping rows", cancel_pings, itself, "", "", "", "*"},
     {"exchange", exchange, c_start, older_names},
     {"watcher", watch<true>, c_start, watch_needs, description, older_watch, closes, "",
      ERROR_NOT_ENOUGH_MEMORY, "GetAdaptersAddresses()"},
