@@ -1161,11 +1161,13 @@ typedef uintptr_t kvtip_socket;
 /* Waits without end, where a time-out is asked for. */
 #define KVTIP_FOREVER 0xFFFFFFFFu
 
-/* An attempt to connect. */
+/* An attempt to connect. Its code is 0 if it succeeded, ERROR_OPERATION_ABORTED (995) if it was under way when
+ * another one succeeded or the connect was cancelled, and WSAETIMEDOUT (10060) when the time was over. */
 typedef struct kvtip_attempt {
     kvtip_endpoint remote;
-    uint32_t code; /* 0 for the one that succeeded */
-    uint32_t time; /* how long it took */
+    uint32_t code;
+    uint32_t time;  /* how long it took */
+    uint32_t start; /* when it began: so long after the lookup */
 } kvtip_attempt;
 
 typedef struct kvtip_attempt_list {
@@ -1190,16 +1192,23 @@ typedef struct kvtip_connect_result {
 
 typedef struct kvtip_connect_options {
     uint32_t size;
-    uint32_t timeout; /* for the lookup and all attempts together; 0: 30000. A lookup that takes longer is not
-                         interrupted, but no attempt follows it. A silent address can use it up. */
-    uint32_t family;  /* 4 or 6: only addresses of that family; 0: both */
+    uint32_t timeout;              /* for the lookup and all attempts together; 0: 30000 */
+    uint32_t family;               /* 4 or 6: only addresses of that family; 0: both */
+    uint32_t reserved;             /* 0 */
+    const kvtip_canceller* cancel; /* ends the attempts; null: nothing does */
 } kvtip_connect_options;
 
-/* Connects to a host and service by TCP: looks them up as kvtip_resolve does, and tries one address after the
- * other. Without attempts in the result, the lookup failed.
+/* Connects to a host and service by TCP: looks them up as kvtip_resolve does, and tries the addresses as
+ * RFC 8305 describes it: as the system sorts them, but with IPv6 and IPv4 in turn. Each attempt begins 250 ms
+ * after the one before, or as soon as one has failed, and the first that succeeds ends the others. An address
+ * that does not reply therefore costs 250 ms. Windows repeats an attempt that is refused, for up to 2 seconds;
+ * from Windows 10 version 1709 on it does not if the address is one of loopback. Without attempts in the result,
+ * the lookup failed. A lookup that takes longer than the time-out is not interrupted, but no attempt follows it.
+ * Rests on WSAEventSelect and WSAEnumNetworkEvents.
  *
- * Returns: 0; the code of the lookup; WSAETIMEDOUT (10060), or the code of the last attempt, such as
- *     WSAECONNREFUSED (10061); 8; 87, also for a host that is null or empty.
+ * Returns: 0; the code of the lookup; WSAETIMEDOUT (10060); ERROR_OPERATION_ABORTED (995) after
+ *     kvtip_canceller_cancel; the code of the attempt that failed last, such as WSAECONNREFUSED (10061); 120
+ *     without the system calls; 8; 87, also for a host that is null or empty; or the system's code.
  * On failure: *result holds the attempts and no socket. It is null only if the code is 8 or 87, or if the
  *     libraries cannot be started.
  * Frees: the caller closes the socket with kvtip_close, and frees *result with kvtip_free, also on failure.

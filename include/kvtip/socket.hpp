@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "kvtip/address.hpp"
+#include "kvtip/canceller.hpp"
 #include "kvtip/detail/call.hpp"
 
 namespace kvtip {
@@ -90,8 +91,10 @@ private:
 /// An attempt to connect.
 struct connect_attempt {
     endpoint remote;
-    std::error_code error; ///< none for the one that succeeded
+    /// None for the one that succeeded; `operation_canceled` for one that was under way then.
+    std::error_code error;
     std::chrono::milliseconds time{};
+    std::chrono::milliseconds start{}; ///< so long after the lookup
 };
 
 /// The result of a connect.
@@ -108,10 +111,11 @@ struct connect_result {
 struct connect_options {
     std::chrono::milliseconds timeout{30000}; ///< for the lookup and all attempts together
     kvtip::family family = family::none;      ///< none: both
+    const canceller* cancel = nullptr;        ///< ends the attempts; null: nothing does
 
     kvtip_connect_options native() const noexcept {
         return {sizeof(kvtip_connect_options), detail::to_timeout(timeout),
-                static_cast<std::uint32_t>(family)};
+                static_cast<std::uint32_t>(family), 0, detail::native_handle(cancel)};
     }
 };
 
@@ -137,14 +141,14 @@ connect_result connect_by(std::error_code& error, Call call) {
             rows_of<connect_attempt>(&made->attempts, [&](const kvtip_attempt& row) {
                 return connect_attempt{endpoint(row.remote),
                                        std::error_code(static_cast<int>(row.code), category()),
-                                       milliseconds(row.time)};
+                                       milliseconds(row.time), milliseconds(row.start)};
             })};
 }
 
 } // namespace detail
 
-/// Connects to a host and service by TCP: `kvtip_connect`. The addresses are tried one after the other, so
-/// that a silent one can use up the time-out. The result holds the attempts also after an error; the form
+/// Connects to a host and service by TCP: `kvtip_connect`. The addresses are tried 250 ms apart, or as soon as
+/// one has failed; the first that answers wins. The result holds the attempts also after an error; the form
 /// that throws has no result then.
 inline connect_result connect(std::string_view host, std::string_view service, const connect_options& options,
                               std::error_code& error) {

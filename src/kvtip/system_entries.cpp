@@ -18,7 +18,9 @@ constexpr const char* no_process_paths = "The paths of processes' programs are n
 constexpr const char* system_time = "Waits follow the system's time, also when it is changed.";
 
 constexpr const char* no_watcher = "Changes are not watched (120).";
-constexpr const char* no_events = "Changes are not watched, and nothing can be cancelled (120).";
+constexpr const char* no_events =
+    "Only the classes connect, changes are not watched, and nothing can be cancelled (120).";
+constexpr const char* no_connect = "Only the classes connect (120).";
 constexpr const char* older_signals = "Only changes of IPv4 addresses are signalled.";
 constexpr const char* no_older_signals =
     "Without the newer calls, changes are only watched by polling (120 without an interval).";
@@ -31,8 +33,8 @@ constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, Process32FirstW, no_process_names),
     KVTIP_ENTRY(system_entries, Process32NextW, no_process_names),
     KVTIP_ENTRY(system_entries, CloseHandle,
-                "The names and paths of processes are not known, changes are not watched, and nothing can be "
-                "cancelled (120)."),
+                "The names and paths of processes are not known. Only the classes connect, changes are not "
+                "watched, and nothing can be cancelled (120)."),
     KVTIP_ENTRY(system_entries, OpenProcess, no_process_paths),
     KVTIP_ENTRY(system_entries, QueryFullProcessImageNameW, no_process_paths),
     KVTIP_ENTRY(system_entries, FormatMessageW, "Only the codes that the library knows have a sentence."),
@@ -72,6 +74,9 @@ constexpr entry iphlpapi_entries[] = {
 
 constexpr entry winsock_entries[] = {
     KVTIP_ENTRY(system_entries, GetHostNameW, "The host's name is converted from the system's code page."),
+    KVTIP_ENTRY(system_entries, WSAEventSelect, no_connect),
+    KVTIP_ENTRY(system_entries, WSAEnumNetworkEvents, no_connect),
+    KVTIP_ENTRY(system_entries, WSAIoctl, "A connect to this host that is refused takes 2 seconds."),
 };
 
 constexpr entry_table tables[] = {

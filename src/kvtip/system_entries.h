@@ -62,6 +62,9 @@ struct system_entries {
 
     // Ws2_32
     decltype(&::GetHostNameW) GetHostNameW = nullptr;
+    decltype(&::WSAEventSelect) WSAEventSelect = nullptr;
+    decltype(&::WSAEnumNetworkEvents) WSAEnumNetworkEvents = nullptr;
+    decltype(&::WSAIoctl) WSAIoctl = nullptr;
 
     void load();
     void unload();

@@ -7,6 +7,8 @@
 
 #include <optional>
 
+#include <mstcpip.h>
+
 namespace scripted {
 
 namespace {
@@ -36,7 +38,32 @@ SOCKET WSAAPI accept(SOCKET handle, SOCKADDR* address, int* length, LPCONDITIONP
     return open(now, {});
 }
 
-/// A non-blocking connect goes on in the background: `select` sees its end.
+/// Ends the connect in progress.
+void end_connect(open_socket& socket) {
+    socket.connecting = false;
+    socket.connected = socket.outcome == 0;
+    socket.failed = !socket.connected;
+    socket.error = socket.outcome;
+}
+
+/// Sets the socket's event at the end of its connect, unless it is closed before.
+void end_connect_later(SOCKET handle, open_socket& socket, std::uint64_t distance) {
+    constexpr std::uint64_t longest = 21000;
+    const std::uint64_t time = distance + (socket.outcome == WSAETIMEDOUT      ? longest
+                                           : socket.outcome == WSAECONNREFUSED ? socket.repetition
+                                                                               : 0);
+    socket.attempt = std::make_shared<int>();
+    current->later.emplace(current->clock + time, [=, attempt = std::weak_ptr(socket.attempt)] {
+        if (!attempt.expired()) {
+            open_socket& connecting = current->sockets.at(handle);
+            end_connect(connecting);
+            connecting.has_ended = true;
+            SetEvent(connecting.event);
+        }
+    });
+}
+
+/// A non-blocking connect goes on in the background: `select` sees its end, or an event is set.
 int WSAAPI connect(SOCKET handle, const SOCKADDR* address, int length) {
     const ip::saddr target = record_at(address, static_cast<std::size_t>(length));
     call now("connect", handle, target, length);
@@ -52,6 +79,9 @@ int WSAAPI connect(SOCKET handle, const SOCKADDR* address, int length) {
         socket.failed = false;
         socket.connecting = socket.non_blocking;
         socket.connected = !socket.connecting && socket.outcome == 0;
+        if (socket.event != nullptr) {
+            end_connect_later(handle, socket, current->distances[text(host)]);
+        }
         now.fails_if(socket.connecting, WSAEWOULDBLOCK);
         now.fails_if(socket.outcome != 0, socket.outcome);
     }
@@ -86,10 +116,7 @@ int WSAAPI select(int count, fd_set* read, fd_set* write, fd_set* except, const 
     }
     for (auto& [handle, socket] : current->sockets) {
         if (socket.connecting && (socket.outcome != WSAETIMEDOUT || limit == nullptr)) {
-            socket.connecting = false;
-            socket.connected = socket.outcome == 0;
-            socket.failed = !socket.connected;
-            socket.error = socket.outcome;
+            end_connect(socket);
         }
     }
     const int ready = keep_ready(read, [](auto& socket) { return !socket.silent; }) +
@@ -301,6 +328,35 @@ const entry_map socket_entries = {
      })},
     {"WSAAccept", fake(&accept)},
     {"connect", fake(&connect)},
+    {"WSAEventSelect", fake([](SOCKET handle, HANDLE event, long wanted) -> int {
+         call now("WSAEventSelect", handle, event != nullptr, wanted);
+         open_socket& socket = current->sockets.at(handle);
+         socket.event = now.failed() ? socket.event : event;
+         socket.non_blocking = true;
+         return now.result();
+     })},
+    {"WSAEnumNetworkEvents", fake([](SOCKET handle, HANDLE event, WSANETWORKEVENTS* events) -> int {
+         call now("WSAEnumNetworkEvents", handle, event != nullptr);
+         open_socket& socket = current->sockets.at(handle);
+         const bool has_ended = !now.failed() && std::exchange(socket.has_ended, false);
+         events->lNetworkEvents = has_ended ? FD_CONNECT : 0;
+         events->iErrorCode[FD_CONNECT_BIT] = static_cast<int>(has_ended ? socket.outcome : poison);
+         return now.result();
+     })},
+    // Of the settings of a socket, how often the system repeats its connect.
+    {"WSAIoctl", fake([](SOCKET handle, DWORD what, void* in, DWORD size, void*, DWORD, DWORD* written,
+                         OVERLAPPED*, void*) -> int {
+         const auto& given = *static_cast<const TCP_INITIAL_RTO_PARAMETERS*>(in);
+         call now("WSAIoctl", handle, given.Rtt, given.MaxSynRetransmissions);
+         const bool none = given.MaxSynRetransmissions == TCP_INITIAL_RTO_NO_SYN_RETRANSMISSIONS;
+         EXPECT_TRUE(what == SIO_TCP_INITIAL_RTO && size == sizeof given && written != nullptr);
+         now.fails_if(current->major < 6, WSAEOPNOTSUPP);
+         now.fails_if(none && current->build < 16299, WSAEINVAL);
+         if (!now.failed()) {
+             current->sockets.at(handle).repetition = none ? 0 : 500 * given.MaxSynRetransmissions;
+         }
+         return now.result();
+     })},
     {"select", fake(&select)},
     {"WSAPoll", fake([](WSAPOLLFD* fds, ULONG count, INT limit) -> int {
          return call("WSAPoll", fds->fd, fds->events, count, limit).result(1);
@@ -314,6 +370,7 @@ const entry_map socket_entries = {
     {"ioctlsocket", fake([](SOCKET handle, long command, u_long* argument) -> int {
          call now("ioctlsocket", handle, static_cast<u_long>(command), *argument);
          open_socket& socket = current->sockets.at(handle);
+         now.fails_if(socket.event != nullptr && *argument == 0, WSAEINVAL);
          socket.non_blocking = now.failed() ? socket.non_blocking : *argument != 0;
          return now.result();
      })},

@@ -82,6 +82,7 @@ LONG WINAPI rtl_get_version(RTL_OSVERSIONINFOEXW* version) {
     EXPECT_EQ(version->dwOSVersionInfoSize, 284u);
     version->dwMajorVersion = now.failed() ? 0 : current->major;
     version->dwMinorVersion = 3;
+    version->dwBuildNumber = current->build;
     return now.status();
 }
 

@@ -66,10 +66,14 @@ struct host {
 struct open_socket {
     int family = AF_INET;
     bool non_blocking = false, connected = false, connecting = false, failed = false;
-    DWORD outcome = 0;   ///< of the connect in progress
-    DWORD error = 0;     ///< `SO_ERROR`
-    bool silent = false; ///< there is nothing to receive
-    bool full = false;   ///< there is no room for what is sent
+    DWORD outcome = 0;                  ///< of the connect in progress
+    DWORD error = 0;                    ///< `SO_ERROR`
+    std::uint64_t repetition = 2000;    ///< how long the system repeats a connect that is refused
+    HANDLE event = nullptr;             ///< set at the end of a connect
+    bool has_ended = false;             ///< it was set, and nobody has asked yet
+    std::shared_ptr<void> attempt = {}; ///< names the connect in progress
+    bool silent = false;                ///< there is nothing to receive
+    bool full = false;                  ///< there is no room for what is sent
 };
 
 /// What else the system says of a route than its interface and next hop.
@@ -124,6 +128,7 @@ public:
 
     // What the system is.
     const DWORD major;
+    DWORD build = 19045;
     std::set<std::string> missing; ///< modules ("Ws2_32.dll") and entries ("WSAPoll")
     std::vector<IP_ADAPTER_ADDRESSES> adapters;
     std::vector<IP_ADAPTER_INFO> older_adapters;
@@ -132,6 +137,7 @@ public:
     std::map<DWORD, std::wstring> messages; ///< the sentences for codes
     std::vector<device> network_devices, modem_devices;
     std::map<std::string, DWORD> peers; ///< codes of connects by address; others fail at once, with 10065
+    std::map<std::string, std::uint64_t> distances; ///< how long these take, by address
     std::map<SOCKET, open_socket> sockets;
     SOCKET next_socket = 101;
     SOCKET closed_elsewhere = INVALID_SOCKET;

@@ -1,5 +1,6 @@
 // Connects of the C interface, and what is done with their sockets.
 
+#include "kvtip/canceller.hpp"
 #include "results.h"
 #include "scripted_system.h"
 
@@ -30,14 +31,16 @@ struct Connect : testing::Test {
             std::string shown = texts(
                 {socket != KVTIP_NO_SOCKET, result.local, result.remote, result.lookup_time, result.time});
             for (const kvtip_attempt* each : std::span(result.attempts.rows, result.attempts.count)) {
-                shown += " " + texts({each->remote, each->code, each->time});
+                shown += " " + texts({each->remote, each->code, each->start, each->time});
             }
             return shown;
         };
         return result_of(show, function, given...);
     }
-    std::string connect(const char* host, std::uint32_t timeout = 0, std::uint32_t family = 0) {
-        const kvtip_connect_options options{sizeof options, timeout, family};
+    std::string connect(const char* host, std::uint32_t timeout = 0, std::uint32_t family = 0,
+                        const kvtip::canceller* cancel = nullptr) {
+        const kvtip_connect_options options{sizeof options, timeout, family, 0,
+                                            kvtip::detail::native_handle(cancel)};
         return made_by(kvtip_connect, host, "80", &options);
     }
     std::string connect(const kvtip_endpoint& to) { return made_by(kvtip_connect_endpoint, &to, nullptr); }
@@ -46,27 +49,144 @@ struct Connect : testing::Test {
     kvtip_socket socket = KVTIP_NO_SOCKET;
 };
 
-const std::string connected = "0 1|192.0.2.10@1|192.0.2.9@2|0|0| 192.0.2.9@80|0|0|";
+const std::string connected = "0 1|192.0.2.10@1|192.0.2.9@2|0|0| 192.0.2.9@80|0|0|0|";
 
-TEST_F(Connect, TriesOneAddressAfterTheOther) {
+TEST_F(Connect, MakesABlockingSocket) {
     EXPECT_EQ(connect(peer), connected);
     EXPECT_EQ(system.called("WSASocketW"), "(2,1,6,0,0,129)"); // not inherited
+    EXPECT_EQ(system.called("WSAEventSelect"), "(101,1,16) (101,0,0)");
     EXPECT_FALSE(system.sockets.at(socket).non_blocking);
+    // Without that, it would be none that a caller expects.
+    for (const char* call : {"ioctlsocket", "WSAEventSelect(102,0,0)", "getpeername"}) {
+        system.next_socket = 102;
+        system.answers[call] = {5};
+        EXPECT_EQ(connect(peer), "5 0|-|-|0|0| 192.0.2.9@80|5|0|0|") << call;
+    }
+}
 
-    system.durations = {{"GetAddrInfoW", 1000}, {"connect", 500}};
-    EXPECT_EQ(connect("peer", 5000),
-              "10060 0|-|-|1000|5500| 192.0.2.7@80|10061|500| 192.0.2.8@80|10060|4000|");
-    EXPECT_EQ(system.called("select"), "(64,-,102,102,4) (64,-,103,103,3)"); // what is left in whole seconds
-    system.peers["192.0.2.8"] = WSAEHOSTUNREACH;
-    EXPECT_EQ(connect("peer", 5000), "0 1|192.0.2.10@1|192.0.2.9@2|1000|2500| 192.0.2.7@80|10061|500|"
-                                     " 192.0.2.8@80|10065|500| 192.0.2.9@80|0|500|");
-    system.peers["192.0.2.9"] = WSAECONNREFUSED;
-    EXPECT_EQ(connect("peer", KVTIP_FOREVER), "10061 0|-|-|1000|2500| 192.0.2.7@80|10061|500|"
-                                              " 192.0.2.8@80|10065|500| 192.0.2.9@80|10061|500|");
-    EXPECT_EQ(connect("peer", 2400).substr(0, 5), "10061") << "the time ends with the last attempt";
+TEST_F(Connect, TriesBothFamiliesInTurn) {
+    system.hosts = {{"both", {{{"::6", 80}, {"::7", 80}, {"::8", 80}, {"192.0.2.7", 80}, {"192.0.2.8", 80}}}},
+                    {"four", {{{"192.0.2.7", 80}, {"::6", 80}, {"192.0.2.8", 80}}}}};
+    const auto tried = [&](const char* host) {
+        connect(host); // which fails at once with every address
+        return system.called("connect");
+    };
+    system.peers.clear();
+    EXPECT_EQ(tried("both"), "(101,::6@80,28) (102,192.0.2.7@80,16) (103,::7@80,28) (104,192.0.2.8@80,16)"
+                             " (105,::8@80,28)");
+    EXPECT_EQ(tried("four"), "(106,192.0.2.7@80,16) (107,::6@80,28) (108,192.0.2.8@80,16)");
+}
+
+/// What each address answers, and after how long; and what comes of it: the code, the time, and of each attempt
+/// its beginning, time and code.
+struct contest_case {
+    const char* name;
+    std::vector<std::pair<DWORD, std::uint64_t>> answers;
+    std::uint32_t timeout;
+    const char* expected;
+};
+
+const contest_case contests[] = {
+    {"silent address", {{WSAETIMEDOUT, 0}, {0, 1}}, 0, "0 in 251: 0+251=995 250+1=0"},
+    {"refusal that the system repeats", {{WSAECONNREFUSED, 1}, {0, 1}}, 0, "0 in 251: 0+251=995 250+1=0"},
+    {"failure", {{WSAEHOSTUNREACH, 10}, {0, 5}}, 0, "0 in 15: 0+10=10065 10+5=0"},
+    {"late failure",
+     {{WSAEHOSTUNREACH, 260}, {WSAETIMEDOUT, 0}, {0, 1}},
+     0,
+     "0 in 261: 0+260=10065 250+11=995 260+1=0"},
+    {"slower first", {{0, 300}, {0, 100}}, 0, "0 in 300: 0+300=0 250+50=995"},
+    {"faster second", {{0, 300}, {0, 20}}, 0, "0 in 270: 0+270=995 250+20=0"},
+    {"last one fails last",
+     {{WSAEHOSTUNREACH, 5}, {WSAENETUNREACH, 300}, {WSAECONNREFUSED, 0}},
+     0,
+     "10061 in 2255: 0+5=10065 5+300=10051 255+2000=10061"},
+    {"first one fails last",
+     {{WSAECONNREFUSED, 0}, {WSAENETUNREACH, 0}},
+     0,
+     "10061 in 2000: 0+2000=10061 250+0=10051"},
+    {"time over", {{WSAETIMEDOUT, 0}, {WSAETIMEDOUT, 0}}, 400, "10060 in 400: 0+400=10060 250+150=10060"},
+    {"time over before the next", {{WSAETIMEDOUT, 0}, {0, 0}}, 250, "10060 in 250: 0+250=10060"},
+    {"failure at the end of the time", {{WSAEHOSTUNREACH, 400}}, 400, "10065 in 400: 0+400=10065"},
+    {"no end", {{WSAETIMEDOUT, 0}}, KVTIP_FOREVER, "10060 in 21000: 0+21000=10060"},
+};
+
+TEST_F(Connect, IsWonByTheFirstThatAnswers) {
+    for (const contest_case& row : contests) {
+        std::vector<scripted::endpoint> addresses;
+        for (const auto& [code, distance] : row.answers) {
+            const std::string address = "192.0.2." + std::to_string(addresses.size() + 1);
+            addresses.emplace_back(address.c_str(), 80);
+            system.peers[address] = code;
+            system.distances[address] = distance;
+        }
+        system.hosts["peer"] = {addresses};
+        const auto show = [&](const kvtip_connect_result& result) {
+            kvtip_close(std::exchange(socket, result.socket));
+            EXPECT_EQ(result.code == 0, socket != KVTIP_NO_SOCKET);
+            std::string shown = "in " + text(result.time) + ":";
+            for (const kvtip_attempt* each : std::span(result.attempts.rows, result.attempts.count)) {
+                shown += " " + text(each->start) + "+" + text(each->time) + "=" + text(each->code);
+            }
+            return shown;
+        };
+        const kvtip_connect_options options{sizeof options, row.timeout, 0, 0, nullptr};
+        EXPECT_EQ(result_of(show, kvtip_connect, "peer", "80", &options), row.expected) << row.name;
+        EXPECT_EQ(system.sockets.size(), socket == KVTIP_NO_SOCKET ? 0u : 1u) << row.name;
+    }
+}
+
+TEST_F(Connect, HasOneTimeForTheLookupAndAllAttempts) {
+    system.durations = {{"GetAddrInfoW", 1000}};
+    EXPECT_EQ(connect("peer", 1600),
+              "0 1|192.0.2.10@1|192.0.2.9@2|1000|1500| 192.0.2.7@80|995|0|500| 192.0.2.8@80|995|250|250|"
+              " 192.0.2.9@80|0|500|0|");
+    EXPECT_EQ(connect("peer", 1300),
+              "10060 0|-|-|1000|1300| 192.0.2.7@80|10060|0|300| 192.0.2.8@80|10060|250|50|");
     EXPECT_EQ(connect("peer", 1000), "10060 0|-|-|1000|1000|") << "no attempt after a slow lookup";
     EXPECT_EQ(connect("nobody"), "11001 0|-|-|1000|1000|");
     EXPECT_EQ(connect("peer", 0, 6), "11004 0|-|-|1000|1000|");
+}
+
+TEST_F(Connect, IsRefusedAtOnceByThisHost) {
+    system.peers = {{"127.0.0.1", WSAECONNREFUSED}, {"::1", WSAECONNREFUSED}, {"192.0.2.9", 0}};
+    system.hosts = {{"localhost", {{{"::1", 80}, {"127.0.0.1", 80}}}}};
+    EXPECT_EQ(connect("localhost"), "10061 0|-|-|0|0| ::1@80|10061|0|0| 127.0.0.1@80|10061|0|0|");
+    EXPECT_EQ(system.called("WSAIoctl"), "(101,65535,254) (102,65535,254)");
+    const auto refused = [&](const char* time) {
+        const std::string expected =
+            std::string("10061 0|-|-|0|") + time + "| 127.0.0.1@80|10061|0|" + time + "|";
+        EXPECT_EQ(connect(scripted::endpoint_of("127.0.0.1:80")), expected);
+    };
+    system.build = 16298; // an older system repeats it once at least
+    system.unload_library();
+    system.load_library();
+    refused("500");
+    system.answers["WSAIoctl"] = {WSAEOPNOTSUPP};
+    refused("2000");
+    system.missing = {"WSAIoctl"};
+    refused("2000");
+    EXPECT_EQ(connect(peer), connected);
+    EXPECT_EQ(system.called("WSAIoctl"), "") << "no other host";
+}
+
+TEST_F(Connect, EndsWhenItIsCancelled) {
+    system.hosts = {{"peer", {{{"192.0.2.8", 80}, {"192.0.2.9", 80}}}}};
+    system.distances = {{"192.0.2.9", 100}};
+    kvtip::canceller cancel;
+    const auto cancelled_after = [&](std::uint64_t time) {
+        cancel = kvtip::canceller();
+        system.later.emplace(system.clock + time, [&] { cancel.cancel(); });
+        return connect("peer", 0, 0, &cancel);
+    };
+    EXPECT_EQ(cancelled_after(300), "995 0|-|-|0|300| 192.0.2.8@80|995|0|300| 192.0.2.9@80|995|250|50|");
+    EXPECT_EQ(connect("peer", 0, 0, &cancel), "995 0|-|-|0|0|") << "so does every later one";
+    EXPECT_EQ(system.called("connect"), "");
+    system.hosts = {{"peer", {{{"192.0.2.9", 80}}}}};
+    EXPECT_EQ(cancelled_after(100), "995 0|-|-|0|100| 192.0.2.9@80|995|0|100|") << "with the answer";
+    EXPECT_EQ(cancelled_after(101).substr(0, 4), "0 1|") << "after it";
+    DWORD rest = 30000;
+    while (system.pass(rest)) { // what the system still does with closed sockets
+    }
 }
 
 TEST_F(Connect, KeepsSocketsFromChildProcessesOnOlderSystems) {

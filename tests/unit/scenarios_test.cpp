@@ -229,7 +229,7 @@ unsigned long discard(std::uint32_t (*function)(Arguments...), Given... given) {
 }
 
 const kvtip_address to_far4 = kvtip::library::to_address(far4), to_far6 = kvtip::library::to_address(far6);
-const kvtip_endpoint far_end{to_far4, 0, 0};
+const kvtip_endpoint far_end{to_far4, 0, 0}, near_end = scripted::endpoint_of("127.0.0.1:80");
 
 unsigned long list_adapter_rows() {
     const kvtip_adapter_options full{sizeof full, 0, 0, 1};
@@ -378,8 +378,9 @@ unsigned long converse(std::uint32_t (*connect)(Arguments...), Given... given) {
 }
 
 unsigned long exchange() {
-    return name_code_of(in_turn([] { return converse(kvtip_connect, "peer", "http", nullptr); },
-                                [] { return converse(kvtip_connect_endpoint, &far_end, nullptr); }));
+    return code_of(
+        name_code_of(in_turn([] { return converse(kvtip_connect, "peer", "http", nullptr); },
+                             [] { return converse(kvtip_connect_endpoint, &near_end, nullptr); })));
 }
 
 /// Watches while all adapters go away. A wait that fails must leave that to the next one. Without signals, the
@@ -470,6 +471,9 @@ constexpr std::string_view older_source =
 
 /// The older name services do not say why they find nothing.
 constexpr std::string_view older_names = "gethostbyname() gethostbyaddr() getservbyname()";
+constexpr std::string_view connect_needs = "gethostbyname() gethostbyaddr() getservbyname() WSAEventSelect "
+                                           "WSAEnumNetworkEvents CreateEventW SetEvent"
+                                           " WaitForMultipleObjects CloseHandle kernel32.dll Ws2_32.dll#2";
 
 /// Without these, changes are not watched. The older source does without memory for device identifiers, and a
 /// close reports no failure.
@@ -483,6 +487,9 @@ constexpr std::string_view closes =
 constexpr std::string_view polls =
     "CancelMibChangeNotify2() CancelIPChangeNotify() CloseHandle() FreeLibrary(kvtIP.dll) NotifyAddrChange()"
     " NotifyIpInterfaceChange() NotifyUnicastIpAddressChange() NotifyRouteChange2()";
+
+/// A socket of the classes that cannot be made non-blocking and blocking again stays as it is.
+constexpr std::string_view blocking = "ioctlsocket()";
 
 const scenario scenarios[] = {
     {"load", [] { return 0UL; }, itself},
@@ -498,10 +505,11 @@ const scenario scenarios[] = {
      description, devices, "", "", unexplained},
     {"both stacks", [] { return with_socket(AF_INET6, [](auto&) { return 0UL; }); }},
     {"connect in time",
-     [] { return with_socket(AF_INET, [](auto& s) { return winsock2::connect(s, far4, &limit); }); }},
-    {"connect by name", connect_by_name<char>},
+     [] { return with_socket(AF_INET, [](auto& s) { return winsock2::connect(s, far4, &limit); }); }, handle,
+     "", "", "", blocking},
+    {"connect by name", connect_by_name<char>, handle, "", "", "", blocking},
     // Text that cannot be read as an address is looked up as a name.
-    {"connect by wide name", connect_by_name<wchar_t>, handle, "", "", "WSASocketW"},
+    {"connect by wide name", connect_by_name<wchar_t>, handle, "", "", "WSASocketW", blocking},
     {"canonical names", find_canonical_names},
     {"names", look_names_up<char>},
     {"wide names", look_names_up<wchar_t>, handle, "", "", "FreeAddrInfoW gethostbyname"},
@@ -545,7 +553,7 @@ const scenario scenarios[] = {
     {"ping rows", [] { return ping_rows(); }, c_start,
      "IcmpCreateFile IcmpSendEcho IcmpCloseHandle Icmp6CreateFile Icmp6SendEcho2", "", "", "CloseHandle()"},
     {"cancelled ping rows", cancel_pings, itself, "", "", "", "*"},
-    {"exchange", exchange, c_start, older_names},
+    {"exchange", exchange, c_start, connect_needs, "", "", "WSAIoctl() CloseHandle()"},
     {"watcher", watch<true>, c_start, watch_needs, description, older_watch, closes, "",
      ERROR_NOT_ENOUGH_MEMORY, "GetAdaptersAddresses()"},
     {"polling watcher", watch<false>, c_start, watch_needs, description, older_watch, polls, "",
@@ -558,7 +566,7 @@ const scenario scenarios[] = {
 /// The failures in spite of which every operation succeeds, beside the optional entries.
 constexpr std::string_view absorbed =
     "RtlGetVersion() GetProductInfo() RegOpenKeyExW() RegEnumKeyExW() RegQueryValueExW() RegCloseKey()"
-    " ExpandEnvironmentStringsW() GetAdaptersAddresses() ioctlsocket() freeaddrinfo() FreeAddrInfoW()"
+    " ExpandEnvironmentStringsW() GetAdaptersAddresses() freeaddrinfo() FreeAddrInfoW()"
     " gethostbyaddr() getservbyport() getservbyname() DnsRecordListFree() IcmpCloseHandle() FreeMibTable()"
     " EStats() EStats6() GetIfTable2() GetNetworkParams() GetSystemDirectoryW() S:\\rasapi32.dll"
     " FreeLibrary(S:\\rasapi32.dll) RasEnumConnectionsW() RasGetProjectionInfoW()";
@@ -629,7 +637,7 @@ struct Scenarios : testing::TestWithParam<std::tuple<scenario, DWORD>> {
                                          : scripted::bytes<wchar_t>("a host with a long name.lab.test")};
         }
         system.services = {{"http/tcp", 80}, {"http/udp", 80}};
-        system.peers = {{"192.0.2.9", 0}};
+        system.peers = {{"192.0.2.9", 0}, {"127.0.0.1", 0}};
         system.dns = {
             {"1 n", {{DNS_TYPE_A, "1.2.3.4"}}},
             {"28 n", {{DNS_TYPE_AAAA, "::1"}}},
