@@ -898,9 +898,12 @@ typedef struct kvtip_resolve_options {
     uint32_t family;      /* 4 or 6; 0: both */
     uint32_t socket_type; /* enum kvtip_socket_type, for which the service is looked up; 0: stream */
     uint32_t flags;       /* enum kvtip_resolve_flags */
+    uint32_t timeout;     /* for the whole call; 0: as long as the system takes */
+    uint32_t reserved;
+    const kvtip_canceller* cancel; /* can end the call early; null: nothing can */
 } kvtip_resolve_options;
 
-/* The answer to a lookup. */
+/* The answer to the lookup of a host. */
 typedef struct kvtip_resolution {
     uint32_t size; /* of this structure, as the DLL fills it */
     uint32_t reserved;
@@ -915,17 +918,61 @@ typedef struct kvtip_resolution {
  * too, such as "127.1": where that matters, use kvtip_parse_address first. Rests on GetAddrInfoW; where that
  * is missing, on getaddrinfo or its substitute.
  *
+ * A lookup with a time-out or a canceller rests on GetAddrInfoExW with an event, and is given up by
+ * GetAddrInfoExCancel. Systems before Windows 8 lack these calls, and the call fails in a thread that
+ * impersonates a user. There the lookup takes as long as the system does, whatever the options say.
+ *
  * Returns: 0; ERROR_NOT_FOUND (1168) without an interface of the name after the %; without an answer
  *     WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or WSANO_DATA (11004);
- *     WSATYPE_NOT_FOUND (10109) for an unknown service or a port above 65535; 8; 87; or the system's code.
+ *     WSATYPE_NOT_FOUND (10109) for an unknown service or a port above 65535; WSAETIMEDOUT (10060);
+ *     ERROR_OPERATION_ABORTED (995) once it is cancelled; 8; 87; or the system's code.
  * On failure: *resolution is null.
  * Frees: the caller frees *resolution with kvtip_free.
- * Blocks: 10 seconds and more if no name server answers.
+ * Blocks: for the time-out; without one for 10 seconds and more if no name server answers.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_resolve(const char* host, const char* service,
                                                  const kvtip_resolve_options* options,
                                                  const kvtip_resolution** resolution) KVTIP_NOEXCEPT;
+
+/* The lookup of a host among several. */
+typedef struct kvtip_resolved_host {
+    const char* host;                /* as the caller named it */
+    const char* canonical_name;      /* empty if it was not asked for, or is not known */
+    const kvtip_endpoint* endpoints; /* endpoint_count of them in the system's order, best first; not null */
+    size_t endpoint_count;           /* 0 if the code is not 0 */
+    uint32_t code;                   /* as kvtip_resolve returns it */
+    uint32_t time;                   /* how long the lookup took; 0 if it was not begun */
+} kvtip_resolved_host;
+
+typedef struct kvtip_resolved_host_list {
+    const kvtip_resolved_host* const* rows; /* in the order in which the caller named the hosts */
+    size_t count;
+    size_t row_size;
+    uint32_t missing;
+    uint32_t reserved;
+} kvtip_resolved_host_list;
+
+/* Looks several hosts up at once, each as kvtip_resolve does, and lists all of them, found or not. The service
+ * and the options hold for each; the time-out is one for all together. At most 256 lookups are under way at a
+ * time. A host that is empty text stands for this host.
+ *
+ * A host that is not found is no failure of the call. One that is not found in time has the code WSAETIMEDOUT
+ * (10060). Where the system lacks the calls that a time-out needs, the hosts are looked up one after the other,
+ * and none is begun after the time-out.
+ *
+ * Returns: 0; ERROR_OPERATION_ABORTED (995) once it is cancelled; 8; 87, also for a host that is null; or the
+ *     system's code.
+ * On failure: *list is null. If the code is 995, it lists the hosts all the same, with that code for each whose
+ *     lookup had not ended.
+ * Frees: the caller frees *list with kvtip_free, also if the code is 995.
+ * Blocks: for the time-out; without one for 10 seconds and more if no name server answers.
+ * Since: 0.1
+ */
+KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_resolve_all(const char* const* hosts, size_t count,
+                                                     const char* service,
+                                                     const kvtip_resolve_options* options,
+                                                     const kvtip_resolved_host_list** list) KVTIP_NOEXCEPT;
 
 /* A name in a list. */
 typedef struct kvtip_name {

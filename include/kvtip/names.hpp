@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kvtip/address.hpp"
+#include "kvtip/canceller.hpp"
 #include "kvtip/detail/call.hpp"
 #include "kvtip/detail/named.hpp"
 
@@ -21,18 +22,24 @@ enum class socket_type : std::uint32_t { stream = KVTIP_STREAM, datagram = KVTIP
 struct resolve_options {
     kvtip::family family = family::none; ///< none: both
     kvtip::socket_type socket_type = socket_type::stream;
-    bool passive = false;        ///< without a host: the wildcard addresses, to listen at
-    bool canonical_name = false; ///< asks for the canonical name too
-    bool numeric_host = false;   ///< the host is an address: no name service is asked
-    bool configured = false;     ///< only families of which this host has an address
+    bool passive = false;                        ///< without a host: the wildcard addresses, to listen at
+    bool canonical_name = false;                 ///< asks for the canonical name too
+    bool numeric_host = false;                   ///< the host is an address: no name service is asked
+    bool configured = false;                     ///< only families of which this host has an address
+    std::chrono::milliseconds timeout = forever; ///< for the whole call
+    const canceller* cancel = nullptr;           ///< can end the call early
 
     kvtip_resolve_options native() const noexcept {
         const auto flag = [](bool on, std::uint32_t bit) { return on ? bit : 0; };
-        return {sizeof(kvtip_resolve_options), static_cast<std::uint32_t>(family),
+        return {sizeof(kvtip_resolve_options),
+                static_cast<std::uint32_t>(family),
                 static_cast<std::uint32_t>(socket_type),
                 flag(passive, KVTIP_RESOLVE_PASSIVE) | flag(canonical_name, KVTIP_RESOLVE_CANONICAL_NAME) |
                     flag(numeric_host, KVTIP_RESOLVE_NUMERIC_HOST) |
-                    flag(configured, KVTIP_RESOLVE_CONFIGURED)};
+                    flag(configured, KVTIP_RESOLVE_CONFIGURED),
+                detail::to_timeout(timeout),
+                0,
+                detail::native_handle(cancel)};
     }
 };
 
@@ -41,6 +48,13 @@ struct resolution {
     std::string canonical_name;      ///< empty if it was not asked for, or is not known
     std::vector<endpoint> endpoints; ///< in the system's order, best first
 };
+
+namespace detail {
+template <class Found>
+std::vector<endpoint> endpoints_of(const Found& found) {
+    return {found.endpoints, found.endpoints + found.endpoint_count};
+}
+} // namespace detail
 
 /// Looks a host and a service up: `kvtip_resolve`. An empty host stands for this host, an empty service for
 /// port 0. The system reads more forms of addresses than `address::parse` does, such as "127.1".
@@ -58,16 +72,51 @@ inline resolution resolve(std::string_view host, std::string_view service, const
     resolution result;
     if (found) {
         result.canonical_name = found->canonical_name;
-        result.endpoints.reserve(found->endpoint_count);
-        for (std::size_t i = 0; i < found->endpoint_count; ++i) {
-            result.endpoints.emplace_back(found->endpoints[i]);
-        }
+        result.endpoints = detail::endpoints_of(*found);
     }
     return result;
 }
 inline resolution resolve(std::string_view host, std::uint16_t port, const resolve_options& options,
                           std::error_code& error) {
     return resolve(host, std::to_string(port), options, error);
+}
+
+/// The lookup of a host among several.
+struct resolved_host {
+    std::string host;                 ///< as the caller named it
+    std::error_code error;            ///< none if the host was found
+    std::chrono::milliseconds time{}; ///< how long the lookup took
+    std::string canonical_name;       ///< empty if it was not asked for, or is not known
+    std::vector<endpoint> endpoints;  ///< in the system's order, best first
+};
+
+/// Looks several hosts up at once, in the time of the slowest: `kvtip_resolve_all`. One that is not found in
+/// time has the error `std::errc::timed_out`, which is none of the call. A call that is cancelled reports
+/// `std::errc::operation_canceled`, and returns what is known by then.
+inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& hosts, std::string_view service,
+                                              const resolve_options& options, std::error_code& error) {
+    const detail::c_text service_text(service);
+    const kvtip_resolve_options native = options.native();
+    bool is_valid = service_text.is_valid();
+    std::vector<const char*> names;
+    names.reserve(hosts.size());
+    for (const std::string& host : hosts) {
+        is_valid = is_valid && host.find('\0') == std::string::npos;
+        names.push_back(host.c_str());
+    }
+    const auto list = detail::fetch<kvtip_resolved_host_list>(error, [&](auto** out) -> std::uint32_t {
+        return is_valid ? kvtip_resolve_all(names.data(), names.size(), service_text.get(), &native, out)
+                        : detail::invalid_parameter;
+    });
+    return detail::rows_of<resolved_host>(list.get(), [](const kvtip_resolved_host& row) {
+        return resolved_host{row.host, std::error_code(static_cast<int>(row.code), category()),
+                             std::chrono::milliseconds(row.time), row.canonical_name,
+                             detail::endpoints_of(row)};
+    });
+}
+inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& hosts, std::uint16_t port,
+                                              const resolve_options& options, std::error_code& error) {
+    return resolve_all(hosts, std::to_string(port), options, error);
 }
 
 /// Looks the names of an address up by the system's name services: `kvtip_reverse`.
@@ -183,6 +232,18 @@ inline resolution resolve(std::string_view host, std::string_view service = {},
 }
 inline resolution resolve(std::string_view host, std::uint16_t port, const resolve_options& options = {}) {
     return resolve(host, std::to_string(port), options);
+}
+
+inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& hosts,
+                                              std::string_view service = {},
+                                              const resolve_options& options = {}) {
+    return detail::or_throw("kvtip::resolve_all", [&](std::error_code& error) {
+        return resolve_all(hosts, service, options, error);
+    });
+}
+inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& hosts, std::uint16_t port,
+                                              const resolve_options& options = {}) {
+    return resolve_all(hosts, std::to_string(port), options);
 }
 
 inline std::vector<std::string> reverse(const address& address) {

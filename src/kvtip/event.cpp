@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <winsock2.h>
 
 #include "kvtip/canceller.h"
@@ -28,22 +29,30 @@ void event::set() const noexcept {
 
 std::uint32_t wait_for(const event& event, const kvtip_canceller* cancel,
                        std::uint32_t milliseconds) noexcept {
-    // The first one wins where both are set.
-    HANDLE handles[2] = {};
-    DWORD count = 0;
-    if (cancel != nullptr) {
-        handles[count++] = cancel->cancelled.handle();
-    }
-    handles[count++] = event.handle();
-    const DWORD first = entries().WaitForMultipleObjects(count, handles, FALSE, milliseconds);
-    switch (first) {
-    case WAIT_TIMEOUT:
-        return WSAETIMEDOUT;
-    case WAIT_FAILED:
+    const HANDLE handle = event.handle();
+    std::size_t unused = 0;
+    return wait_for_any({&handle, 1}, cancel, milliseconds, unused);
+}
+
+std::uint32_t wait_for_any(std::span<const HANDLE> events, const kvtip_canceller* cancel,
+                           std::uint32_t milliseconds, std::size_t& first) noexcept {
+    // The canceller wins where both are set.
+    HANDLE handles[MAXIMUM_WAIT_OBJECTS] = {cancel == nullptr ? nullptr : cancel->cancelled.handle()};
+    const std::size_t before = cancel == nullptr ? 0 : 1;
+    std::copy(events.begin(), events.end(), handles + before);
+    const DWORD set = entries().WaitForMultipleObjects(static_cast<DWORD>(before + events.size()), handles,
+                                                       FALSE, milliseconds);
+    if (set == WAIT_FAILED) {
         return GetLastError();
-    default:
-        return first - WAIT_OBJECT_0 == count - 1 ? 0 : DWORD{ERROR_OPERATION_ABORTED};
     }
+    if (set == WAIT_TIMEOUT) {
+        return WSAETIMEDOUT;
+    }
+    if (set - WAIT_OBJECT_0 < before) {
+        return ERROR_OPERATION_ABORTED;
+    }
+    first = set - WAIT_OBJECT_0 - before;
+    return 0;
 }
 
 } // namespace kvtip::library

@@ -4,7 +4,9 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "kvtip/kvtip.h"
 
@@ -38,5 +40,13 @@ private:
 /// cancelled, or the system's code.
 std::uint32_t wait_for(const event& event, const kvtip_canceller* cancel,
                        std::uint32_t milliseconds) noexcept;
+
+/// How many events one wait can have, beside a canceller.
+constexpr std::size_t most_events = MAXIMUM_WAIT_OBJECTS - 1;
+
+/// The same for several events, of which `first` becomes the number of the first one that is set. Without
+/// events there must be a canceller.
+std::uint32_t wait_for_any(std::span<const HANDLE> events, const kvtip_canceller* cancel,
+                           std::uint32_t milliseconds, std::size_t& first) noexcept;
 
 } // namespace kvtip::library

@@ -17,11 +17,13 @@ bool read_options(const Options* given, Options& options) noexcept {
     if (given == nullptr) {
         return true;
     }
-    const std::uint32_t size = given->size;
+    // Those of an older version may be less aligned.
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(given);
+    std::uint32_t size = 0;
+    std::memcpy(&size, bytes, sizeof size);
     if (size < sizeof size || size > most) {
         return false;
     }
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(given);
     std::memcpy(&options, bytes, std::min<std::size_t>(size, sizeof options));
     return size <= sizeof options ||
            std::all_of(bytes + sizeof options, bytes + size, [](std::uint8_t each) { return each == 0; });

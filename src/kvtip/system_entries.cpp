@@ -28,6 +28,9 @@ constexpr const char* no_older_signals =
 constexpr const char* one_ping =
     "Pings over IPv4 are sent one after the other, and are cancelled only after they have ended.";
 
+constexpr const char* no_lookup_deadline =
+    "Lookups of hosts do not keep their deadline, are not cancelled, and are made one after the other.";
+
 constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, CreateToolhelp32Snapshot, no_process_names),
     KVTIP_ENTRY(system_entries, Process32FirstW, no_process_names),
@@ -77,6 +80,10 @@ constexpr entry winsock_entries[] = {
     KVTIP_ENTRY(system_entries, WSAEventSelect, no_connect),
     KVTIP_ENTRY(system_entries, WSAEnumNetworkEvents, no_connect),
     KVTIP_ENTRY(system_entries, WSAIoctl, "A connect to this host that is refused takes 2 seconds."),
+    KVTIP_ENTRY(system_entries, GetAddrInfoExW, no_lookup_deadline),
+    KVTIP_ENTRY(system_entries, FreeAddrInfoExW, no_lookup_deadline),
+    KVTIP_ENTRY(system_entries, GetAddrInfoExCancel, no_lookup_deadline),
+    KVTIP_ENTRY(system_entries, GetAddrInfoExOverlappedResult, no_lookup_deadline),
 };
 
 constexpr entry_table tables[] = {

@@ -65,6 +65,11 @@ struct system_entries {
     decltype(&::WSAEventSelect) WSAEventSelect = nullptr;
     decltype(&::WSAEnumNetworkEvents) WSAEnumNetworkEvents = nullptr;
     decltype(&::WSAIoctl) WSAIoctl = nullptr;
+    decltype(&::GetAddrInfoExW) GetAddrInfoExW = nullptr;
+    decltype(&::FreeAddrInfoExW) FreeAddrInfoExW = nullptr;
+    /// Not all platform headers declare these two.
+    int(WSAAPI* GetAddrInfoExCancel)(HANDLE* lookup) = nullptr;
+    int(WSAAPI* GetAddrInfoExOverlappedResult)(OVERLAPPED* lookup) = nullptr;
 
     void load();
     void unload();

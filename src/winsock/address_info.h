@@ -11,6 +11,16 @@
 
 namespace ip::detail {
 
+/// Passes each node of a list as a copy, since not every system aligns them.
+template <class Node, class Visitor>
+void for_each_node(const Node* first, Visitor visit) {
+    Node each;
+    for (const void* next = first; next != nullptr; next = each.ai_next) {
+        std::memcpy(&each, next, sizeof each);
+        visit(each);
+    }
+}
+
 /// The list that the system returns for a name.
 template <class Char>
 class address_info_list {
@@ -22,22 +32,12 @@ public:
     address_info_list(const address_info_list&) = delete;
     address_info_list& operator=(const address_info_list&) = delete;
 
-    /// Passes each node as a copy, since not every system aligns them.
-    template <class Visitor>
-    void for_each(Visitor visit) const {
-        node each;
-        for (const void* next = first_; next != nullptr; next = each.ai_next) {
-            std::memcpy(&each, next, sizeof each);
-            visit(each);
-        }
-    }
-
     /// Entries without an address are skipped.
     void append_to(std::vector<addr>& out) const {
         std::size_t count = 0;
-        for_each([&](const node&) { ++count; });
+        for_each_node(first_, [&](const node&) { ++count; });
         out.reserve(out.size() + count);
-        for_each([&](const node& each) {
+        for_each_node(first_, [&](const node& each) {
             if (each.ai_addr != nullptr && each.ai_addrlen >= sizeof(SOCKADDR_IN)) {
                 to_addr(from_sockaddr(each.ai_addr, each.ai_addrlen), out.emplace_back());
             }

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <mutex>
 #include <optional>
 
 #include <mstcpip.h>
@@ -130,65 +132,110 @@ int WSAAPI select(int count, fd_set* read, fd_set* write, fd_set* except, const 
 
 // Name services.
 
-template <class Char>
-using address_info = std::conditional_t<sizeof(Char) == 1, addrinfo, addrinfoW>;
-
-/// What is known of a name or an address text, in that family.
-std::vector<endpoint> find_host(call& now, const std::string& name, int family) {
+/// What is known of a name or an address text, in that family. `code` says why there is nothing.
+std::vector<endpoint> find_addresses(const std::string& name, int family, int& code) {
     ip::addr numeric;
-    const auto found = current->hosts.find(name);
-    std::vector<endpoint> all;
-    if (found != current->hosts.end()) {
-        all = found->second.addresses;
-    } else if (!now.fails_if(!ip::detail::parse_address(name.c_str(), numeric), WSAHOST_NOT_FOUND)) {
-        all = {name.c_str()};
+    const auto known = current->hosts.find(name);
+    std::vector<endpoint> found;
+    if (known != current->hosts.end()) {
+        found = known->second.addresses;
+    } else if (ip::detail::parse_address(name.c_str(), numeric)) {
+        found = {name.c_str()};
+    } else {
+        code = WSAHOST_NOT_FOUND;
     }
-    std::vector<endpoint> result = all;
-    std::erase_if(result, [=](auto& one) { return family != AF_UNSPEC && family != one.address.family; });
-    now.fails_if(result.empty() && !all.empty(), WSANO_DATA);
-    return result;
+    const bool is_known = !found.empty();
+    std::erase_if(found, [=](auto& one) { return family != AF_UNSPEC && family != one.address.family; });
+    code = is_known && found.empty() ? WSANO_DATA : code;
+    return found;
 }
 
-template <class Char>
-INT WSAAPI list_host(const Char* node, const Char* service, const address_info<Char>* given,
-                     address_info<Char>** list) {
-    constexpr bool is_narrow = sizeof(Char) == 1;
-    const address_info<Char> hints = given == nullptr ? address_info<Char>{} : *given;
-    call now(is_narrow ? "getaddrinfo" : "GetAddrInfoW", node, service, hints.ai_flags, hints.ai_family,
-             hints.ai_socktype, hints.ai_protocol);
+std::vector<endpoint> find_host(call& now, const std::string& name, int family) {
+    int code = 0;
+    std::vector<endpoint> found = find_addresses(name, family, code);
+    now.fails_if(code != 0, static_cast<DWORD>(code));
+    return found;
+}
+
+/// What the ledger calls a list of such nodes.
+template <class Node>
+constexpr const char* list_name = std::is_same_v<Node, addrinfo>    ? "address lists"
+                                  : std::is_same_v<Node, addrinfoW> ? "wide address lists"
+                                                                    : "extended address lists";
+
+/// A list of what was found, of which the first node has the canonical name if that is asked for.
+template <class Node, class Char>
+Node* make_list(const std::vector<endpoint>& found, const Char* node, int flags) {
+    enter_in_ledger(list_name<Node>, !found.empty());
+    Node* list = nullptr;
+    for (auto each = found.rbegin(); each != found.rend(); ++each) {
+        const auto length = static_cast<std::size_t>(each->length);
+        Node entry{};
+        entry.ai_family = each->address.family;
+        entry.ai_addrlen = length;
+        entry.ai_addr = each->address.family == 0
+                            ? nullptr
+                            : reinterpret_cast<SOCKADDR*>(current->keep(each->address, length));
+        const bool is_named = (flags & AI_CANONNAME) != 0 && each + 1 == found.rend();
+        entry.ai_canonname = is_named ? current->text(node) : nullptr;
+        entry.ai_next = reinterpret_cast<decltype(entry.ai_next)>(list);
+        list = current->keep(entry);
+    }
+    return list;
+}
+
+template <class Char, class Node>
+INT WSAAPI list_host(const Char* node, const Char* service, const Node* given, Node** list) {
+    const Node hints = given == nullptr ? Node{} : *given;
+    call now(sizeof(Char) == 1 ? "getaddrinfo" : "GetAddrInfoW", node, service, hints.ai_flags,
+             hints.ai_family, hints.ai_socktype, hints.ai_protocol);
     *list = nullptr;
     current->hints = given;
     now.fails_if(hints.ai_addrlen != 0 || hints.ai_canonname != nullptr, WSANO_RECOVERY);
     const std::vector<endpoint> found = find_host(now, text(node), hints.ai_family);
-    if (!now.failed()) {
-        enter_in_ledger(is_narrow ? "address lists" : "wide address lists", 1);
-        for (auto each = found.rbegin(); each != found.rend(); ++each) {
-            const auto length = static_cast<std::size_t>(each->length);
-            address_info<Char> entry{};
-            entry.ai_family = each->address.family;
-            entry.ai_addrlen = length;
-            entry.ai_addr = each->address.family == 0
-                                ? nullptr
-                                : reinterpret_cast<SOCKADDR*>(current->keep(each->address, length));
-            const bool is_named = (hints.ai_flags & AI_CANONNAME) != 0 && each + 1 == found.rend();
-            entry.ai_canonname = is_named ? current->text(node) : nullptr;
-            entry.ai_next = *list;
-            *list = current->keep(entry);
-        }
-    }
+    *list = now.failed() ? nullptr : make_list<Node>(found, node, hints.ai_flags);
     return now.code();
 }
 
-template <class Char>
-void WSAAPI free_list(address_info<Char>* list) {
-    constexpr bool is_narrow = sizeof(Char) == 1;
-    const call now(is_narrow ? "freeaddrinfo" : "FreeAddrInfoW");
-    enter_in_ledger(is_narrow ? "address lists" : "wide address lists", -1);
+template <class Node, literal Name>
+void WSAAPI free_list(Node* list) {
+    const call now(Name.text);
+    enter_in_ledger(list_name<Node>, list != nullptr ? -1 : 0);
     while (list != nullptr) {
-        address_info<Char>* next = list->ai_next;
+        auto* next = reinterpret_cast<Node*>(list->ai_next);
         std::memset(list, 0xCC, sizeof *list);
         list = next;
     }
+}
+
+std::mutex lookup_mutex;
+
+/// Goes on in the background, also if the answer is known at once.
+int WSAAPI begin_lookup(PCWSTR node, PCWSTR service, DWORD name_space, GUID* provider,
+                        const ADDRINFOEXW* hints, ADDRINFOEXW** list, timeval* timeout, OVERLAPPED* record,
+                        void* routine, HANDLE* handle) {
+    call now("GetAddrInfoExW", node, service, hints->ai_flags, hints->ai_family, hints->ai_socktype,
+             hints->ai_protocol);
+    EXPECT_TRUE(name_space == NS_ALL && provider == nullptr && timeout == nullptr && routine == nullptr);
+    if (now.failed()) {
+        return now.code();
+    }
+    const std::string name = text(node);
+    record->Internal = WSAEINPROGRESS;
+    std::unique_lock guard(lookup_mutex);
+    const auto number = std::bit_cast<HANDLE>(++current->last_lookup);
+    current->lookups[number] = {name, *hints, record, list};
+    enter_in_ledger("lookups", 1);
+    guard.unlock();
+    *handle = number;
+    const auto known = current->hosts.find(name);
+    const std::uint32_t delay = known == current->hosts.end() ? 0 : known->second.delay;
+    if (delay == 0) {
+        current->end_lookup(number);
+    } else if (delay != INFINITE) {
+        current->later.emplace(current->clock + delay, [=] { current->end_lookup(number); });
+    }
+    return ERROR_IO_PENDING;
 }
 
 /// The record of the older services: each call overwrites that of the last one first.
@@ -275,6 +322,24 @@ using connect_by_name = BOOL(SOCKET, string_in<Char>, string_in<Char>, DWORD*, S
 using enum outcome;
 
 } // namespace
+
+bool system::end_lookup(HANDLE handle, DWORD code) {
+    const heap::pause pause;
+    const std::lock_guard guard(lookup_mutex);
+    const auto found = lookups.extract(handle);
+    if (found.empty()) {
+        return false;
+    }
+    auto& [name, hints, record, list] = found.mapped();
+    int failure = static_cast<int>(code);
+    const auto addresses =
+        code == 0 ? find_addresses(name, hints.ai_family, failure) : std::vector<endpoint>();
+    const std::wstring wide(name.begin(), name.end());
+    *list = failure != 0 ? nullptr : make_list<ADDRINFOEXW>(addresses, wide.c_str(), hints.ai_flags);
+    record->Internal = static_cast<ULONG_PTR>(failure);
+    enter_in_ledger("lookups", -1);
+    return SetEvent(record->hEvent) != FALSE;
+}
 
 const entry_map socket_entries = {
     recorded<"WSAStringToAddressA", minus_one, read_text<char>>(),
@@ -374,10 +439,29 @@ const entry_map socket_entries = {
          socket.non_blocking = now.failed() ? socket.non_blocking : *argument != 0;
          return now.result();
      })},
-    {"getaddrinfo", fake(&list_host<char>)},
-    {"freeaddrinfo", fake(&free_list<char>)},
-    {"GetAddrInfoW", fake(&list_host<wchar_t>)},
-    {"FreeAddrInfoW", fake(&free_list<wchar_t>)},
+    {"getaddrinfo", fake(&list_host<char, addrinfo>)},
+    {"freeaddrinfo", fake(&free_list<addrinfo, "freeaddrinfo">)},
+    {"GetAddrInfoW", fake(&list_host<wchar_t, addrinfoW>)},
+    {"FreeAddrInfoW", fake(&free_list<addrinfoW, "FreeAddrInfoW">)},
+    {"GetAddrInfoExW", fake(&begin_lookup)},
+    {"FreeAddrInfoExW", fake(&free_list<ADDRINFOEXW, "FreeAddrInfoExW">)},
+    {"GetAddrInfoExCancel", fake([](HANDLE* handle) -> int {
+         call now("GetAddrInfoExCancel");
+         const auto cancel = [handle = *handle] {
+             constexpr DWORD cancelled = 10111; // WSA_E_CANCELLED
+             return current->end_lookup(handle, cancelled);
+         };
+         if (!now.failed() && current->cancel_delay != 0) {
+             current->later.emplace(current->clock + current->cancel_delay, cancel);
+         } else {
+             now.fails_if(!now.failed() && !cancel(), ERROR_INVALID_HANDLE);
+         }
+         return now.status();
+     })},
+    {"GetAddrInfoExOverlappedResult", fake([](OVERLAPPED* record) -> int {
+         call now("GetAddrInfoExOverlappedResult");
+         return now.failed() ? now.status() : static_cast<int>(record->Internal);
+     })},
     {"gethostbyname", fake([](const char* node) -> hostent* {
          overwrite_answer();
          return answer_host(call("gethostbyname", node), current->hosts.find(node));

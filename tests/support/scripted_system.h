@@ -60,6 +60,15 @@ struct host {
     std::vector<endpoint> addresses;    ///< none: a lookup succeeds and finds nothing
     const char* official = nullptr;     ///< if it is not the name asked for
     short family = AF_INET, length = 4; ///< in the record of `gethostbyname`
+    std::uint32_t delay = 0;            ///< of the answer, where the caller does not block; `INFINITE`: none
+};
+
+/// A lookup that the system works on.
+struct pending_lookup {
+    std::string name;
+    ADDRINFOEXW hints;
+    OVERLAPPED* record;
+    ADDRINFOEXW** list;
 };
 
 /// A socket, connected or on the way.
@@ -141,9 +150,14 @@ public:
     std::map<SOCKET, open_socket> sockets;
     SOCKET next_socket = 101;
     SOCKET closed_elsewhere = INVALID_SOCKET;
-    std::map<std::string, host> hosts;                  ///< by name; "" is this one
-    std::map<std::string, u_short> services;            ///< ports by "name/protocol", in host order
-    const void* hints = nullptr;                        ///< of the last lookup
+    std::map<std::string, host> hosts;        ///< by name; "" is this one
+    std::map<std::string, u_short> services;  ///< ports by "name/protocol", in host order
+    const void* hints = nullptr;              ///< of the last lookup
+    std::map<HANDLE, pending_lookup> lookups; ///< by what cancels them
+    ULONG_PTR last_lookup = 0;
+    std::uint32_t cancel_delay = 0; ///< until a lookup that is cancelled ends
+    /// Ends a lookup: with an answer, or with that code. For any thread. False if there is none of that handle.
+    bool end_lookup(HANDLE handle, DWORD code = 0);
     std::map<std::string, std::vector<dns_record>> dns; ///< by "type name"
     std::string echo_reply;                             ///< as the system writes it
     int echo_data_at = 0;                               ///< where in the buffer of an IPv4 reply, if above 0

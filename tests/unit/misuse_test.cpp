@@ -109,7 +109,7 @@ struct Misuse : testing::Test {
             add(absurd, sizeof absurd, 87);
         }
         constexpr std::uint32_t known = sizeof(Options);
-        for (std::uint32_t size = sizeof size; size <= known + 4; size += alignof(Options)) {
+        for (std::uint32_t size = sizeof size; size <= known + 4; size += 4) {
             add(size, size, 0); // of an earlier version, and of a later one
         }
         add(4096, 4096, 0);
@@ -220,6 +220,8 @@ TEST_F(Misuse, IsRefusedBeforeTheSystemIsAsked) {
     test("connections", kvtip_connections, {}, nullptr, out);
     test("owner", kvtip_owner, {2}, KVTIP_TCP, &here80, &there80, out);
     test("resolve", kvtip_resolve, {0, 1}, "peer", "80", nullptr, out);
+    const char* const hosts[] = {"peer"};
+    test("resolve_all", kvtip_resolve_all, {2}, hosts, 1, "80", nullptr, out);
     test("reverse", kvtip_reverse, {}, &there, out);
     test("host_name", kvtip_host_name, {}, out);
     test("dns_query", kvtip_dns_query, {}, "peer", KVTIP_DNS_A, nullptr, out);
@@ -248,6 +250,11 @@ TEST_F(Misuse, IsTextWithAZeroByteInIt) {
     const std::pair<const char*, void (*)(std::error_code&)> rows[] = {
         {"host", [](auto& error) { kvtip::resolve(cut, "80", {}, error); }},
         {"service", [](auto& error) { kvtip::resolve("peer", cut, {}, error); }},
+        {"one of several hosts",
+         [](auto& error) {
+             kvtip::resolve_all({"peer", std::string(cut)}, "80", {}, error);
+         }},
+        {"service of several hosts", [](auto& error) { kvtip::resolve_all({"peer"}, cut, {}, error); }},
         {"name", [](auto& error) { kvtip::dns_query(cut, kvtip::dns_type::a, {}, error); }},
         {"scope", [](auto& error) { kvtip::scope("1\0"sv, error); }},
         {"host to connect to", [](auto& error) { kvtip::connect(cut, "80", {}, error); }},

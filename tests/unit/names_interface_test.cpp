@@ -31,7 +31,8 @@ struct NameRows : testing::Test {
     }
 
     std::string resolve(const char* host, const char* service, const wanted& of = {}) {
-        const kvtip_resolve_options options{sizeof options, of.family, of.socket_type, of.flags};
+        const kvtip_resolve_options options{sizeof options, of.family, of.socket_type, of.flags, 0, 0,
+                                            nullptr};
         system.calls.clear();
         return result_of(
             [](const kvtip_resolution& found) {

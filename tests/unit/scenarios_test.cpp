@@ -293,6 +293,33 @@ unsigned long find_name_rows() {
                 [] { return discard<char>(kvtip_host_name); }));
 }
 
+/// Looks an answering and a silent host up. Answers that the system could not cancel come afterwards.
+unsigned long look_up_in_time() {
+    scripted::system& system = *scripted::current;
+    const kvtip_resolve_options options{sizeof options, 0, 0, 0, 50, 0, nullptr};
+    const auto look_up = [&](std::size_t count) {
+        const char* const hosts[] = {"peer", "a silent host"};
+        const kvtip_resolved_host_list* list = nullptr;
+        unsigned long code = kvtip_resolve_all(hosts, count, "http", &options, &list);
+        for (std::size_t i = 0; code == 0 && i < count; ++i) {
+            const std::uint32_t found = list->rows[i]->code;
+            code = found == WSAETIMEDOUT && i == 1 ? 0 : found;
+        }
+        kvtip_free(list);
+        return name_code_of(code);
+    };
+    const unsigned long code = look_up(2);
+    while (!system.lookups.empty()) {
+        system.end_lookup(system.lookups.begin()->first);
+    }
+    // What was given up is given back by the next lookup, or the one after that if the call that looks at it fails.
+    const unsigned long next = look_up(1), last = look_up(1);
+    const auto failed = system.calls.begin() +
+                        static_cast<std::ptrdiff_t>(std::min(system.failing_call, system.calls.size()));
+    const bool wait_failed = failed != system.calls.end() && failed->starts_with("WaitForMultipleObjects");
+    return wait_failed ? 0 : code != 0 ? code : next != 0 ? next : last;
+}
+
 unsigned long query_dns_rows() {
     return in_turn(
         [] { return discard<kvtip_dns_record_list>(kvtip_dns_query, "n", KVTIP_DNS_A, nullptr); },
@@ -545,6 +572,8 @@ const scenario scenarios[] = {
     {"name rows", find_name_rows, c_start, older_names},
     {"narrow name rows", find_name_rows, c_start, older_names, "", "", "",
      "GetAddrInfoW GetNameInfoW GetHostNameW"},
+    {"lookups in time", look_up_in_time, c_start, older_names, "", "",
+     "CloseHandle() GetAddrInfoExCancel() FreeAddrInfoExW() WaitForMultipleObjects()"},
     {"dns rows", query_dns_rows, itself, "", "", "", "FreeLibrary(Dnsapi.dll)"},
     {"ping row", ping_once<to_far4, anywhere>, c_start, "IcmpCreateFile IcmpSendEcho IcmpCloseHandle"},
     {"ping row with source", ping_once<to_far4, to_far4>, c_start,
@@ -630,6 +659,7 @@ struct Scenarios : testing::TestWithParam<std::tuple<scenario, DWORD>> {
         system.missing.insert(std::istream_iterator<std::string>(lacking), {});
         system.hosts = {{"peer", {{"192.0.2.9"}}},
                         {"-", {{"127.0.0.1"}}},
+                        {"a silent host", {{"192.0.2.7"}, nullptr, AF_INET, 4, INFINITE}},
                         {"a host with a long name.lab.test", {{"192.0.2.8"}}}};
         for (const char* width : {"getnameinfo", "GetNameInfoW"}) {
             system.outputs[width] = {*width == 'g'
