@@ -21,7 +21,8 @@ static void print_attempts(const kvtip_attempt_list *attempts) {
         char remote[KVTIP_ENDPOINT_TEXT_SIZE], message[KVTIP_MESSAGE_SIZE];
         kvtip_format_endpoint(&each->remote, remote, sizeof remote);
         kvtip_message(each->code, message, sizeof message);
-        printf("%s: %s (%u ms)\n", remote, each->code == 0 ? "connected" : message, each->time);
+        printf("after %u ms: %s: %s (%u ms)\n", each->start, remote, each->code == 0 ? "connected" : message,
+               each->time);
     }
 }
 

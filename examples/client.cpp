@@ -29,8 +29,9 @@ int main(int argument_count, char** arguments) {
     std::error_code error;
     kvtip::connect_result made = kvtip::connect(host, service, {.timeout = 5s}, error);
     for (const kvtip::connect_attempt& each : made.attempts) {
-        std::cout << each.remote << ": " << (each.error ? each.error.message() : "connected") << " ("
-                  << each.time.count() << " ms)\n";
+        std::cout << "after " << each.start.count() << " ms: " << each.remote << ": "
+                  << (each.error ? each.error.message() : "connected") << " (" << each.time.count()
+                  << " ms)\n";
     }
     if (error) {
         std::cerr << "not connected: " << kvtip::error_name(error) << '\n';

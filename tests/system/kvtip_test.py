@@ -258,16 +258,26 @@ class Kvtip(unittest.TestCase):
         self.assert_fails(r"\d+", "reverse", "0.0.0.0")
         self.assert_fails(r"\d+", "mac", "0.0.0.0")
 
+    def attempts(self, *arguments, status=0):
+        """The addresses that a connect tries, each with the code of its error."""
+        last = self.reports("connect", *arguments, statuses=[status])[-1]
+        self.assertEqual(last.get("error"), last["result"].get("last_error"))
+        return [(each["remote"]["address"], each.get("error", {}).get("code", 0)) for each in last["result"]["attempts"]]
+
     def test_connection_is_as_the_listener_sees_it(self):
         for host in {"127.0.0.1", "::1"}.intersection(each_address(self.found("addresses"))):
             family, form = (socket.AF_INET6, "[{}]:{}") if ":" in host else (socket.AF_INET, "{}:{}")
             with socket.create_server((host, 0), family=family) as server:
                 port = server.getsockname()[1]
-                shown = self.output("connect", host, str(port), "--timeout", "59.5").split()
+                shown = self.output("connect", host, str(port), "--timeout", "59.5")
                 with server.accept()[0] as caller:
-                    ends = form.format(*caller.getpeername()), form.format(host, port)
-                self.assertEqual(shown[:5], ["local", ends[0], "remote", ends[1], "time"])
-            self.assert_fails(10061, "connect", host, str(port))
+                    local, remote = (re.escape(form.format(*end[:2])) for end in (caller.getpeername(), (host, port)))
+                self.assertRegex(shown, rf"^ADDRESS .*\n{remote} .* ms  connected\n  local +{local}\n  remote +{remote}\n"
+                                 r"  lookup +.* ms\n  connect +.* ms\n$")
+            status, out, err = run(*kvtip, "connect", host, str(port))
+            self.assertRegex(f"{status} {out}{err}", rf"^1 ADDRESS .*\n{remote} .* ms  (10061: .*)\n(  .* ms\n)+"
+                             r"kvtip: connect: \1\n$")
+            self.assertEqual(self.attempts(host, str(port), status=1), [(host, 10061)])
 
     def test_ping_shows_each_answer_and_sums_up(self):
         self.assertRegex(self.output("ping", "127.0.0.1", "--count", "2", "--ttl", "1", "--size", "65500"),
@@ -371,7 +381,6 @@ class Kvtip(unittest.TestCase):
 
         hops = r"\n  1  198\.51\.100\.1  .* ms\n  2  203\.0\.113\.2  .* ms\n203\.0\.113\.2 reached\n$"
         self.assertRegex(self.output("trace", "far.lab.test"), hops)
-        self.assert_fails(10060, "connect", "198.51.100.1", "81", "--timeout", "0.3")
         self.assertRegex(self.output("neighbours", "--family", "4"),
                          r"\n198\.51\.100\.50 +02-00-5E-10-00-50 ")
         for host, way in (("203.0.113.2", {"network": "0.0.0.0/0", "next_hop": "198.51.100.1", "on_link": False}),
@@ -394,6 +403,25 @@ class Kvtip(unittest.TestCase):
                           if row["range"] == "link-local" and row["adapter"] == "lab0"},
                          {str(socket.if_nametoindex("lab0"))})
         self.assertEqual(each_address(self.found("dns")), ["198.51.100.1", "2001:db8:1::1"])
+
+    @unittest.skipUnless("lab0" in required, "needs the lab")
+    def test_connect_does_not_wait_for_a_dead_path(self):
+        dead, live = ("2001:db8:1::66", 995), ("198.51.100.10", 0)
+        self.assertEqual(self.attempts("dead6.lab.test", "7"), [dead, live])
+        self.assertEqual(self.attempts("dead6.lab.test", "7", "--family", "4"), [live])
+        self.assertRegex(self.output("connect", "dead6.lab.test", "7"), r" given up\n198\.51\.100\.10:7 .* connected\n")
+        self.assertEqual(self.attempts("198.51.100.1", "81", "--timeout", "0.3", status=1), [("198.51.100.1", 10060)])
+
+    @unittest.skipUnless("lab0" in required, "needs the lab")
+    def test_connect_shows_its_attempts_on_ctrl_c(self):
+        with subprocess.Popen([*kvtip, "connect", "198.51.100.66", "7", "--json"], stdout=subprocess.PIPE) as connect:
+            while not run("ss", "-Htn", "state", "syn-sent", "dst", "198.51.100.66")[1]:
+                self.assertIsNone(connect.poll())
+            connect.send_signal(signal.SIGINT)
+            last = json.load(connect.stdout)
+        contract.validate(last)
+        self.assertEqual((connect.returncode, last["error"]["code"]), (1, 995))
+        self.assertEqual([each["error"]["code"] for each in last["result"]["attempts"]], [995])
 
     @unittest.skipUnless("lab0" in required, "needs the lab")
     def test_traffic_grows_while_data_flows(self):
