@@ -1242,7 +1242,7 @@ typedef struct kvtip_connect_options {
     uint32_t timeout;              /* for the lookup and all attempts together; 0: 30000 */
     uint32_t family;               /* 4 or 6: only addresses of that family; 0: both */
     uint32_t reserved;             /* 0 */
-    const kvtip_canceller* cancel; /* ends the attempts; null: nothing does */
+    const kvtip_canceller* cancel; /* can end the call early; null: nothing can */
 } kvtip_connect_options;
 
 /* Connects to a host and service by TCP: looks them up as kvtip_resolve does, and tries the addresses as
@@ -1250,8 +1250,7 @@ typedef struct kvtip_connect_options {
  * after the one before, or as soon as one has failed, and the first that succeeds ends the others. An address
  * that does not reply therefore costs 250 ms. Windows repeats an attempt that is refused, for up to 2 seconds;
  * from Windows 10 version 1709 on it does not if the address is one of loopback. Without attempts in the result,
- * the lookup failed. A lookup that takes longer than the time-out is not interrupted, but no attempt follows it.
- * Rests on WSAEventSelect and WSAEnumNetworkEvents.
+ * the lookup failed. Rests on WSAEventSelect and WSAEnumNetworkEvents.
  *
  * Returns: 0; the code of the lookup; WSAETIMEDOUT (10060); ERROR_OPERATION_ABORTED (995) after
  *     kvtip_canceller_cancel; the code of the attempt that failed last, such as WSAECONNREFUSED (10061); 120
@@ -1259,7 +1258,7 @@ typedef struct kvtip_connect_options {
  * On failure: *result holds the attempts and no socket. It is null only if the code is 8 or 87, or if the
  *     libraries cannot be started.
  * Frees: the caller closes the socket with kvtip_close, and frees *result with kvtip_free, also on failure.
- * Blocks: for the time-out, or for the lookup if that takes longer.
+ * Blocks: for the time-out; where kvtip_resolve cannot keep it, for the lookup if that takes longer.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connect(const char* host, const char* service,

@@ -111,7 +111,7 @@ struct connect_result {
 struct connect_options {
     std::chrono::milliseconds timeout{30000}; ///< for the lookup and all attempts together
     kvtip::family family = family::none;      ///< none: both
-    const canceller* cancel = nullptr;        ///< ends the attempts; null: nothing does
+    const canceller* cancel = nullptr;        ///< can end the call early; null: nothing can
 
     kvtip_connect_options native() const noexcept {
         return {sizeof(kvtip_connect_options), detail::to_timeout(timeout),

@@ -49,7 +49,8 @@ std::uint32_t connect_host(const char* host, const char* service, const kvtip_co
                            const kvtip_connect_result** result) {
     progress now;
     const deadline end(options.timeout);
-    const kvtip_resolve_options lookup{sizeof lookup, options.family, KVTIP_STREAM, 0, 0, 0, nullptr};
+    const kvtip_resolve_options lookup{sizeof lookup, options.family, KVTIP_STREAM, 0, options.timeout, 0,
+                                       options.cancel};
     const kvtip_resolution* found = nullptr;
     std::uint32_t code = kvtip_resolve(host, service, &lookup, &found);
     const std::unique_ptr<const kvtip_resolution, decltype(&kvtip_free)> owner(found, &kvtip_free);

@@ -136,15 +136,19 @@ TEST_F(Connect, IsWonByTheFirstThatAnswers) {
 }
 
 TEST_F(Connect, HasOneTimeForTheLookupAndAllAttempts) {
-    system.durations = {{"GetAddrInfoW", 1000}};
+    system.hosts["peer"].delay = 1000;
     EXPECT_EQ(connect("peer", 1600),
               "0 1|192.0.2.10@1|192.0.2.9@2|1000|1500| 192.0.2.7@80|995|0|500| 192.0.2.8@80|995|250|250|"
               " 192.0.2.9@80|0|500|0|");
     EXPECT_EQ(connect("peer", 1300),
               "10060 0|-|-|1000|1300| 192.0.2.7@80|10060|0|300| 192.0.2.8@80|10060|250|50|");
-    EXPECT_EQ(connect("peer", 1000), "10060 0|-|-|1000|1000|") << "no attempt after a slow lookup";
-    EXPECT_EQ(connect("nobody"), "11001 0|-|-|1000|1000|");
+    EXPECT_EQ(connect("peer", 999), "10060 0|-|-|999|999|");
     EXPECT_EQ(connect("peer", 0, 6), "11004 0|-|-|1000|1000|");
+    EXPECT_EQ(connect("nobody"), "11001 0|-|-|0|0|");
+    // A system that cannot end the lookup makes no attempt after it.
+    system.durations = {{"GetAddrInfoW", 1000}};
+    system.missing = {"GetAddrInfoExW"};
+    EXPECT_EQ(connect("peer", 1000), "10060 0|-|-|1000|1000|");
 }
 
 TEST_F(Connect, IsRefusedAtOnceByThisHost) {
@@ -178,6 +182,9 @@ TEST_F(Connect, EndsWhenItIsCancelled) {
         system.later.emplace(system.clock + time, [&] { cancel.cancel(); });
         return connect("peer", 0, 0, &cancel);
     };
+    system.hosts["peer"].delay = 10;
+    EXPECT_EQ(cancelled_after(5), "995 0|-|-|5|5|") << "during the lookup";
+    system.hosts["peer"].delay = 0;
     EXPECT_EQ(cancelled_after(300), "995 0|-|-|0|300| 192.0.2.8@80|995|0|300| 192.0.2.9@80|995|250|50|");
     EXPECT_EQ(connect("peer", 0, 0, &cancel), "995 0|-|-|0|0|") << "so does every later one";
     EXPECT_EQ(system.called("connect"), "");

@@ -404,9 +404,11 @@ unsigned long converse(std::uint32_t (*connect)(Arguments...), Given... given) {
     return exchanged;
 }
 
+/// The lookup blocks: those in time have a row of their own.
 unsigned long exchange() {
+    const kvtip_connect_options options{sizeof options, KVTIP_FOREVER, 0, 0, nullptr};
     return code_of(
-        name_code_of(in_turn([] { return converse(kvtip_connect, "peer", "http", nullptr); },
+        name_code_of(in_turn([&] { return converse(kvtip_connect, "peer", "http", &options); },
                              [] { return converse(kvtip_connect_endpoint, &near_end, nullptr); })));
 }
 
