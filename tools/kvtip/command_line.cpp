@@ -85,6 +85,10 @@ void parameters::add_text(const char* name, std::string& text, const char* descr
     }
 }
 
+void parameters::add_texts(const char* name, std::vector<std::string>& texts, const char* description) {
+    add_any_text(parser_, name, texts, description)->required();
+}
+
 void parameters::exclude(const char* one, const char* other) {
     parser_.get_option(one)->excludes(parser_.get_option(other));
 }

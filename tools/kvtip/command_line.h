@@ -42,6 +42,9 @@ public:
     /// The same, without a default.
     void add_text(const char* name, std::optional<std::string>& text, const char* description);
 
+    /// One text or more, none of which is empty.
+    void add_texts(const char* name, std::vector<std::string>& texts, const char* description);
+
     /// Two options of which only one may be given.
     void exclude(const char* one, const char* other);
 
