@@ -25,8 +25,7 @@ constexpr const char* older_signals = "Only changes of IPv4 addresses are signal
 constexpr const char* no_older_signals =
     "Without the newer calls, changes are only watched by polling (120 without an interval).";
 
-constexpr const char* one_ping =
-    "Pings over IPv4 are sent one after the other, and are cancelled only after they have ended.";
+constexpr const char* one_ping = "Hosts are pinged over IPv4 one after the other, and no ping is cancelled.";
 
 constexpr const char* no_lookup_deadline =
     "Lookups of hosts do not keep their deadline, are not cancelled, and are made one after the other.";
@@ -63,9 +62,8 @@ constexpr entry iphlpapi_entries[] = {
     KVTIP_ENTRY(system_entries, IcmpSendEcho2Ex, "A ping over IPv4 cannot choose its source address (120)."),
     KVTIP_ENTRY(system_entries, IcmpSendEcho2, one_ping),
     KVTIP_ENTRY(system_entries, IcmpParseReplies, one_ping),
-    KVTIP_ENTRY(
-        system_entries, Icmp6ParseReplies,
-        "Pings over IPv6 are sent one after the other, and are cancelled only after they have ended."),
+    KVTIP_ENTRY(system_entries, Icmp6ParseReplies,
+                "Hosts are pinged over IPv6 one after the other, and no ping is cancelled."),
     KVTIP_ENTRY(system_entries, NotifyIpInterfaceChange, older_signals),
     KVTIP_ENTRY(system_entries, NotifyUnicastIpAddressChange, older_signals),
     KVTIP_ENTRY(system_entries, NotifyRouteChange2,

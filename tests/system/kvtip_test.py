@@ -41,6 +41,10 @@ bad_usage = [
     (["name", "1" * 300], f"ADDRESS: {'1' * 300} is not an address"),
     (["connect", "::1", "9", "--timeout", "nan"], "--timeout: nan is not a number of seconds above 0 and up to 86400"),
     (["ping", "::1", "--size", "65501"], "--size"),
+    (["ping", "10.1.2.3/24"], "10.1.2.3/24 is not a network: 10.1.2.0/24 is the one it lies in"),
+    (["ping", "10.0.0.0/33"], "10.0.0.0/33 is not a network"),
+    (["ping", "2001:db8::/64"], "2001:db8::/64 is too large: a sweep takes at most 65536 addresses, as in a /112"),
+    (["ping", "10.0.0.0/24", "--count", "2"], "the hosts of a network are pinged once each"),
     (["connections", "--udp", "--state", "listen"], "--state"),
     (["lookup", "localhost", "foo"], "foo is neither one of A, NS,"),
     (["routes", "--interface", "nowhere"], "there is no interface 'nowhere'"),
@@ -407,8 +411,9 @@ class Kvtip(unittest.TestCase):
         self.assert_fails(9003, "lookup", "nobody.lab.test")
         self.assertEqual(self.output("reverse", "2001:db8:1::10"), "www.lab.test\n")
 
-        hops = r"\n  1  198\.51\.100\.1  .* ms\n  2  203\.0\.113\.2  .* ms\n203\.0\.113\.2 reached\n$"
-        self.assertRegex(self.output("trace", "far.lab.test"), hops)
+        for options, far in (([], r"far\.lab\.test \(203\.0\.113\.2\)"), (["--numeric"], r"203\.0\.113\.2")):
+            self.assertRegex(self.output("trace", "far.lab.test", *options),
+                             rf"\n  1  198\.51\.100\.1(  <?\d+ ms){{3}}\n  2  {far}(  <?\d+ ms){{3}}\n203\.0\.113\.2 reached\n$")
         self.assertRegex(self.output("neighbours", "--family", "4"),
                          r"\n198\.51\.100\.50 +02-00-5E-10-00-50 ")
         for host, way in (("203.0.113.2", {"network": "0.0.0.0/0", "next_hop": "198.51.100.1", "on_link": False}),
@@ -478,6 +483,45 @@ class Kvtip(unittest.TestCase):
             out, err = resolve.communicate()
         self.assertRegex(out, r"\n127\.0\.0\.1 +127\.0\.0\.1 .*\nwww\.lab\.test +- .* 995: ")
         self.assertRegex(f"{resolve.returncode} {err}", r"^1 kvtip: resolve: 995: .*\S\s*$")
+
+    @unittest.skipUnless("lab0" in required, "needs the lab")
+    def test_sweep_shows_the_hosts_that_answer(self):
+        *rows, end = self.reports("ping", "198.18.0.0/24", "--timeout", "2000")
+        self.assertEqual([each["row"]["address"] for each in rows], [f"198.18.0.{host}" for host in range(1, 255)])
+        self.assertEqual((end["result"]["sent"], end["result"]["loss"]), (254, 0))
+        self.assertRegex(self.output("ping", "198.51.100.0/24", "--timeout", "300"),
+                         r"^pinging the 254 hosts of 198\.51\.100\.0/24\n" + "".join(
+                             rf"198\.51\.100\.{host}  <?\d+ ms\n" for host in (1, 2, 3, 10, 11))
+                         + r"254 hosts pinged, 5 answered\n$")
+        silent = self.reports("ping", "198.18.9.0/30", "--timeout", "100", statuses=[1])[-1]
+        self.assertEqual((silent["result"]["sent"], silent["error"]["code"]), (2, 11010))
+
+    def interrupted(self, lines, *arguments):
+        """Presses Ctrl-C after so many lines, and returns the exit status and all lines."""
+        with subprocess.Popen([*kvtip, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT) as going:
+            shown = [going.stdout.readline() for _ in range(lines)]
+            going.send_signal(signal.SIGINT)  # which Wine passes on as Ctrl-C
+            shown += going.stdout.readlines()
+        return going.returncode, [each.decode().strip() for each in shown]
+
+    @unittest.skipUnless("lab0" in required, "needs the lab")
+    def test_ctrl_c_shows_what_is_known(self):
+        for lines, arguments, status, expected in (
+                (3, "ping 198.51.100.10 --count 0 --interval 0.05", 0, {"lost": 0}),
+                (255, "ping 198.18.0.0/16 --timeout 500", 0, {"answered": 255}),
+                (1, "trace 203.0.113.77 --timeout 500 --numeric", 1, {"reached": False})):
+            with self.subTest(arguments):
+                code, shown = self.interrupted(lines, *arguments.split(), "--json")
+                *rows, end = map(json.loads, shown)
+                for each in (*rows, end):
+                    contract.validate(each)
+                self.assertEqual((code, end.get("error", {}).get("code")), (status, 995 if status else None))
+                self.assertGreaterEqual(len(rows), lines)
+                self.assertEqual({**end["result"], **expected}, end["result"])
+                self.assertIn(len(rows), (end["result"].get("hops"), end["result"].get("answered")))
+        code, shown = self.interrupted(1, "ping", "198.51.100.66", "--count", "0", "--timeout", "60000")
+        self.assertEqual((code, shown[1:]), (1, ["0 sent, 0 answered, 0% lost",
+                                                 "kvtip: ping: 995: The operation was cancelled."]))
 
     @unittest.skipUnless("lab0" in required, "needs the lab")
     def test_traffic_grows_while_data_flows(self):

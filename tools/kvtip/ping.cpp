@@ -1,7 +1,9 @@
-#include <algorithm>
 #include <chrono>
-#include <cmath>
-#include <numeric>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
 
 #include "arguments.h"
 #include "command.h"
@@ -9,7 +11,8 @@
 #include "interruption.h"
 #include "layout.h"
 #include "network_values.h"
-#include "single_ping.h"
+#include "ping_values.h"
+#include "sweep.h"
 
 namespace {
 
@@ -18,8 +21,9 @@ using std::chrono::steady_clock;
 struct ping_request {
     std::shared_ptr<const std::string> host;
     std::function<kvtip::family()> family;
-    unsigned count = 4;
-    unsigned timeout = 4000; ///< in milliseconds
+    std::optional<unsigned> count; ///< 0: until Ctrl-C
+    double interval = 0;           ///< in seconds; 0: not given
+    unsigned timeout = 4000;       ///< in milliseconds
     kvtip::ping_options options;
 };
 
@@ -35,39 +39,48 @@ std::string reply_line(const value& reply) {
 
 /// What came of all echo requests.
 struct tally {
-    std::size_t sent = 0;
-    std::vector<std::int64_t> times; ///< of the answers, in milliseconds
+    kvtip::ping_statistics pings;
     value last_error;
+
+    void add(const kvtip::ping_result& result, const value& reply) {
+        pings.add(result);
+        last_error = is_answered(reply) ? last_error : ping_error(reply);
+    }
 };
 
-/// Sends one echo request a second, until Ctrl-C.
+/// Sends one echo request after the other, until Ctrl-C.
 tally send(const kvtip::address& destination, const ping_request& what, const progress& show) {
+    const std::uint64_t most =
+        what.count == 0U ? std::numeric_limits<std::uint64_t>::max() : what.count.value_or(4);
+    const std::chrono::duration<double> interval(what.interval > 0 ? what.interval : 1);
     tally result;
     auto next = steady_clock::now();
-    for (; result.sent < what.count && (wait_until(next) || result.sent == 0); ++result.sent) {
-        next = steady_clock::now() + std::chrono::seconds(1);
-        const value reply = ping_once(destination, what.options);
-        show.row(reply);
-        if (is_answered(reply)) {
-            result.times.push_back(reply["round_trip_time"].number());
-        } else {
-            result.last_error = ping_error(reply);
+    while (result.pings.sent() < most && (wait_until(next) || result.pings.sent() == 0)) {
+        next = steady_clock::now() + std::chrono::ceil<steady_clock::duration>(interval);
+        std::error_code error;
+        const kvtip::ping_result found = kvtip::ping(destination, what.options, error);
+        if (error == std::errc::operation_canceled) {
+            break;
         }
+        const value reply = ping_value(found, error);
+        show.row(reply);
+        result.add(found, reply);
+    }
+    if (result.pings.sent() == 0) {
+        result.last_error = interruption_error();
     }
     return result;
 }
 
-value times_value(const std::vector<std::int64_t>& times) {
-    if (times.empty()) {
-        return nullptr;
-    }
-    const double sum = std::accumulate(times.begin(), times.end(), 0.0);
-    return {{"minimum", *std::min_element(times.begin(), times.end())},
-            {"average", std::round(sum / static_cast<double>(times.size()) * 100) / 100},
-            {"maximum", *std::max_element(times.begin(), times.end())}};
+value times_value(const kvtip::ping_statistics& pings) {
+    return pings.answered() == 0 ? value()
+                                 : value{{"minimum", pings.minimum().count()},
+                                         {"average", rounded(pings.average().count())},
+                                         {"maximum", pings.maximum().count()},
+                                         {"jitter", rounded(pings.jitter().count())}};
 }
 
-value ping(const ping_request& what, const progress& show) {
+value ping_host(const ping_request& what, const progress& show) {
     const kvtip::address destination = find_address(*what.host, what.family());
     const value address = address_value(destination);
     show.line("pinging " + plain_text(address) + " with " + std::to_string(what.options.data_size) +
@@ -76,38 +89,59 @@ value ping(const ping_request& what, const progress& show) {
     return {{"host", *what.host},
             {"address", address},
             {"data_size", what.options.data_size},
-            {"sent", all.sent},
-            {"answered", all.times.size()},
-            {"lost", all.sent - all.times.size()},
-            {"round_trip_time", times_value(all.times)},
+            {"sent", all.pings.sent()},
+            {"answered", all.pings.answered()},
+            {"lost", all.pings.lost()},
+            {"loss", rounded(all.pings.loss())},
+            {"round_trip_time", times_value(all.pings)},
             {"last_error", all.last_error}};
+}
+
+value ping(ping_request& what, const progress& show) {
+    const ctrl_c interrupted;
+    what.options.timeout = std::chrono::milliseconds(what.timeout);
+    what.options.cancel = interrupted.get();
+    if (!is_network(*what.host)) {
+        return ping_host(what, show);
+    }
+    if (what.count || what.interval > 0) {
+        throw usage_error(
+            "the hosts of a network are pinged once each: --count and --interval are for one host");
+    }
+    return sweep(*what.host, what.options, show);
 }
 
 operation prepare(parameters& expected) {
     auto what = std::make_shared<ping_request>();
-    what->host = add_host(expected, "HOST", "The host's name or address");
+    what->host = add_host(expected, "HOST", "The host's name or address, or a network as 192.0.2.0/24");
     what->family = add_family(expected);
-    expected.add_number("--count", what->count, "Number of echo requests to send", 1, 65535);
+    expected.add_number("--count", what->count,
+                        "Number of echo requests to send, 4 unless given; 0: until Ctrl-C", 0, 4294967295);
+    expected.add_seconds("--interval", what->interval, "Seconds between two requests, 1 unless given", 86400);
     expected.add_number("--size", what->options.data_size, "Bytes of data in each", 0, 65500);
     expected.add_number("--ttl", what->options.time_to_live, "Maximum number of hops", 1, 255);
     expected.add_number("--timeout", what->timeout, "Milliseconds to wait for each answer", 1, 60000);
     expected.add_flag("--df", what->options.dont_fragment, "Do not fragment");
-    return [what](const progress& show) {
-        what->options.timeout = std::chrono::milliseconds(what->timeout);
-        return ping(*what, show);
-    };
+    return [what](const progress& show) { return ping(*what, show); };
+}
+
+/// A mean of milliseconds, of which less than one is shown as such.
+std::string mean_text(const value& milliseconds) {
+    const std::string text = plain_text(milliseconds);
+    return (text.starts_with('0') ? "<1" : text) + " ms";
 }
 
 std::string text(const value& result) {
-    const std::int64_t lost_percent = result["lost"].number() * 100 / result["sent"].number();
+    if (result.has("network")) {
+        return sweep_text(result);
+    }
     std::string line = plain_text(result["sent"]) + " sent, " + plain_text(result["answered"]) +
-                       " answered, " + std::to_string(lost_percent) + "% lost\n";
+                       " answered, " + plain_text(result["loss"]) + "% lost\n";
     const value& times = result["round_trip_time"];
     if (!times.is_null()) {
-        const std::string average = plain_text(times["average"]);
         line += "minimum " + milliseconds_text(times["minimum"]) + ", average " +
-                (average.starts_with('0') ? "<1" : average) + " ms, maximum " +
-                milliseconds_text(times["maximum"]) + "\n";
+                mean_text(times["average"]) + ", maximum " + milliseconds_text(times["maximum"]) +
+                ", jitter " + mean_text(times["jitter"]) + "\n";
     }
     return line;
 }
@@ -116,14 +150,18 @@ value failure(const value& result) {
     return result["answered"] == 0 ? result["last_error"] : value();
 }
 
+std::string row_text(const value& row) {
+    return row.has("address") ? sweep_line(row) : reply_line(row);
+}
+
 } // namespace
 
 const command ping_command = {
     .name = "ping",
-    .summary = "See whether a host answers, and how fast",
-    .examples = {"ping www.example.com", "ping 192.0.2.1 --count 1 --timeout 500"},
+    .summary = "See whether hosts answer, and how fast",
+    .examples = {"ping www.example.com --interval 0.2", "ping 192.0.2.0/24 --timeout 500"},
     .prepare = prepare,
     .text = text,
     .failure = failure,
-    .row_text = reply_line,
+    .row_text = row_text,
 };

@@ -1,12 +1,14 @@
-#include "single_ping.h"
+#include "ping_values.h"
+
+#include <cmath>
+
+#include <windows.h>
 
 #include "failure.h"
 #include "layout.h"
 #include "network_values.h"
 
-value ping_once(const kvtip::address& destination, const kvtip::ping_options& options) {
-    std::error_code error;
-    const kvtip::ping_result reply = kvtip::ping(destination, options, error);
+value ping_value(const kvtip::ping_result& reply, const std::error_code& error) {
     const bool answered = reply.outcome == kvtip::ping_outcome::answered;
     return {{"from", address_value(reply.from)},
             {"outcome", static_cast<std::uint32_t>(reply.outcome)},
@@ -32,6 +34,20 @@ value ping_error(const value& reply) {
         return error_value(unexpected, reply["message"].text());
     }
     return {{"code", reply["status"]}, {"name", reply["status_name"]}, {"message", reply["message"]}};
+}
+
+value interruption_error() {
+    return error_value(995); // ERROR_OPERATION_ABORTED
+}
+
+value rounded(double number) {
+    return std::round(number * 100) / 100;
+}
+
+void let_pings_end(std::chrono::milliseconds timeout) {
+    if (GetProcAddress(GetModuleHandleW(L"ntdll"), "wine_get_version") != nullptr) {
+        Sleep(static_cast<DWORD>(timeout.count()));
+    }
 }
 
 std::string milliseconds_text(const value& milliseconds) {
