@@ -330,12 +330,12 @@ bool system::end_lookup(HANDLE handle, DWORD code) {
     if (found.empty()) {
         return false;
     }
-    auto& [name, hints, record, list] = found.mapped();
+    auto& [name, asked, record, list] = found.mapped();
     int failure = static_cast<int>(code);
     const auto addresses =
-        code == 0 ? find_addresses(name, hints.ai_family, failure) : std::vector<endpoint>();
+        code == 0 ? find_addresses(name, asked.ai_family, failure) : std::vector<endpoint>();
     const std::wstring wide(name.begin(), name.end());
-    *list = failure != 0 ? nullptr : make_list<ADDRINFOEXW>(addresses, wide.c_str(), hints.ai_flags);
+    *list = failure != 0 ? nullptr : make_list<ADDRINFOEXW>(addresses, wide.c_str(), asked.ai_flags);
     record->Internal = static_cast<ULONG_PTR>(failure);
     enter_in_ledger("lookups", -1);
     return SetEvent(record->hEvent) != FALSE;
