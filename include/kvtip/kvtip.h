@@ -919,13 +919,13 @@ typedef struct kvtip_resolution {
  * is missing, on getaddrinfo or its substitute.
  *
  * A lookup with a time-out or a canceller rests on GetAddrInfoExW with an event, and is given up by
- * GetAddrInfoExCancel. Systems before Windows 8 lack these calls, and the call fails in a thread that
- * impersonates a user. There the lookup takes as long as the system does, whatever the options say.
+ * GetAddrInfoExCancel. Systems before Windows 8 lack these calls, and a thread that impersonates a user cannot
+ * use them. There the lookup takes as long as the system does, whatever the options say.
  *
  * Returns: 0; ERROR_NOT_FOUND (1168) without an interface of the name after the %; without an answer
  *     WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or WSANO_DATA (11004);
  *     WSATYPE_NOT_FOUND (10109) for an unknown service or a port above 65535; WSAETIMEDOUT (10060);
- *     ERROR_OPERATION_ABORTED (995) once it is cancelled; 8; 87; or the system's code.
+ *     ERROR_OPERATION_ABORTED (995) if it was cancelled; 8; 87; or the system's code.
  * On failure: *resolution is null.
  * Frees: the caller frees *resolution with kvtip_free.
  * Blocks: for the time-out; without one for 10 seconds and more if no name server answers.
@@ -961,8 +961,8 @@ typedef struct kvtip_resolved_host_list {
  * (10060). Where the system lacks the calls that a time-out needs, the hosts are looked up one after the other,
  * and none is begun after the time-out.
  *
- * Returns: 0; ERROR_OPERATION_ABORTED (995) once it is cancelled; 8; 87, also for a host that is null; or the
- *     system's code.
+ * Returns: 0; ERROR_OPERATION_ABORTED (995) if it was cancelled before all lookups had ended; 8; 87, also for
+ *     a host that is null; or the system's code.
  * On failure: *list is null. If the code is 995, it lists the hosts all the same, with that code for each whose
  *     lookup had not ended.
  * Frees: the caller frees *list with kvtip_free, also if the code is 995.

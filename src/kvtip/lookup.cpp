@@ -281,12 +281,14 @@ std::uint32_t look_up_all(std::span<host_lookup> hosts, const lookup_terms& term
     lookups_under_way under_way(std::min(hosts.size(), most));
     const std::uint32_t code = run(hosts, terms, under_way);
     under_way.end_those_over();
+    bool is_whole = true;
     for (host_lookup& each : hosts) {
         if (each.code == host_lookup::unfinished) {
             finish(each, code);
+            is_whole = false;
         }
     }
-    return code;
+    return is_whole ? 0 : code;
 }
 
 } // namespace kvtip::library

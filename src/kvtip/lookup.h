@@ -39,8 +39,9 @@ std::uint32_t look_up(host_lookup& of, const lookup_terms& terms);
 
 /// Looks hosts up, at most 256 at a time, but one after the other where the system can do no better. Lookups
 /// with another code than `unfinished` are left out, and afterwards all have one: `WSAETIMEDOUT (10060)` or
-/// `ERROR_OPERATION_ABORTED (995)` if the time was over or the caller has cancelled before they ended. Returns
-/// 0, such a code, or that of a wait that failed. Throws `std::bad_alloc`.
+/// `ERROR_OPERATION_ABORTED (995)` if they had not ended when the time was over or the caller cancelled.
+/// Returns 0 if all have ended, otherwise why not: such a code, or that of a wait that failed. Throws
+/// `std::bad_alloc`.
 std::uint32_t look_up_all(std::span<host_lookup> hosts, const lookup_terms& terms);
 
 } // namespace kvtip::library
