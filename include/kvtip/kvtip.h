@@ -1250,7 +1250,7 @@ typedef struct kvtip_connect_options {
  * after the one before, or as soon as one has failed, and the first that succeeds ends the others. An address
  * that does not reply therefore costs 250 ms. Windows repeats an attempt that is refused, for up to 2 seconds;
  * from Windows 10 version 1709 on it does not if the address is one of loopback. Without attempts in the result,
- * the lookup failed. Rests on WSAEventSelect and WSAEnumNetworkEvents.
+ * the lookup failed or did not end in time. Rests on WSAEventSelect and WSAEnumNetworkEvents.
  *
  * Returns: 0; the code of the lookup; WSAETIMEDOUT (10060); ERROR_OPERATION_ABORTED (995) after
  *     kvtip_canceller_cancel; the code of the attempt that failed last, such as WSAECONNREFUSED (10061); 120
