@@ -147,10 +147,11 @@ public:
     /// Begins a lookup, which may end at once.
     void begin(host_lookup& of, const lookup_terms& terms);
 
-    /// Waits until one of them ends. Returns 0 or the code of `wait_for_any`.
-    std::uint32_t end_one(const kvtip_canceller* cancel, std::uint32_t milliseconds);
+    /// Waits until one of them ends, or for a moment if they are more than one wait sees. Returns 0 or the code
+    /// of `wait_for_any`.
+    std::uint32_t end_some(const kvtip_canceller* cancel, std::uint32_t milliseconds);
 
-    /// Ends all those that are over. One wait does not see more than 63.
+    /// Ends all those that are over.
     void end_those_over();
 
 private:
@@ -201,18 +202,24 @@ void lookups_under_way::begin(host_lookup& of, const lookup_terms& terms) {
     finish(of, code);
 }
 
-std::uint32_t lookups_under_way::end_one(const kvtip_canceller* cancel, std::uint32_t milliseconds) {
+std::uint32_t lookups_under_way::end_some(const kvtip_canceller* cancel, std::uint32_t milliseconds) {
+    constexpr std::uint32_t look_interval = 50; // at those that the wait does not see
     HANDLE events[most_events];
     const std::size_t count = std::min(all_.size(), most_events);
     for (std::size_t i = 0; i < count; ++i) {
         events[i] = all_[i].lookup->ended().handle();
     }
+    const bool sees_all = count == all_.size();
+    const std::uint32_t longest = sees_all ? milliseconds : std::min(milliseconds, look_interval);
     std::size_t first = 0;
-    if (const std::uint32_t code = wait_for_any({events, count}, cancel, milliseconds, first)) {
-        return code;
+    const std::uint32_t code = wait_for_any({events, count}, cancel, longest, first);
+    if (code == 0) {
+        end(first);
+    } else if (code == WSAETIMEDOUT && longest < milliseconds) {
+        end_those_over();
+        return 0;
     }
-    end(first);
-    return 0;
+    return code;
 }
 
 void lookups_under_way::end_those_over() {
@@ -246,7 +253,7 @@ std::uint32_t run(std::span<host_lookup> hosts, const lookup_terms& terms, looku
             continue;
         }
         while (under_way.is_full()) {
-            if (const std::uint32_t code = under_way.end_one(cancel, end.left())) {
+            if (const std::uint32_t code = under_way.end_some(cancel, end.left())) {
                 return code;
             }
         }
@@ -256,7 +263,7 @@ std::uint32_t run(std::span<host_lookup> hosts, const lookup_terms& terms, looku
         under_way.begin(each, terms);
     }
     while (!under_way.is_empty()) {
-        if (const std::uint32_t code = under_way.end_one(cancel, end.left())) {
+        if (const std::uint32_t code = under_way.end_some(cancel, end.left())) {
             return code;
         }
     }
