@@ -522,6 +522,12 @@ class Kvtip(unittest.TestCase):
         code, shown = self.interrupted(1, "ping", "198.51.100.66", "--count", "0", "--timeout", "60000")
         self.assertEqual((code, shown[1:]), (1, ["0 sent, 0 answered, 0% lost",
                                                  "kvtip: ping: 995: The operation was cancelled."]))
+        for name in ("ping", "trace"):
+            with stopped_name_server() as (_, questions), \
+                    subprocess.Popen([*kvtip, name, "www.lab.test"], stderr=subprocess.PIPE, text=True) as lookup:
+                wait_until(questions)
+                lookup.send_signal(signal.SIGINT)
+                self.assertIn(f"kvtip: {name}: 995: ", lookup.communicate()[1])
 
     @unittest.skipUnless("lab0" in required, "needs the lab")
     def test_traffic_grows_while_data_flows(self):

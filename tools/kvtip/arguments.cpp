@@ -88,17 +88,15 @@ void check_scope(const kvtip::address& destination) {
     }
 }
 
-std::vector<kvtip::endpoint> find_endpoints(const std::string& host, std::uint16_t port,
-                                            kvtip::family family) {
-    auto endpoints = kvtip::resolve(with_numeric_scope(host), port, {.family = family}).endpoints;
-    for (const kvtip::endpoint& each : endpoints) {
-        check_scope(each.address());
+kvtip::address find_address(const std::string& host, kvtip::family family, const kvtip::canceller* cancel) {
+    const std::string text = with_numeric_scope(host);
+    auto address = kvtip::address::parse(text).value_or(kvtip::address());
+    if (!address || (family != kvtip::family::none && address.family() != family)) {
+        const auto found = kvtip::resolve(text, 0, {.family = family, .cancel = cancel});
+        address = found.endpoints.front().address();
     }
-    return endpoints;
-}
-
-kvtip::address find_address(const std::string& host, kvtip::family family) {
-    return find_endpoints(host, 0, family).front().address();
+    check_scope(address);
+    return address;
 }
 
 kvtip::address parse_address(const std::string& text, const char* name) {

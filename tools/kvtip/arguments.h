@@ -3,10 +3,10 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "command_line.h"
 #include "kvtip/address.hpp"
+#include "kvtip/canceller.hpp"
 #include "kvtip/connections.hpp"
 
 // Arguments that several subcommands take. What is added here has its value once the command line is parsed.
@@ -32,12 +32,9 @@ std::string with_numeric_scope(const std::string& text);
 /// Throws `usage_error` for an address that is no destination without an interface, as fe80::1 is not.
 void check_scope(const kvtip::address& destination);
 
-/// The endpoints of such a host, to which something is sent. Throws `std::system_error` and `usage_error`.
-std::vector<kvtip::endpoint> find_endpoints(const std::string& host, std::uint16_t port,
-                                            kvtip::family family = kvtip::family::none);
-
-/// The address of the first one.
-kvtip::address find_address(const std::string& host, kvtip::family family);
+/// The best address of a host to which something is sent. Throws `std::system_error` and `usage_error`.
+kvtip::address find_address(const std::string& host, kvtip::family family,
+                            const kvtip::canceller* cancel = nullptr);
 
 /// The address that the argument `name` consists of; its scope may be the name of an interface. Throws
 /// `usage_error` if it is not an address.

@@ -81,7 +81,7 @@ value times_value(const kvtip::ping_statistics& pings) {
 }
 
 value ping_host(const ping_request& what, const progress& show) {
-    const kvtip::address destination = find_address(*what.host, what.family());
+    const kvtip::address destination = find_address(*what.host, what.family(), what.options.cancel);
     const value address = address_value(destination);
     show.line("pinging " + plain_text(address) + " with " + std::to_string(what.options.data_size) +
               " bytes");

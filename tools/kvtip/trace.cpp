@@ -119,7 +119,7 @@ std::string hop_line(const value& hop) {
 
 value trace(const trace_request& what, const progress& show) {
     const ctrl_c interrupted;
-    const kvtip::address destination = find_address(*what.host, what.family());
+    const kvtip::address destination = find_address(*what.host, what.family(), interrupted.get());
     const value address = address_value(destination);
     show.line("tracing the way to " + plain_text(address) + ", at most " + std::to_string(what.max_hops) +
               " hops");
