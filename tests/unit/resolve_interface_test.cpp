@@ -190,6 +190,11 @@ TEST_F(Lookups, OfManyHostsGoOnAtOnce) {
     const char* const hosts[] = {"quick", nullptr};
     const kvtip_resolved_host_list* list = nullptr;
     EXPECT_EQ(kvtip_resolve_all(hosts, 2, nullptr, nullptr, &list), 87u);
+    const kvtip_resolve_options wrong[] = {{sizeof wrong[0], 0, 0, 0, 0, 1, nullptr},
+                                           {sizeof wrong[0], 0, 0, 16, 0, 0, nullptr}};
+    for (const kvtip_resolve_options& each : wrong) {
+        EXPECT_EQ(kvtip_resolve_all(hosts, 1, nullptr, &each, &list), 87u);
+    }
     EXPECT_EQ(kvtip_resolve_all(nullptr, 0, nullptr, nullptr, &list), 0u);
     kvtip_free(list);
 }
