@@ -572,6 +572,7 @@ class Kvtip(unittest.TestCase):
             changer.join()
             watch.send_signal(signal.SIGINT)  # which Wine passes on as Ctrl-C
             lines += watch.stdout.readlines()
+        self.assertNotIn(b"", lines, f"ended early with {watch.returncode}")
         *rows, end = map(json.loads, lines)
         for each in (*rows, end):
             contract.validate(each)

@@ -53,14 +53,13 @@ value result_value(const kvtip::connect_result& made, std::error_code error) {
 value connect_to(const target& to) {
     const std::string host = with_numeric_scope(*to.host);
     check_scope(kvtip::address::parse(host).value_or(kvtip::address()));
-    kvtip::canceller canceller;
-    const on_interruption interrupted([&] { canceller.cancel(); });
+    const ctrl_c interrupted;
     std::error_code error;
     const kvtip::connect_result made =
         kvtip::connect(host, static_cast<std::uint16_t>(*to.port),
                        {.timeout = std::chrono::milliseconds(std::lround(std::ceil(to.timeout * 1e3))),
                         .family = to.family(),
-                        .cancel = &canceller},
+                        .cancel = interrupted.get()},
                        error);
     if (error && made.attempts.empty()) {
         throw std::system_error(error);

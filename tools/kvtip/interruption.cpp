@@ -18,6 +18,9 @@ HANDLE interruption() {
 }
 
 BOOL WINAPI on_control(DWORD /*kind*/) {
+    if (WaitForSingleObject(interruption(), 0) == WAIT_OBJECT_0) {
+        return FALSE; // the second one: the system ends the program
+    }
     const std::lock_guard guard(mutex);
     if (end_of_work) {
         end_of_work();

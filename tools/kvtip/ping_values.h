@@ -4,8 +4,6 @@
 #include <string>
 #include <system_error>
 
-#include "interruption.h"
-#include "kvtip/canceller.hpp"
 #include "kvtip/ping.hpp"
 #include "value.h"
 
@@ -32,14 +30,3 @@ std::string milliseconds_text(const value& milliseconds);
 /// Waits, under Wine alone, until cancelled pings have timed out: there they go on, and if the program ends while
 /// several are in flight, every later ping of any program hangs.
 void let_pings_end(std::chrono::milliseconds timeout);
-
-/// A canceller that Ctrl-C cancels. Where there is none, Ctrl-C ends the work after the ping under way.
-class ctrl_c {
-public:
-    const kvtip::canceller* get() const { return &canceller_; }
-
-private:
-    std::error_code unused_;
-    kvtip::canceller canceller_{unused_};
-    on_interruption cancelled_{[this] { canceller_.cancel(); }};
-};

@@ -10,7 +10,6 @@
 #include "command.h"
 #include "failure.h"
 #include "interruption.h"
-#include "kvtip/canceller.hpp"
 #include "kvtip/names.hpp"
 #include "layout.h"
 #include "network_values.h"
@@ -48,10 +47,9 @@ void add_rows(value& rows, const kvtip::resolved_host& found) {
 value resolve(const resolve_request& asked) {
     std::vector<std::string> hosts;
     std::transform(asked.hosts.begin(), asked.hosts.end(), std::back_inserter(hosts), with_numeric_scope);
-    std::error_code error; // a system that cannot cancel still resolves
-    kvtip::canceller canceller(error);
-    const on_interruption cancelled([&] { canceller.cancel(); });
-    const auto found = kvtip::resolve_all(hosts, "", asked.options(error ? nullptr : &canceller), error);
+    const ctrl_c interrupted;
+    std::error_code error;
+    const auto found = kvtip::resolve_all(hosts, "", asked.options(interrupted.get()), error);
     if (error && error != std::errc::operation_canceled) {
         throw std::system_error(error);
     }

@@ -13,6 +13,7 @@
 #include "arguments.h"
 #include "command.h"
 #include "failure.h"
+#include "interruption.h"
 #include "kvtip/names.hpp"
 #include "layout.h"
 #include "network_values.h"
