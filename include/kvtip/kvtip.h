@@ -920,7 +920,8 @@ typedef struct kvtip_resolution {
  *
  * A lookup with a time-out or a canceller rests on GetAddrInfoExW with an event, and is given up by
  * GetAddrInfoExCancel. Systems before Windows 8 lack these calls, and a thread that impersonates a user cannot
- * use them. There the lookup takes as long as the system does, whatever the options say.
+ * use them. There the lookup takes as long as the system does, whatever the options say. After such a lookup the
+ * system's socket library stays loaded until the process ends.
  *
  * Returns: 0; ERROR_NOT_FOUND (1168) without an interface of the name after the %; without an answer
  *     WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or WSANO_DATA (11004);

@@ -87,13 +87,17 @@ public:
     std::uint32_t start(const std::wstring& host, const lookup_terms& terms) {
         const system_entries& bound = entries();
         if (bound.GetAddrInfoExW == nullptr || bound.FreeAddrInfoExW == nullptr ||
-            bound.GetAddrInfoExCancel == nullptr || bound.GetAddrInfoExOverlappedResult == nullptr) {
+            bound.GetAddrInfoExCancel == nullptr || bound.GetAddrInfoExOverlappedResult == nullptr ||
+            bound.GetModuleHandleExW == nullptr) {
             return ERROR_CALL_NOT_IMPLEMENTED;
         }
         if (const std::uint32_t code = libraries_.take()) {
             return code;
         }
         if (const std::uint32_t code = ended_.open(reset::manual)) {
+            return code;
+        }
+        if (const std::uint32_t code = pin_sockets()) {
             return code;
         }
         record_.hEvent = ended_.handle();
@@ -123,6 +127,15 @@ public:
     bool cancel() noexcept { return entries().GetAddrInfoExCancel(&handle_) == 0; }
 
 private:
+    /// Keeps the socket library loaded until the process ends: when the system sets the event, its thread is
+    /// still in there.
+    static std::uint32_t pin_sockets() noexcept {
+        HMODULE unused = nullptr;
+        return entries().GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN, L"Ws2_32.dll", &unused)
+                   ? 0
+                   : GetLastError();
+    }
+
     hold libraries_;
     event ended_;
     OVERLAPPED record_{};

@@ -17,7 +17,6 @@ constexpr const char* no_process_paths = "The paths of processes' programs are n
 
 constexpr const char* system_time = "Waits follow the system's time, also when it is changed.";
 
-constexpr const char* no_watcher = "Changes are not watched (120).";
 constexpr const char* no_events =
     "Only the classes connect, changes are not watched, and nothing can be cancelled (120).";
 constexpr const char* no_connect = "Only the classes connect (120).";
@@ -48,7 +47,8 @@ constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, CreateEventW, no_events),
     KVTIP_ENTRY(system_entries, SetEvent, no_events),
     KVTIP_ENTRY(system_entries, WaitForMultipleObjects, no_events),
-    KVTIP_ENTRY(system_entries, GetModuleHandleExW, no_watcher),
+    KVTIP_ENTRY(system_entries, GetModuleHandleExW,
+                "Changes are not watched (120), and lookups of hosts do not keep their deadline."),
 };
 
 constexpr entry iphlpapi_entries[] = {

@@ -95,6 +95,11 @@ const entry_map change_entries = {
      })},
     {"GetModuleHandleExW", fake([](DWORD flags, LPCWSTR inside, HMODULE* module) -> BOOL {
          const call now("GetModuleHandleExW", flags);
+         if (flags == GET_MODULE_HANDLE_EX_FLAG_PIN) {
+             EXPECT_STREQ(inside, L"Ws2_32.dll");
+             current->sockets_are_pinned = !now.failed();
+             return !now.failed();
+         }
          HMODULE here = nullptr;
          EXPECT_EQ(flags, DWORD{GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS});
          EXPECT_TRUE(GetModuleHandleExW(flags | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, inside, &here));

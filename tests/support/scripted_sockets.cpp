@@ -217,6 +217,7 @@ int WSAAPI begin_lookup(PCWSTR node, PCWSTR service, DWORD name_space, GUID* pro
     call now("GetAddrInfoExW", node, service, hints->ai_flags, hints->ai_family, hints->ai_socktype,
              hints->ai_protocol);
     EXPECT_TRUE(name_space == NS_ALL && provider == nullptr && timeout == nullptr && routine == nullptr);
+    EXPECT_TRUE(current->sockets_are_pinned) << "a thread is still in the library when it sets the event";
     if (now.failed()) {
         return now.code();
     }

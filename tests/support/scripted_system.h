@@ -199,6 +199,7 @@ public:
     std::uint64_t clock = 1000;                          ///< in milliseconds
     std::map<std::string, std::uint64_t> durations;      ///< how long calls take, by name
     std::map<std::string, std::function<void()>> during; ///< what others do in the next call of that name
+    bool sockets_are_pinned = false; ///< the socket library stays loaded until the process ends
     std::multimap<std::uint64_t, std::function<void()>> later; ///< what happens during a wait, by the clock
     /// Lets time pass until the next such event, or for so many milliseconds, of which those are left that have
     /// not passed. Returns whether something has happened.
