@@ -1,4 +1,4 @@
-/* Looks hosts up, all of them within a second, by default localhost: lookups [HOST]... */
+/* Looks hosts up, all of them within a second, by default localhost: lookups [HOST...] */
 
 #include <stdio.h>
 
@@ -24,13 +24,12 @@ int main(int argc, char **argv) {
     const kvtip_resolve_options options = {.size = sizeof options, .timeout = 1000};
     const kvtip_resolved_host_list *list;
     const uint32_t code = kvtip_resolve_all(hosts, count, NULL, &options, &list);
-    if (code != 0) {
-        fprintf(stderr, "cannot resolve: %s\n", kvtip_error_name(code));
-        return 1;
-    }
-    for (size_t i = 0; i < list->count; ++i) {
+    for (size_t i = 0; list != NULL && i < list->count; ++i) {
         print_host(list->rows[i]);
     }
     kvtip_free(list);
-    return 0;
+    if (code != 0) {
+        fprintf(stderr, "cannot resolve: %s\n", kvtip_error_name(code));
+    }
+    return code == 0 ? 0 : 1;
 }

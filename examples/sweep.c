@@ -13,21 +13,26 @@ static void on_interrupt(int number) {
     kvtip_canceller_cancel(canceller);
 }
 
-static void print_replies(const kvtip_ping_reply_list *replies) {
+/* Returns 0, or why not all were pinged. */
+static uint32_t print_replies(const kvtip_ping_reply_list *replies) {
     unsigned answered = 0, ended = 0;
+    uint32_t code = 0;
     for (size_t i = 0; i < replies->count; ++i) {
         const kvtip_ping_reply *reply = replies->rows[i];
-        ended += reply->code == 0;
-        if (reply->code == 0 && reply->result.outcome == KVTIP_PING_ANSWERED) {
+        if (reply->code != 0) { /* also for those that had not ended when it was cancelled */
+            code = reply->code;
+            continue;
+        }
+        ++ended;
+        if (reply->result.outcome == KVTIP_PING_ANSWERED) {
             char host[KVTIP_ADDRESS_TEXT_SIZE];
             kvtip_format_address(&reply->target, host, sizeof host);
             printf("%s  %u ms\n", host, reply->result.round_trip_time);
             ++answered;
-        } else if (reply->code != 0 && i == 0) {
-            printf("could not ping: %s\n", kvtip_error_name(reply->code));
         }
     }
     printf("%u of %u hosts answered\n", answered, ended);
+    return code;
 }
 
 int main(int argc, char **argv) {
@@ -50,13 +55,13 @@ int main(int argc, char **argv) {
     }
     code = kvtip_ping_all(hosts, 254, &options, &replies);
     if (replies != NULL) { /* also after Ctrl-C */
-        print_replies(replies);
+        code = print_replies(replies);
     }
     if (code != 0) {
-        printf("ended: %s\n", kvtip_error_name(code));
+        printf("not all were pinged: %s\n", kvtip_error_name(code));
     }
     kvtip_free(replies);
     signal(SIGINT, SIG_IGN); /* nobody may use the canceller from here on */
     kvtip_canceller_close(canceller);
-    return 0;
+    return code == 0 ? 0 : 1;
 }

@@ -1,18 +1,20 @@
 // Pings the 254 hosts of a network at the same time, by default this host's loopback network, and counts those that
-// answer. Ctrl-C shows what is known by then.
+// answer: sweep [NETWORK]. Ctrl-C shows what is known by then.
 
 #include <kvtip/kvtip.hpp>
 
+#include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <iostream>
 #include <vector>
 
 namespace {
 
-kvtip::canceller canceller;
+kvtip::canceller* canceller = nullptr;
 
 void on_interrupt(int) {
-    canceller.cancel();
+    canceller->cancel();
 }
 
 } // namespace
@@ -29,8 +31,10 @@ int main(int argument_count, char** arguments) {
         host.bytes[3] = last;
         hosts.emplace_back(host);
     }
+    kvtip::canceller until_ctrl_c;
+    canceller = &until_ctrl_c;
     std::signal(SIGINT, on_interrupt);
-    const kvtip::ping_options options{.timeout = std::chrono::milliseconds(500), .cancel = &canceller};
+    const kvtip::ping_options options{.timeout = std::chrono::milliseconds(500), .cancel = canceller};
     std::error_code error;
     kvtip::ping_statistics all;
     for (const kvtip::ping_reply& reply : kvtip::ping_all(hosts, options, error)) {
@@ -48,4 +52,6 @@ int main(int argument_count, char** arguments) {
     }
     std::cout << all.answered() << " of " << all.sent() << " hosts answered, maximum "
               << all.maximum().count() << " ms\n";
+    std::signal(SIGINT, SIG_IGN); // nobody may use the canceller from here on
+    return error ? 1 : 0;
 }

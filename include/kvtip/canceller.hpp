@@ -46,8 +46,8 @@ public:
         return handle_;
     }
 
-    /// Ends the operations that use this object at once, and every later one. For any thread, also for a
-    /// handler of Ctrl-C.
+    /// Ends the operations that use this object as soon as the system lets them end, and every later one. For
+    /// any thread, also for a handler of Ctrl-C.
     void cancel() noexcept {
         kvtip_canceller_cancel(handle_);
     }

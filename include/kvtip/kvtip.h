@@ -18,14 +18,14 @@
  *   Ports are in the byte order of the host, times in milliseconds, dates in seconds since 1970 (UTC), speeds
  *   in bits per second.
  * - A result that a function allocates is one block: kvtip_free gives it back, with everything that it points
- *   to. On failure the pointer to it is null. A list holds pointers to its rows. Rows and single results grow
+ *   to. On failure the pointer to it is null, unless the function says otherwise. A list holds pointers to its rows. Rows and single results grow
  *   at their end in later versions; a program that was built earlier reads on what it knows.
  * - Options are a structure whose first member is its size; null stands for the defaults, and so does zero in
  *   every member. In C: `kvtip_adapter_options options = {.size = sizeof options, .up = 1};`.
  * - Every function may be called from any thread, and none from DllMain. No start is needed: a function holds
  *   the system's libraries while it runs. kvtip_start keeps them between calls, for speed. After a call the
  *   thread's last error means nothing, except that kvtip_free, kvtip_message, kvtip_error_name, kvtip_stop,
- *   kvtip_close and kvtip_watcher_close leave it alone.
+ *   kvtip_close, kvtip_canceller_cancel, kvtip_canceller_close and kvtip_watcher_close leave it alone.
  * - Nothing here needs administrator rights.
  *
  * The comment of each function ends in the same five lines: what it returns, what is left on failure, who
@@ -846,8 +846,9 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_owner(uint32_t protocol, const kvtip_en
 
 /* ---- Cancelling -------------------------------------------------------------------------------------- */
 
-/* Ends operations that wait: name it in their options. It may serve any number of them, one after the other
- * or at once, in any threads. It keeps the libraries loaded until kvtip_canceller_close. */
+/* Ends operations that wait and that name it in their options: kvtip_resolve, kvtip_resolve_all, kvtip_connect,
+ * kvtip_connect_endpoint, kvtip_ping and kvtip_ping_all. It may serve any number of them, one after the other or
+ * at once, in any threads. It keeps the libraries loaded until kvtip_canceller_close. */
 typedef struct kvtip_canceller kvtip_canceller;
 
 /* Makes a canceller. Rests on CreateEventW.
@@ -860,8 +861,8 @@ typedef struct kvtip_canceller kvtip_canceller;
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_canceller_create(kvtip_canceller** canceller) KVTIP_NOEXCEPT;
 
-/* Ends the operations that use the canceller at once, and every later one: they return ERROR_OPERATION_ABORTED
- * (995). Any thread may call this, also a handler of Ctrl-C. Null is fine.
+/* Ends the operations that use the canceller as soon as the system lets them end, and every later one. They
+ * return ERROR_OPERATION_ABORTED (995). Any thread may call this, also a handler of Ctrl-C. Null is fine.
  *
  * Returns: nothing.
  * On failure: it cannot fail.
@@ -918,10 +919,10 @@ typedef struct kvtip_resolution {
  * too, such as "127.1": where that matters, use kvtip_parse_address first. Rests on GetAddrInfoW; where that
  * is missing, on getaddrinfo or its substitute.
  *
- * A lookup with a time-out or a canceller rests on GetAddrInfoExW with an event, and is given up by
- * GetAddrInfoExCancel. Systems before Windows 8 lack these calls, and a thread that impersonates a user cannot
- * use them. There the lookup takes as long as the system does, whatever the options say. After such a lookup the
- * system's socket library stays loaded until the process ends.
+ * A lookup with a time-out or a canceller, and every lookup of kvtip_resolve_all, rests on GetAddrInfoExW with
+ * an event, and is given up by GetAddrInfoExCancel. After one, the system's socket library stays loaded until
+ * the process ends. Systems before Windows 8 lack these calls, and a thread that impersonates a user cannot use
+ * them: there a lookup takes as long as the system does, whatever the options say.
  *
  * Returns: 0; ERROR_NOT_FOUND (1168) without an interface of the name after the %; without an answer
  *     WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or WSANO_DATA (11004);
@@ -1113,7 +1114,7 @@ typedef struct kvtip_ping_options {
     uint32_t type_of_service;      /* 0 to 255 */
     uint32_t flags;                /* enum kvtip_ping_flags */
     kvtip_address source;          /* the host's address to send from; family 0: the system chooses */
-    const kvtip_canceller* cancel; /* ends the call from another thread; null: nobody does */
+    const kvtip_canceller* cancel; /* can end the call early; null: nothing can */
 } kvtip_ping_options;
 
 /* The result of a ping. Frozen. */
@@ -1129,7 +1130,8 @@ typedef struct kvtip_ping_result {
 
 /* Sends an echo request and waits for the answer. An unanswered ping is a result and no failure. Rests on
  * IcmpSendEcho (with a source IcmpSendEcho2Ex) and Icmp6SendEcho2; with `cancel` on IcmpSendEcho2 and
- * IcmpParseReplies, where the system has these. An IPv4-mapped address is pinged as IPv4 where the system has
+ * IcmpParseReplies, or Icmp6ParseReplies. Where the system lacks these, a ping that has begun goes on to its end.
+ * An IPv4-mapped address is pinged as IPv4 where the system has
  * no IPv6 echo, as Wine 8; `from` is then an IPv4 address.
  *
  * Returns: 0 if the ping was sent, whatever became of it; 87; 8; 120 without the system calls; under Wine
@@ -1137,7 +1139,7 @@ typedef struct kvtip_ping_result {
  *     if nothing could be sent; ERROR_OPERATION_ABORTED (995) once `cancel` is cancelled.
  * On failure: *result is all zero.
  * Frees: nothing.
- * Blocks: for the time-out; cancelled, up to 100 milliseconds more.
+ * Blocks: for the time-out; after a cancellation, for up to 100 milliseconds.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping(const kvtip_address* target, const kvtip_ping_options* options,
@@ -1146,7 +1148,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping(const kvtip_address* target, const
 /* A target of kvtip_ping_all, and what became of its ping. */
 typedef struct kvtip_ping_reply {
     kvtip_address target;
-    uint32_t code;            /* 0 if the ping was sent; otherwise why not, as kvtip_ping returns it */
+    uint32_t code;            /* 0 if the ping was sent and has ended; otherwise why there is no result */
     kvtip_ping_result result; /* all zero if the code is not 0 */
 } kvtip_ping_reply;
 
@@ -1162,15 +1164,15 @@ typedef struct kvtip_ping_reply_list {
  * the oldest one has ended. A ping that was not answered, or could not be sent, is no failure of the call. Each
  * target is pinged as by kvtip_ping, all with the same options. A source must be of the family of all targets.
  * Rests on IcmpSendEcho2 (with a source IcmpSendEcho2Ex), IcmpParseReplies, Icmp6SendEcho2 and
- * Icmp6ParseReplies. Where the system lacks one of them, pings of that family are sent one after the other, and a
- * cancellation waits for the one under way.
+ * Icmp6ParseReplies. Where the system lacks one of them, pings of that family are sent one after the other,
+ * and a cancellation waits for the one under way.
  *
- * Returns: 0; ERROR_OPERATION_ABORTED (995) once `cancel` is cancelled; 87, also for a target without address; 8;
- *     or the system's code.
- * On failure: *replies is null, but after a cancellation it holds what is known; the code of a ping that was not
- *     sent or has not ended is then 995.
+ * Returns: 0; ERROR_OPERATION_ABORTED (995) once `cancel` is cancelled; 87, also for a target without address;
+ *     8; or the system's code.
+ * On failure: *replies is null. If the code is 995, it holds what is known, with that code for each ping that
+ *     was not sent or had not ended.
  * Frees: the caller frees *replies with kvtip_free.
- * Blocks: for the time-out, once for every 256 targets; cancelled, up to 100 milliseconds more.
+ * Blocks: for the time-out, once for every 256 targets; after a cancellation, for up to 100 milliseconds.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping_all(const kvtip_address* targets, size_t count,
@@ -1187,7 +1189,7 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping_all(const kvtip_address* targets, 
  */
 KVTIP_FUNCTION const char* KVTIP_CALL kvtip_ping_status_name(uint32_t status) KVTIP_NOEXCEPT;
 
-/* Returns a sentence for a ping's status, such as "The request timed out.".
+/* Returns a sentence for a ping's status, such as "Nobody answered in time.".
  *
  * Returns: the sentence, or empty text for a status that the library does not know; never null.
  * On failure: it cannot fail.
@@ -1215,7 +1217,7 @@ typedef struct kvtip_attempt {
     kvtip_endpoint remote;
     uint32_t code;
     uint32_t time;  /* how long it took */
-    uint32_t start; /* when it began: so long after the lookup */
+    uint32_t start; /* when it began, counted from the end of the lookup */
 } kvtip_attempt;
 
 typedef struct kvtip_attempt_list {
@@ -1251,7 +1253,7 @@ typedef struct kvtip_connect_options {
  * after the one before, or as soon as one has failed, and the first that succeeds ends the others. An address
  * that does not reply therefore costs 250 ms. Windows repeats an attempt that is refused, for up to 2 seconds;
  * from Windows 10 version 1709 on it does not if the address is one of loopback. Without attempts in the result,
- * the lookup failed or did not end in time. Rests on WSAEventSelect and WSAEnumNetworkEvents.
+ * the lookup failed, was cancelled, or did not end in time. Rests on WSAEventSelect and WSAEnumNetworkEvents.
  *
  * Returns: 0; the code of the lookup; WSAETIMEDOUT (10060); ERROR_OPERATION_ABORTED (995) after
  *     kvtip_canceller_cancel; the code of the attempt that failed last, such as WSAECONNREFUSED (10061); 120

@@ -118,6 +118,10 @@ inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& ho
                                               const resolve_options& options, std::error_code& error) {
     return resolve_all(hosts, std::to_string(port), options, error);
 }
+inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& hosts,
+                                              const resolve_options& options, std::error_code& error) {
+    return resolve_all(hosts, "", options, error);
+}
 
 /// Looks the names of an address up by the system's name services: `kvtip_reverse`.
 inline std::vector<std::string> reverse(const address& address, std::error_code& error) {
@@ -244,6 +248,10 @@ inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& ho
 inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& hosts, std::uint16_t port,
                                               const resolve_options& options = {}) {
     return resolve_all(hosts, std::to_string(port), options);
+}
+inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& hosts,
+                                              const resolve_options& options) {
+    return resolve_all(hosts, "", options);
 }
 
 inline std::vector<std::string> reverse(const address& address) {

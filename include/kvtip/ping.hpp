@@ -49,10 +49,9 @@ struct ping_options {
     std::uint32_t time_to_live = 128;        ///< the number of hops, 1 to 255
     std::uint32_t data_size = 32;            ///< in bytes, 0 to 65500
     std::uint32_t type_of_service = 0;
-    bool dont_fragment = false; ///< routers must not split the packet
-    address source{};           ///< no address: the system chooses
-    /// Ends the call from another thread, with `std::errc::operation_canceled`.
-    const canceller* cancel = nullptr;
+    bool dont_fragment = false;        ///< routers must not split the packet
+    address source{};                  ///< no address: the system chooses
+    const canceller* cancel = nullptr; ///< can end the call early; null: nothing can
 
     kvtip_ping_options native() const noexcept {
         return {sizeof(kvtip_ping_options),
@@ -108,12 +107,13 @@ inline ping_result ping(const address& target, const ping_options& options, std:
 /// A target of `ping_all`, and what became of its ping.
 struct ping_reply {
     address target;
-    std::error_code error; ///< why the ping could not be sent; none if it was sent
+    std::error_code error; ///< why there is no result; none if the ping was sent and has ended
     ping_result result;
 };
 
 /// Pings many hosts at the same time: `kvtip_ping_all`. The replies are in the order of the targets. After
-/// `std::errc::operation_canceled`, they hold what is known, and the others have that error too.
+/// `std::errc::operation_canceled`, they hold what is known; those of pings that had not ended have that error
+/// too.
 inline std::vector<ping_reply> ping_all(std::span<const address> targets, const ping_options& options,
                                         std::error_code& error) {
     const kvtip_ping_options native = options.native();

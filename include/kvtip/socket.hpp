@@ -91,10 +91,11 @@ private:
 /// An attempt to connect.
 struct connect_attempt {
     endpoint remote;
-    /// None for the one that succeeded; `operation_canceled` for one that was under way then.
+    /// None for the one that succeeded; `operation_canceled` for one that was under way when another
+    /// succeeded or the call was cancelled.
     std::error_code error;
     std::chrono::milliseconds time{};
-    std::chrono::milliseconds start{}; ///< so long after the lookup
+    std::chrono::milliseconds start{}; ///< when it began, counted from the end of the lookup
 };
 
 /// The result of a connect.
@@ -148,7 +149,7 @@ connect_result connect_by(std::error_code& error, Call call) {
 } // namespace detail
 
 /// Connects to a host and service by TCP: `kvtip_connect`. The addresses are tried 250 ms apart, or as soon as
-/// one has failed; the first that answers wins. The result holds the attempts also after an error; the form
+/// one has failed; the first that succeeds wins. The result holds the attempts also after an error; the form
 /// that throws has no result then.
 inline connect_result connect(std::string_view host, std::string_view service, const connect_options& options,
                               std::error_code& error) {

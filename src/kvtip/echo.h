@@ -25,8 +25,8 @@ struct echo {
     std::vector<std::uint8_t> data;
 };
 
-/// The handles of the echo calls, one for each family, which the first request of that family opens. Closing them
-/// ends the requests in flight.
+/// The handles of the echo calls, one for each family, which the first request of that family opens. Closing
+/// them ends the requests in flight.
 struct echo_handles {
     std::optional<ip::detail::echo_handle> ipv4;
     std::optional<ip::detail::echo_handle> ipv6;

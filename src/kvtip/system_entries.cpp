@@ -18,16 +18,18 @@ constexpr const char* no_process_paths = "The paths of processes' programs are n
 constexpr const char* system_time = "Waits follow the system's time, also when it is changed.";
 
 constexpr const char* no_events =
-    "Only the classes connect, changes are not watched, and nothing can be cancelled (120).";
+    "Only the classes connect, changes are not watched, nothing can be cancelled (120), and hosts are looked "
+    "up and pinged one after the other.";
 constexpr const char* no_connect = "Only the classes connect (120).";
 constexpr const char* older_signals = "Only changes of IPv4 addresses are signalled.";
 constexpr const char* no_older_signals =
     "Without the newer calls, changes are only watched by polling (120 without an interval).";
 
-constexpr const char* one_ping = "Hosts are pinged over IPv4 one after the other, and no ping is cancelled.";
+constexpr const char* one_ping =
+    "Hosts are pinged over IPv4 one after the other, and a ping under way is not cancelled.";
 
 constexpr const char* no_lookup_deadline =
-    "Lookups of hosts do not keep their deadline, are not cancelled, and are made one after the other.";
+    "Lookups of hosts keep no time-out, are not cancelled, and are made one after the other.";
 
 constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, CreateToolhelp32Snapshot, no_process_names),
@@ -35,7 +37,8 @@ constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, Process32NextW, no_process_names),
     KVTIP_ENTRY(system_entries, CloseHandle,
                 "The names and paths of processes are not known. Only the classes connect, changes are not "
-                "watched, and nothing can be cancelled (120)."),
+                "watched, nothing can be cancelled (120), and hosts are looked up and pinged one after the "
+                "other."),
     KVTIP_ENTRY(system_entries, OpenProcess, no_process_paths),
     KVTIP_ENTRY(system_entries, QueryFullProcessImageNameW, no_process_paths),
     KVTIP_ENTRY(system_entries, FormatMessageW, "Only the codes that the library knows have a sentence."),
@@ -47,8 +50,10 @@ constexpr entry kernel_entries[] = {
     KVTIP_ENTRY(system_entries, CreateEventW, no_events),
     KVTIP_ENTRY(system_entries, SetEvent, no_events),
     KVTIP_ENTRY(system_entries, WaitForMultipleObjects, no_events),
-    KVTIP_ENTRY(system_entries, GetModuleHandleExW,
-                "Changes are not watched (120), and lookups of hosts do not keep their deadline."),
+    KVTIP_ENTRY(
+        system_entries, GetModuleHandleExW,
+        "Changes are not watched (120), and lookups of hosts keep no time-out, are not cancelled, and are "
+        "made one after the other."),
 };
 
 constexpr entry iphlpapi_entries[] = {
@@ -63,7 +68,7 @@ constexpr entry iphlpapi_entries[] = {
     KVTIP_ENTRY(system_entries, IcmpSendEcho2, one_ping),
     KVTIP_ENTRY(system_entries, IcmpParseReplies, one_ping),
     KVTIP_ENTRY(system_entries, Icmp6ParseReplies,
-                "Hosts are pinged over IPv6 one after the other, and no ping is cancelled."),
+                "Hosts are pinged over IPv6 one after the other, and a ping under way is not cancelled."),
     KVTIP_ENTRY(system_entries, NotifyIpInterfaceChange, older_signals),
     KVTIP_ENTRY(system_entries, NotifyUnicastIpAddressChange, older_signals),
     KVTIP_ENTRY(system_entries, NotifyRouteChange2,
@@ -77,7 +82,8 @@ constexpr entry winsock_entries[] = {
     KVTIP_ENTRY(system_entries, GetHostNameW, "The host's name is converted from the system's code page."),
     KVTIP_ENTRY(system_entries, WSAEventSelect, no_connect),
     KVTIP_ENTRY(system_entries, WSAEnumNetworkEvents, no_connect),
-    KVTIP_ENTRY(system_entries, WSAIoctl, "A connect to this host that is refused takes 2 seconds."),
+    KVTIP_ENTRY(system_entries, WSAIoctl,
+                "A connect to a loopback address that is refused takes up to 2 seconds."),
     KVTIP_ENTRY(system_entries, GetAddrInfoExW, no_lookup_deadline),
     KVTIP_ENTRY(system_entries, FreeAddrInfoExW, no_lookup_deadline),
     KVTIP_ENTRY(system_entries, GetAddrInfoExCancel, no_lookup_deadline),

@@ -72,13 +72,9 @@ operation prepare(parameters& expected) {
     to->host = add_host(expected, "HOST", "The host's name or address");
     expected.add_number("PORT", to->port, "The TCP port", 1, 65535);
     to->family = add_family(expected);
-    expected.add_seconds("--timeout", to->timeout, "Seconds for the lookup and all attempts, otherwise 30",
+    expected.add_seconds("--timeout", to->timeout, "Seconds for the lookup and all attempts; 30 unless given",
                          longest_timeout);
     return [to](const progress&) { return connect_to(*to); };
-}
-
-std::string time_text(const value& milliseconds) {
-    return (milliseconds == 0 ? "<1" : plain_text(milliseconds)) + " ms";
 }
 
 std::string start_text(const value& milliseconds) {
@@ -96,7 +92,7 @@ std::string outcome_text(const value& error, bool is_connected) {
 std::string text(const value& result) {
     constexpr column columns[] = {{"ADDRESS", "remote", endpoint_text},
                                   {"START", "start", start_text},
-                                  {"TIME", "time", time_text},
+                                  {"TIME", "time", milliseconds_text},
                                   {"RESULT", "outcome"}};
     const bool is_connected = result.has("local");
     const value shown = list_of(result["attempts"].elements(), [&](const value& attempt) {
@@ -109,8 +105,8 @@ std::string text(const value& result) {
         append_field(fields, "local", endpoint_text(result["local"]));
         append_field(fields, "remote", endpoint_text(result["remote"]));
     }
-    append_field(fields, "lookup", time_text(result["lookup_time"]));
-    append_field(fields, "connect", time_text(result["connect_time"]));
+    append_field(fields, "lookup", milliseconds_text(result["lookup_time"]));
+    append_field(fields, "connect", milliseconds_text(result["connect_time"]));
     return table_text(shown, columns, "") + fields;
 }
 

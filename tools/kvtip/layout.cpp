@@ -29,6 +29,10 @@ std::string plain_text(const value& content) {
     return content.is_null() ? "-" : content.is_text() ? content.text() : content.to_json();
 }
 
+std::string milliseconds_text(const value& milliseconds) {
+    return (milliseconds == 0 ? "<1" : plain_text(milliseconds)) + " ms";
+}
+
 std::string list_text(const value& rows, std::string_view member, std::string_view none) {
     std::string lines;
     for (const value& row : rows.elements()) {

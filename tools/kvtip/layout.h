@@ -11,6 +11,9 @@
 /// Text as it is, "-" for null, anything else as in JSON.
 std::string plain_text(const value& content);
 
+/// Whole milliseconds, of which 0 is less than one.
+std::string milliseconds_text(const value& milliseconds);
+
 /// A line for each row, with its member `member`; the line `none` if there is no row.
 std::string list_text(const value& rows, std::string_view member, std::string_view none);
 

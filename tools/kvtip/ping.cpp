@@ -104,21 +104,24 @@ value ping(ping_request& what, const progress& show) {
     if (!is_network(*what.host)) {
         return ping_host(what, show);
     }
-    if (what.count || what.interval > 0) {
+    if (what.count || what.interval > 0 || what.family() != kvtip::family::none) {
         throw usage_error(
-            "the hosts of a network are pinged once each: --count and --interval are for one host");
+            "the hosts of a network are pinged once each: --count, --interval and --family are for one host");
     }
     return sweep(*what.host, what.options, show);
 }
 
 operation prepare(parameters& expected) {
     auto what = std::make_shared<ping_request>();
-    what->host = add_host(expected, "HOST", "The host's name or address, or a network as 192.0.2.0/24");
+    what->host =
+        add_host(expected, "HOST",
+                 "The host's name or address, or a network such as 192.0.2.0/24 of at most 65536 addresses");
     what->family = add_family(expected);
     expected.add_number("--count", what->count,
-                        "Number of echo requests to send, 4 unless given; 0: until Ctrl-C", 0, 4294967295);
-    expected.add_seconds("--interval", what->interval, "Seconds between two requests, 1 unless given", 86400);
-    expected.add_number("--size", what->options.data_size, "Bytes of data in each", 0, 65500);
+                        "Number of echo requests to send; 4 unless given, 0: until Ctrl-C", 0, 4294967295);
+    expected.add_seconds("--interval", what->interval, "Seconds from one request to the next; 1 unless given",
+                         86400);
+    expected.add_number("--size", what->options.data_size, "Bytes of data in each request", 0, 65500);
     expected.add_number("--ttl", what->options.time_to_live, "Maximum number of hops", 1, 255);
     expected.add_number("--timeout", what->timeout, "Milliseconds to wait for each answer", 1, 60000);
     expected.add_flag("--df", what->options.dont_fragment, "Do not fragment");

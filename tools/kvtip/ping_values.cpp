@@ -49,7 +49,3 @@ void let_pings_end(std::chrono::milliseconds timeout) {
         Sleep(static_cast<DWORD>(timeout.count()));
     }
 }
-
-std::string milliseconds_text(const value& milliseconds) {
-    return (milliseconds == 0 ? "<1" : plain_text(milliseconds)) + " ms";
-}

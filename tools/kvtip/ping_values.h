@@ -24,9 +24,6 @@ value interruption_error();
 /// A number of which two decimals count.
 value rounded(double number);
 
-/// Whole milliseconds, of which 0 is less than one.
-std::string milliseconds_text(const value& milliseconds);
-
-/// Waits, under Wine alone, until cancelled pings have timed out: there they go on, and if the program ends while
-/// several are in flight, every later ping of any program hangs.
+/// Waits, under Wine alone, until cancelled pings have timed out. There they go on, and if the program ends
+/// while several are in flight, every later ping of any program hangs.
 void let_pings_end(std::chrono::milliseconds timeout);

@@ -65,7 +65,7 @@ operation prepare(parameters& expected) {
     expected.add_texts("HOST", asked->hosts, "The hosts' names");
     asked->family = add_family(expected);
     expected.add_seconds("--timeout", asked->timeout,
-                         "Seconds to wait for all of the hosts, otherwise as long as the system does",
+                         "Seconds for all of the lookups; as long as the system takes unless given",
                          longest_timeout);
     return [asked](const progress&) { return resolve(*asked); };
 }
@@ -81,11 +81,10 @@ value first_error(const value& rows) {
 
 /// The addresses alone if there is one host.
 std::string text(const value& rows) {
-    static constexpr column columns[] = {
-        {"HOST", "host"},
-        {"ADDRESS", "address"},
-        {"TIME", "time", [](const value& time) { return plain_text(time) + " ms"; }},
-        {"ERROR", "error", error_text}};
+    static constexpr column columns[] = {{"HOST", "host"},
+                                         {"ADDRESS", "address"},
+                                         {"TIME", "time", milliseconds_text},
+                                         {"ERROR", "error", error_text}};
     const std::vector<value>& all = rows.elements();
     if (std::any_of(all.begin(), all.end(),
                     [&](const value& row) { return !(row["host"] == all.front()["host"]); })) {

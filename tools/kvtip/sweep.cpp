@@ -18,7 +18,7 @@ kvtip::network parse_network(const std::string& text) {
     if (const auto network = kvtip::network::parse(text)) {
         const int host_bits = network->address().bits() - network->prefix_length();
         if (host_bits > most_host_bits) {
-            throw usage_error(text + " is too large: a sweep takes at most 65536 addresses, as in a /" +
+            throw usage_error(text + " is too large: at most 65536 addresses can be pinged, as in a /" +
                               std::to_string(network->address().bits() - most_host_bits));
         }
         return *network;
@@ -27,8 +27,8 @@ kvtip::network parse_network(const std::string& text) {
     const auto address = kvtip::address::parse(text.substr(0, slash));
     for (int length = 0; address && length <= address->bits(); ++length) {
         if (text.substr(slash + 1) == std::to_string(length)) {
-            throw usage_error(text + " is not a network: " +
-                              kvtip::network::of(*address, length).to_string() + " is the one it lies in");
+            throw usage_error(text + " is not a network: its address lies in " +
+                              kvtip::network::of(*address, length).to_string());
         }
     }
     throw usage_error(text + " is not a network");
@@ -78,7 +78,9 @@ bool is_network(const std::string& text) {
 value sweep(const std::string& text, const kvtip::ping_options& options, const progress& show) {
     constexpr std::size_t block = 256; // as many as the library has in flight at once
     const std::vector<kvtip::address> hosts = hosts_of(parse_network(text));
-    show.line("pinging the " + std::to_string(hosts.size()) + " hosts of " + text);
+    show.line("pinging " +
+              (hosts.size() == 1 ? "the host" : "the " + std::to_string(hosts.size()) + " hosts") + " of " +
+              text);
     tally all;
     std::error_code error;
     for (std::size_t i = 0; i < hosts.size() && !error; i += block) {
@@ -108,5 +110,6 @@ std::string sweep_line(const value& reply) {
 }
 
 std::string sweep_text(const value& result) {
-    return plain_text(result["sent"]) + " hosts pinged, " + plain_text(result["answered"]) + " answered\n";
+    return plain_text(result["sent"]) + (result["sent"] == 1 ? " host" : " hosts") + " pinged, " +
+           plain_text(result["answered"]) + " answered\n";
 }

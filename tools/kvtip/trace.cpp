@@ -158,7 +158,8 @@ operation prepare(parameters& expected) {
     expected.add_number("--max-hops", what->max_hops, "Maximum number of hops", 1, 255);
     expected.add_number("--timeout", what->timeout, "Milliseconds to wait for the answers of a hop", 1,
                         60000);
-    expected.add_flag("--numeric", what->numeric, "Do not look up the hosts' names");
+    expected.add_flag("--numeric", what->numeric,
+                      "Do not look up the hosts' names, which takes long if no name server answers");
     return [what](const progress& show) { return trace(*what, show); };
 }
 
