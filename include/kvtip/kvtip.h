@@ -18,8 +18,9 @@
  *   Ports are in the byte order of the host, times in milliseconds, dates in seconds since 1970 (UTC), speeds
  *   in bits per second.
  * - A result that a function allocates is one block: kvtip_free gives it back, with everything that it points
- *   to. On failure the pointer to it is null, unless the function says otherwise. A list holds pointers to its rows. Rows and single results grow
- *   at their end in later versions; a program that was built earlier reads on what it knows.
+ *   to. On failure the pointer to it is null, unless the function says otherwise. A list holds pointers to its
+ *   rows. Rows and single results grow at their end in later versions; a program that was built earlier reads
+ *   on what it knows.
  * - Options are a structure whose first member is its size; null stands for the defaults, and so does zero in
  *   every member. In C: `kvtip_adapter_options options = {.size = sizeof options, .up = 1};`.
  * - Every function may be called from any thread, and none from DllMain. No start is needed: a function holds
@@ -846,9 +847,9 @@ KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_owner(uint32_t protocol, const kvtip_en
 
 /* ---- Cancelling -------------------------------------------------------------------------------------- */
 
-/* Ends operations that wait and that name it in their options: kvtip_resolve, kvtip_resolve_all, kvtip_connect,
- * kvtip_connect_endpoint, kvtip_ping and kvtip_ping_all. It may serve any number of them, one after the other or
- * at once, in any threads. It keeps the libraries loaded until kvtip_canceller_close. */
+/* Ends operations that wait and that name it in their options: kvtip_resolve, kvtip_resolve_all,
+ * kvtip_connect, kvtip_connect_endpoint, kvtip_ping and kvtip_ping_all. It may serve any number of them, one
+ * after the other or at once, in any threads. It keeps the libraries loaded until kvtip_canceller_close. */
 typedef struct kvtip_canceller kvtip_canceller;
 
 /* Makes a canceller. Rests on CreateEventW.
@@ -920,9 +921,9 @@ typedef struct kvtip_resolution {
  * is missing, on getaddrinfo or its substitute.
  *
  * A lookup with a time-out or a canceller, and every lookup of kvtip_resolve_all, rests on GetAddrInfoExW with
- * an event, and is given up by GetAddrInfoExCancel. After one, the system's socket library stays loaded until
- * the process ends. Systems before Windows 8 lack these calls, and a thread that impersonates a user cannot use
- * them: there a lookup takes as long as the system does, whatever the options say.
+ * an event, and is given up by GetAddrInfoExCancel. After one, the system's socket library stays loaded and
+ * started until the process ends. Systems before Windows 8 lack these calls, and a thread that impersonates a
+ * user cannot use them: there a lookup takes as long as the system does, whatever the options say.
  *
  * Returns: 0; ERROR_NOT_FOUND (1168) without an interface of the name after the %; without an answer
  *     WSAHOST_NOT_FOUND (11001), WSATRY_AGAIN (11002), WSANO_RECOVERY (11003) or WSANO_DATA (11004);
@@ -930,7 +931,8 @@ typedef struct kvtip_resolution {
  *     ERROR_OPERATION_ABORTED (995) if it was cancelled; 8; 87; or the system's code.
  * On failure: *resolution is null.
  * Frees: the caller frees *resolution with kvtip_free.
- * Blocks: for the time-out; without one for 10 seconds and more if no name server answers.
+ * Blocks: for the time-out, and up to 100 milliseconds more while the system ends the lookup; without one for
+ *     10 seconds and more if no name server answers.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_resolve(const char* host, const char* service,
@@ -968,7 +970,7 @@ typedef struct kvtip_resolved_host_list {
  * On failure: *list is null. If the code is 995, it lists the hosts all the same, with that code for each whose
  *     lookup had not ended.
  * Frees: the caller frees *list with kvtip_free, also if the code is 995.
- * Blocks: for the time-out; without one for 10 seconds and more if no name server answers.
+ * Blocks: as kvtip_resolve.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_resolve_all(const char* const* hosts, size_t count,
@@ -1130,7 +1132,8 @@ typedef struct kvtip_ping_result {
 
 /* Sends an echo request and waits for the answer. An unanswered ping is a result and no failure. Rests on
  * IcmpSendEcho (with a source IcmpSendEcho2Ex) and Icmp6SendEcho2; with `cancel` on IcmpSendEcho2 and
- * IcmpParseReplies, or Icmp6ParseReplies. Where the system lacks these, a ping that has begun goes on to its end.
+ * IcmpParseReplies, or Icmp6ParseReplies. Where the system lacks these, a ping that has begun goes on to its
+ * end.
  * An IPv4-mapped address is pinged as IPv4 where the system has
  * no IPv6 echo, as Wine 8; `from` is then an IPv4 address.
  *
@@ -1139,7 +1142,7 @@ typedef struct kvtip_ping_result {
  *     if nothing could be sent; ERROR_OPERATION_ABORTED (995) once `cancel` is cancelled.
  * On failure: *result is all zero.
  * Frees: nothing.
- * Blocks: for the time-out; after a cancellation, for up to 100 milliseconds.
+ * Blocks: for the time-out.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping(const kvtip_address* target, const kvtip_ping_options* options,
@@ -1164,15 +1167,15 @@ typedef struct kvtip_ping_reply_list {
  * the oldest one has ended. A ping that was not answered, or could not be sent, is no failure of the call. Each
  * target is pinged as by kvtip_ping, all with the same options. A source must be of the family of all targets.
  * Rests on IcmpSendEcho2 (with a source IcmpSendEcho2Ex), IcmpParseReplies, Icmp6SendEcho2 and
- * Icmp6ParseReplies. Where the system lacks one of them, pings of that family are sent one after the other,
- * and a cancellation waits for the one under way.
+ * Icmp6ParseReplies. Where the system lacks IcmpSendEcho2 or a call that parses, the pings that need it are
+ * sent one after the other, and a cancellation waits for the one under way.
  *
  * Returns: 0; ERROR_OPERATION_ABORTED (995) once `cancel` is cancelled; 87, also for a target without address;
  *     8; or the system's code.
  * On failure: *replies is null. If the code is 995, it holds what is known, with that code for each ping that
  *     was not sent or had not ended.
  * Frees: the caller frees *replies with kvtip_free.
- * Blocks: for the time-out, once for every 256 targets; after a cancellation, for up to 100 milliseconds.
+ * Blocks: for the time-out, once for every 256 targets.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_ping_all(const kvtip_address* targets, size_t count,
@@ -1252,8 +1255,9 @@ typedef struct kvtip_connect_options {
  * RFC 8305 describes it: as the system sorts them, but with IPv6 and IPv4 in turn. Each attempt begins 250 ms
  * after the one before, or as soon as one has failed, and the first that succeeds ends the others. An address
  * that does not reply therefore costs 250 ms. Windows repeats an attempt that is refused, for up to 2 seconds;
- * from Windows 10 version 1709 on it does not if the address is one of loopback. Without attempts in the result,
- * the lookup failed, was cancelled, or did not end in time. Rests on WSAEventSelect and WSAEnumNetworkEvents.
+ * from Windows 10 version 1709 on it does not if the address is one of loopback. Without attempts in the
+ * result, the lookup failed, was cancelled, or did not end in time. Rests on WSAEventSelect and
+ * WSAEnumNetworkEvents.
  *
  * Returns: 0; the code of the lookup; WSAETIMEDOUT (10060); ERROR_OPERATION_ABORTED (995) after
  *     kvtip_canceller_cancel; the code of the attempt that failed last, such as WSAECONNREFUSED (10061); 120
@@ -1261,7 +1265,8 @@ typedef struct kvtip_connect_options {
  * On failure: *result holds the attempts and no socket. It is null only if the code is 8 or 87, or if the
  *     libraries cannot be started.
  * Frees: the caller closes the socket with kvtip_close, and frees *result with kvtip_free, also on failure.
- * Blocks: for the time-out; where kvtip_resolve cannot keep it, for the lookup if that takes longer.
+ * Blocks: for the time-out, and up to 100 milliseconds more if the lookup uses it up; where kvtip_resolve
+ *     cannot keep it, for the lookup if that takes longer.
  * Since: 0.1
  */
 KVTIP_FUNCTION uint32_t KVTIP_CALL kvtip_connect(const char* host, const char* service,

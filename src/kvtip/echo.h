@@ -25,16 +25,11 @@ struct echo {
     std::vector<std::uint8_t> data;
 };
 
-/// The handles of the echo calls, one for each family, which the first request of that family opens. Closing
-/// them ends the requests in flight.
+/// The handles of the echo calls, one for each family, which the first request of that family opens. They are
+/// closed after the last request has ended: closing them waits for it on Windows.
 struct echo_handles {
     std::optional<ip::detail::echo_handle> ipv4;
     std::optional<ip::detail::echo_handle> ipv6;
-
-    void close() noexcept {
-        ipv4.reset();
-        ipv6.reset();
-    }
 };
 
 /// A request, and the room for its answer, which must both outlive the handle or the request's end.

@@ -17,6 +17,8 @@ namespace kvtip::library {
 
 using ip::detail::bound_winsock;
 
+constinit std::atomic<bool> sockets_are_kept{false};
+
 namespace {
 
 template <class Info>
@@ -97,7 +99,7 @@ public:
         if (const std::uint32_t code = ended_.open(reset::manual)) {
             return code;
         }
-        if (const std::uint32_t code = pin_sockets()) {
+        if (const std::uint32_t code = keep_sockets()) {
             return code;
         }
         record_.hEvent = ended_.handle();
@@ -127,13 +129,21 @@ public:
     bool cancel() noexcept { return entries().GetAddrInfoExCancel(&handle_) == 0; }
 
 private:
-    /// Keeps the socket library loaded until the process ends: when the system sets the event, its thread is
-    /// still in there.
-    static std::uint32_t pin_sockets() noexcept {
+    /// Keeps the socket library loaded and started until the process ends: when the system sets the event, a
+    /// thread of the system is still at work in there.
+    static std::uint32_t keep_sockets() noexcept {
+        if (sockets_are_kept) {
+            return 0;
+        }
         HMODULE unused = nullptr;
-        return entries().GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN, L"Ws2_32.dll", &unused)
-                   ? 0
-                   : GetLastError();
+        if (!entries().GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN, L"Ws2_32.dll", &unused)) {
+            return GetLastError();
+        }
+        constexpr WORD version_2_2 = 0x0202;
+        WSADATA data;
+        const auto code = static_cast<std::uint32_t>(bound_winsock().WSAStartup(version_2_2, &data));
+        sockets_are_kept = code == 0;
+        return code;
     }
 
     hold libraries_;
@@ -187,9 +197,9 @@ void finish(host_lookup& of, std::uint32_t code) {
 
 lookups_under_way::~lookups_under_way() {
     for (running& each : all_) {
-        each.is_cancelled = each.lookup->cancel();
+        each.is_cancelled = !each.lookup->is_over() && each.lookup->cancel();
     }
-    const deadline patience(1000); // a lookup that the system cancels ends at once
+    const deadline patience(100); // a lookup that the system cancels ends at once
     for (running& each : all_) {
         if (!each.lookup->ends_within(each.is_cancelled ? patience.left() : 0)) {
             abandon(std::move(each.lookup));

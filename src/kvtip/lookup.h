@@ -2,6 +2,7 @@
 
 // Lookups of hosts by the system's name services.
 
+#include <atomic>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -10,6 +11,9 @@
 #include "kvtip/kvtip.h"
 
 namespace kvtip::library {
+
+/// Whether the system's socket library stays loaded and started until the process ends.
+extern constinit std::atomic<bool> sockets_are_kept;
 
 /// What the lookups of several hosts have in common.
 struct lookup_terms {

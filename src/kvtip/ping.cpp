@@ -12,7 +12,6 @@
 #include "kvtip/block.h"
 #include "kvtip/boundary.h"
 #include "kvtip/canceller.h"
-#include "kvtip/deadline.h"
 #include "kvtip/echo.h"
 #include "kvtip/event.h"
 #include "kvtip/kvtip.h"
@@ -33,7 +32,8 @@ struct flight final : pending_operation {
         row = nullptr;
     }
 
-    hold libraries; ///< once it is given up
+    hold libraries;                        ///< once it is given up
+    std::shared_ptr<echo_handles> handles; ///< likewise
     echo_request request;
     event done;
     kvtip_ping_reply* row = nullptr; ///< while it is in flight
@@ -44,19 +44,21 @@ class flights {
 public:
     flights(const kvtip_ping_options& options, std::size_t count, bool waits)
         : cancel_(options.cancel), waits_(waits), what_(std::make_shared<echo>(options)),
-          places_(std::min(count, most)) {}
-    /// Takes the results that are there, and has the system end the other requests.
+          handles_(std::make_shared<echo_handles>()), places_(std::min(count, most)) {}
+    /// Takes the results that are there, and gives the other requests up.
     ~flights() {
-        constexpr std::uint32_t longest = 100; // some systems let the requests go on
-        for_each_in_flight([](auto& each) { each->is_over() ? each->finish() : void(); });
-        handles_.close();
-        const deadline end(longest);
-        for_each_in_flight([&](auto& each) {
-            if (wait_for(each->done, nullptr, end.left()) != 0) {
+        for (std::unique_ptr<flight>& each : places_) {
+            if (each == nullptr || each->row == nullptr) {
+                continue;
+            }
+            if (each->is_over()) {
+                each->finish();
+            } else {
                 each->libraries.take(); // cannot fail while the caller holds them
+                each->handles = handles_;
                 abandon(std::move(each));
             }
-        });
+        }
     }
     flights(const flights&) = delete;
     flights& operator=(const flights&) = delete;
@@ -105,7 +107,7 @@ private:
             place = std::move(made);
         }
         const std::uint32_t code =
-            place->request.send(handles_, row.target, place->done.handle(), row.result);
+            place->request.send(*handles_, row.target, place->done.handle(), row.result);
         if (code == ERROR_IO_PENDING) {
             place->row = &row;
         } else {
@@ -120,20 +122,11 @@ private:
         return code == 0 ? DWORD{ERROR_OPERATION_ABORTED} : code == WSAETIMEDOUT ? 0 : code;
     }
 
-    template <class Do>
-    void for_each_in_flight(Do act) {
-        for (std::unique_ptr<flight>& each : places_) {
-            if (each != nullptr && each->row != nullptr) {
-                act(each);
-            }
-        }
-    }
-
     const kvtip_canceller* cancel_;
     bool waits_; ///< for events, while requests are in flight
     std::shared_ptr<echo> what_;
+    std::shared_ptr<echo_handles> handles_;
     std::vector<std::unique_ptr<flight>> places_;
-    echo_handles handles_; ///< closed before the rooms for the answers are gone
 };
 
 bool are_valid(const kvtip_ping_options& options, const kvtip_address& target) {
@@ -179,7 +172,8 @@ uint32_t kvtip_ping(const kvtip_address* target, const kvtip_ping_options* optio
         kvtip_ping_reply row = row_of(*target);
         const std::uint32_t code = flights(wanted, 1, wanted.cancel != nullptr).ping({&row, 1});
         *result = row.result;
-        return code != 0 ? code : row.code;
+        // An answer that has come counts, also after a cancellation.
+        return row.code == 0 ? 0 : code != 0 ? code : row.code;
     });
 }
 

@@ -97,7 +97,7 @@ const entry_map change_entries = {
          const call now("GetModuleHandleExW", flags);
          if (flags == GET_MODULE_HANDLE_EX_FLAG_PIN) {
              EXPECT_STREQ(inside, L"Ws2_32.dll");
-             current->sockets_are_pinned = !now.failed();
+             current->starts_for_good += !now.failed();
              return !now.failed();
          }
          HMODULE here = nullptr;

@@ -1,6 +1,7 @@
 // The socket library of a scripted system.
 
 #include "address/parse.h"
+#include "kvtip/lookup.h"
 #include "scripted_call.h"
 
 #include <gtest/gtest.h>
@@ -217,7 +218,8 @@ int WSAAPI begin_lookup(PCWSTR node, PCWSTR service, DWORD name_space, GUID* pro
     call now("GetAddrInfoExW", node, service, hints->ai_flags, hints->ai_family, hints->ai_socktype,
              hints->ai_protocol);
     EXPECT_TRUE(name_space == NS_ALL && provider == nullptr && timeout == nullptr && routine == nullptr);
-    EXPECT_TRUE(current->sockets_are_pinned) << "a thread is still in the library when it sets the event";
+    EXPECT_TRUE(kvtip::library::sockets_are_kept)
+        << "a thread is at work in there after it has set the event";
     if (now.failed()) {
         return now.code();
     }
@@ -368,7 +370,8 @@ const entry_map socket_entries = {
          call now("WSAStartup", version);
          const bool failed = now.fails_if((version & 0xFF) == 0, WSAVERNOTSUPPORTED);
          data->wVersion = failed ? 0xDEAD : version;
-         enter_in_ledger("starts", !failed);
+         const bool is_for_good = current->starts_for_good > 0 && current->starts_for_good-- > 0;
+         enter_in_ledger("starts", !failed && !is_for_good);
          return now.status();
      })},
     {"WSACleanup", fake([]() -> int {

@@ -3,6 +3,7 @@
 #include "address/convert.h"
 #include "address/parse.h"
 #include "ip/detail/helper.h"
+#include "kvtip/lookup.h"
 #include "runtime/at_exit.h"
 #include "scripted_call.h"
 
@@ -325,6 +326,7 @@ void system::close_elsewhere(SOCKET handle) {
 }
 
 system::system(DWORD major_version, bool loaded) : major(major_version) {
+    kvtip::library::sockets_are_kept = false;
     if (major < 6) {
         missing = {"WSAConnectByNameA",
                    "WSAConnectByNameW",

@@ -17,6 +17,7 @@
 #include <ras.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <deque>
 #include <functional>
@@ -164,8 +165,7 @@ public:
     // What becomes of a request with an event.
     std::uint64_t echo_time = 0;  ///< how long its answer takes; 0: it is there before the call returns
     std::set<std::string> silent; ///< targets that never answer
-    bool closing_ends_echoes = true;
-    std::size_t most_echoes = 0; ///< in flight at once so far
+    std::size_t most_echoes = 0;  ///< in flight at once so far
     std::map<std::size_t, std::function<void(bool)>>
         echoes; ///< the ends of those in flight, with an answer or not
     std::size_t echo_count = 0;
@@ -199,7 +199,8 @@ public:
     std::uint64_t clock = 1000;                          ///< in milliseconds
     std::map<std::string, std::uint64_t> durations;      ///< how long calls take, by name
     std::map<std::string, std::function<void()>> during; ///< what others do in the next call of that name
-    bool sockets_are_pinned = false; ///< the socket library stays loaded until the process ends
+    /// How many starts of the socket library will follow that are for as long as it is loaded: for ever.
+    std::atomic<int> starts_for_good = 0;
     std::multimap<std::uint64_t, std::function<void()>> later; ///< what happens during a wait, by the clock
     /// Lets time pass until the next such event, or for so many milliseconds, of which those are left that have
     /// not passed. Returns whether something has happened.

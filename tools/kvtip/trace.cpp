@@ -37,8 +37,8 @@ public:
     explicit host_names(bool numeric) : numeric_(numeric) {}
 
     value of(const kvtip::address& host) {
-        if (numeric_ || !host) {
-            return nullptr;
+        if (numeric_ || !host || !wait_until(std::chrono::steady_clock::now())) {
+            return nullptr; // after Ctrl-C, too
         }
         const auto [known, is_new] = known_.try_emplace(host);
         if (is_new) {
