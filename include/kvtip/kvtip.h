@@ -897,11 +897,11 @@ enum kvtip_resolve_flags {
 
 typedef struct kvtip_resolve_options {
     uint32_t size;
-    uint32_t family;      /* 4 or 6; 0: both */
-    uint32_t socket_type; /* enum kvtip_socket_type, for which the service is looked up; 0: stream */
-    uint32_t flags;       /* enum kvtip_resolve_flags */
-    uint32_t timeout;     /* for the whole call; 0: as long as the system takes */
-    uint32_t reserved;
+    uint32_t family;               /* 4 or 6; 0: both */
+    uint32_t socket_type;          /* enum kvtip_socket_type, for which the service is looked up; 0: stream */
+    uint32_t flags;                /* enum kvtip_resolve_flags */
+    uint32_t timeout;              /* for the whole call; 0: as long as the system takes */
+    uint32_t reserved;             /* 0 */
     const kvtip_canceller* cancel; /* can end the call early; null: nothing can */
 } kvtip_resolve_options;
 
@@ -1133,9 +1133,8 @@ typedef struct kvtip_ping_result {
 /* Sends an echo request and waits for the answer. An unanswered ping is a result and no failure. Rests on
  * IcmpSendEcho (with a source IcmpSendEcho2Ex) and Icmp6SendEcho2; with `cancel` on IcmpSendEcho2 and
  * IcmpParseReplies, or Icmp6ParseReplies. Where the system lacks these, a ping that has begun goes on to its
- * end.
- * An IPv4-mapped address is pinged as IPv4 where the system has
- * no IPv6 echo, as Wine 8; `from` is then an IPv4 address.
+ * end. An IPv4-mapped address is pinged as IPv4 where the system has no IPv6 echo, as Wine 8; `from` is then an
+ * IPv4 address.
  *
  * Returns: 0 if the ping was sent, whatever became of it; 87; 8; 120 without the system calls; under Wine
  *     ERROR_ACCESS_DENIED (5) to users who may not ping; WSAENETUNREACH (10051) or another code of the system
@@ -1170,11 +1169,11 @@ typedef struct kvtip_ping_reply_list {
  * Icmp6ParseReplies. Where the system lacks IcmpSendEcho2 or a call that parses, the pings that need it are
  * sent one after the other, and a cancellation waits for the one under way.
  *
- * Returns: 0; ERROR_OPERATION_ABORTED (995) once `cancel` is cancelled; 87, also for a target without address;
- *     8; or the system's code.
+ * Returns: 0; ERROR_OPERATION_ABORTED (995) if it was cancelled before all pings had ended; 87, also for a
+ *     target without address; 8; or the system's code.
  * On failure: *replies is null. If the code is 995, it holds what is known, with that code for each ping that
  *     was not sent or had not ended.
- * Frees: the caller frees *replies with kvtip_free.
+ * Frees: the caller frees *replies with kvtip_free, also if the code is 995.
  * Blocks: for the time-out, once for every 256 targets.
  * Since: 0.1
  */

@@ -39,7 +39,7 @@ struct flight final : pending_operation {
     kvtip_ping_reply* row = nullptr; ///< while it is in flight
 };
 
-/// The requests in flight, of which there are not too many.
+/// The requests in flight, at most 256.
 class flights {
 public:
     flights(const kvtip_ping_options& options, std::size_t count, bool waits)
@@ -158,6 +158,10 @@ kvtip_ping_reply row_of(const kvtip_address& target) {
     return {target, ERROR_OPERATION_ABORTED, {}};
 }
 
+bool has_ended(const kvtip_ping_reply& row) {
+    return row.code != ERROR_OPERATION_ABORTED;
+}
+
 } // namespace
 
 uint32_t kvtip_ping(const kvtip_address* target, const kvtip_ping_options* options,
@@ -189,7 +193,10 @@ uint32_t kvtip_ping_all(const kvtip_address* targets, size_t count, const kvtip_
         destroy_abandoned();
         std::vector<kvtip_ping_reply> rows(count);
         std::transform(targets, targets + count, rows.begin(), row_of);
-        const std::uint32_t code = flights(wanted, count, true).ping(rows);
+        std::uint32_t code = flights(wanted, count, true).ping(rows);
+        if (code == ERROR_OPERATION_ABORTED && std::all_of(rows.begin(), rows.end(), has_ended)) {
+            code = 0;
+        }
         if (code == 0 || code == ERROR_OPERATION_ABORTED) {
             *replies = block::make<kvtip_ping_reply_list>([&](block& out, kvtip_ping_reply_list& list) {
                 out.flat_list(list, count, [&](auto add) {

@@ -255,6 +255,15 @@ TEST_F(PingAll, EndsASinglePingToo) {
         std::exchange(system.echoes, {}).begin()->second(true);
     });
     EXPECT_EQ(ping(target, {.cancel = canceller}), answered) << "an answer that has come counts";
+    kvtip_canceller_close(std::exchange(canceller, nullptr));
+    ASSERT_EQ(kvtip_canceller_create(&canceller), 0u);
+    system.later.emplace(system.clock + 50, [&] {
+        kvtip_canceller_cancel(canceller);
+        for (auto& [number, end] : std::exchange(system.echoes, {})) {
+            end(true);
+        }
+    });
+    EXPECT_EQ(ping_all({"192.0.2.1", "192.0.2.2"}, {.cancel = canceller}), "0 192.0.2.1=0 192.0.2.2=0");
 }
 
 TEST_F(PingAll, GoesOneAfterTheOtherWithoutTheCalls) {
