@@ -90,9 +90,9 @@ struct resolved_host {
     std::vector<endpoint> endpoints;  ///< in the system's order, best first
 };
 
-/// Looks several hosts up at once, in the time of the slowest: `kvtip_resolve_all`. One that is not found in
-/// time has the error `std::errc::timed_out`, which is none of the call. A call that is cancelled reports
-/// `std::errc::operation_canceled`, and returns what is known by then.
+/// Looks several hosts up at once, in the time of the slowest: `kvtip_resolve_all`. A host that is not found in
+/// time has the error `std::errc::timed_out`, and the call itself still succeeds. A call that is cancelled
+/// reports `std::errc::operation_canceled`, and returns what is known by then.
 inline std::vector<resolved_host> resolve_all(const std::vector<std::string>& hosts, std::string_view service,
                                               const resolve_options& options, std::error_code& error) {
     const detail::c_text service_text(service);

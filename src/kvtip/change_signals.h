@@ -33,7 +33,7 @@ public:
     /// Sets the event. For any thread.
     void set() const noexcept { event_.set(); }
 
-    /// Waits until the event is set, which this takes back. Returns as `wait_for`.
+    /// Waits until the event is set, and resets it. Returns as `wait_for`.
     std::uint32_t wait(std::uint32_t milliseconds) const noexcept {
         return wait_for(event_, nullptr, milliseconds);
     }

@@ -12,7 +12,7 @@
 
 namespace kvtip::library {
 
-/// Whether a wait for an event takes back that it is set.
+/// Whether a wait resets an event (automatic), or the event stays set (manual).
 enum class reset { automatic, manual };
 
 /// An event. The entries must be held as long as this object lives.

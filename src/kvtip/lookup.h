@@ -41,11 +41,11 @@ std::uint32_t name_service_code(int code) noexcept;
 /// Looks one host up, for as long as the system takes. Returns the code. Throws `std::bad_alloc`.
 std::uint32_t look_up(host_lookup& of, const lookup_terms& terms);
 
-/// Looks hosts up, at most 256 at a time, but one after the other where the system can do no better. Lookups
-/// with another code than `unfinished` are left out, and afterwards all have one: `WSAETIMEDOUT (10060)` or
-/// `ERROR_OPERATION_ABORTED (995)` if they had not ended when the time was over or the caller cancelled.
-/// Returns 0 if all have ended, otherwise why not: such a code, or that of a wait that failed. Throws
-/// `std::bad_alloc`.
+/// Looks hosts up, at most 256 at a time, but one after the other where the system can do no better. A lookup
+/// that already has another code than `unfinished` is left out. Afterwards each has its code, which is
+/// `WSAETIMEDOUT (10060)` or `ERROR_OPERATION_ABORTED (995)` for one that had not ended when the time was over
+/// or the caller cancelled. Returns 0 if all have ended; otherwise one of these two, or the code of a wait that
+/// failed. Throws `std::bad_alloc`.
 std::uint32_t look_up_all(std::span<host_lookup> hosts, const lookup_terms& terms);
 
 } // namespace kvtip::library

@@ -22,7 +22,7 @@ struct race_result {
 /// The order in which a host's addresses are tried: as the system sorts them, but with both families in turn.
 std::vector<kvtip_endpoint> in_turns(std::span<const kvtip_endpoint> sorted);
 
-/// Connects to the first endpoint that answers, as RFC 8305 describes: each attempt begins 250 ms after the
+/// Connects to the first endpoint that accepts, as RFC 8305 describes: each attempt begins 250 ms after the
 /// one before, or as soon as one has failed, and the first to succeed ends the others. The libraries must be
 /// held. Returns 0, 120, the code of the attempt that failed last, 10060 when the time is over, 995 after a
 /// cancellation, or the system's code.

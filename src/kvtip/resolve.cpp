@@ -58,7 +58,7 @@ bool can_resolve(const char* host, const kvtip_resolve_options& options) {
     return !is_empty(host) || (options.flags & KVTIP_RESOLVE_CANONICAL_NAME) == 0;
 }
 
-/// Takes the caller's host. Returns 0 or 87; a lookup that cannot begin has its code then.
+/// Takes the caller's host. Returns 0 or 87. If the lookup cannot begin for another reason, its code says why.
 std::uint32_t prepare(host_lookup& lookup, const char* host) {
     std::string text = is_empty(host) ? "" : host;
     std::uint32_t code = number_scope(text);
@@ -72,7 +72,7 @@ std::uint32_t prepare(host_lookup& lookup, const char* host) {
     return 0;
 }
 
-/// Takes the caller's service. A lookup that cannot begin has its code then.
+/// Takes the caller's service. Returns 0 or 87. If no port can be that large, the lookups' codes say so.
 std::uint32_t prepare(std::span<host_lookup> lookups, lookup_terms& terms, const char* service) {
     const char* const text = is_empty(service) ? "0" : service;
     if (is_beyond_ports(text)) {

@@ -157,7 +157,8 @@ public:
     std::map<HANDLE, pending_lookup> lookups; ///< by what cancels them
     ULONG_PTR last_lookup = 0;
     std::uint32_t cancel_delay = 0; ///< until a lookup that is cancelled ends
-    /// Ends a lookup: with an answer, or with that code. For any thread. False if there is none of that handle.
+    /// Ends the lookup that has that handle, with an answer or with a code. Returns false if there is no such
+    /// lookup. Any thread may call this.
     bool end_lookup(HANDLE handle, DWORD code = 0);
     std::map<std::string, std::vector<dns_record>> dns; ///< by "type name"
     std::string echo_reply;                             ///< as the system writes it
@@ -199,11 +200,11 @@ public:
     std::uint64_t clock = 1000;                          ///< in milliseconds
     std::map<std::string, std::uint64_t> durations;      ///< how long calls take, by name
     std::map<std::string, std::function<void()>> during; ///< what others do in the next call of that name
-    /// How many starts of the socket library will follow that are for as long as it is loaded: for ever.
+    /// The number of starts of the socket library that come next and are never taken back.
     std::atomic<int> starts_for_good = 0;
     std::multimap<std::uint64_t, std::function<void()>> later; ///< what happens during a wait, by the clock
-    /// Lets time pass until the next such event, or for so many milliseconds, of which those are left that have
-    /// not passed. Returns whether something has happened.
+    /// Lets time pass until the next such event, but at most so many milliseconds, and subtracts from these what
+    /// has passed. Returns whether something has happened.
     bool pass(DWORD& milliseconds);
     /// Signals that something has changed to everybody who has asked for it, as the system does.
     void signal();

@@ -34,7 +34,8 @@ kvtip::network parse_network(const std::string& text) {
     throw usage_error(text + " is not a network");
 }
 
-/// All addresses of the network, of an IPv4 network without its own and that for broadcasts.
+/// Lists the addresses that hosts of the network can have. In an IPv4 network of more than two addresses, the
+/// first and the last one belong to no host.
 std::vector<kvtip::address> hosts_of(const kvtip::network& network) {
     const int host_bits = network.address().bits() - network.prefix_length();
     std::vector<kvtip::address> hosts;
