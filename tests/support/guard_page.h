@@ -5,27 +5,40 @@
 #include <windows.h>
 
 #include <cstddef>
-#include <memory>
+#include <cstring>
+#include <map>
 #include <new>
+#include <vector>
 
 class guarded_buffer {
 public:
-    explicit guarded_buffer(std::size_t size) {
-        SYSTEM_INFO system;
-        GetSystemInfo(&system);
-        const std::size_t page = system.dwPageSize, usable = (size / page + 1) * page;
-        pages_.reset(VirtualAlloc(nullptr, usable + page, MEM_RESERVE, PAGE_NOACCESS));
-        if (!pages_ || !VirtualAlloc(pages_.get(), usable, MEM_COMMIT, PAGE_READWRITE))
-            throw std::bad_alloc();
-        data_ = static_cast<std::byte*>(pages_.get()) + usable - size;
+    explicit guarded_buffer(std::size_t size) : usable_((size / page + 1) * page) {
+        // The system takes long to hand out pages, so they are used again.
+        if (auto& spare = spare_pages[usable_]; !spare.empty()) {
+            pages_ = spare.back();
+            spare.pop_back();
+            std::memset(pages_, 0, usable_);
+        } else {
+            pages_ = VirtualAlloc(nullptr, usable_ + page, MEM_RESERVE, PAGE_NOACCESS);
+            if (pages_ == nullptr || !VirtualAlloc(pages_, usable_, MEM_COMMIT, PAGE_READWRITE)) {
+                throw std::bad_alloc();
+            }
+        }
+        data_ = static_cast<std::byte*>(pages_) + usable_ - size;
     }
+    ~guarded_buffer() {
+        std::memset(pages_, 0xDD, usable_); // whoever reads them now finds nonsense
+        spare_pages[usable_].push_back(pages_);
+    }
+    guarded_buffer(guarded_buffer&&) = delete;
 
     std::byte* data() const noexcept { return data_; }
 
 private:
-    struct release {
-        void operator()(void* pages) const noexcept { VirtualFree(pages, 0, MEM_RELEASE); }
-    };
-    std::unique_ptr<void, release> pages_;
+    static constexpr std::size_t page = 4096;
+    inline static std::map<std::size_t, std::vector<void*>> spare_pages;
+
+    std::size_t usable_;
+    void* pages_;
     std::byte* data_;
 };

@@ -1,5 +1,7 @@
 #include "heap.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -30,23 +32,24 @@ void forget(void* block) {
 
 } // namespace heap
 
+// In place of the C runtime's functions, on the heap of the process. The linkers differ in how the runtime's functions
+// could be called from here.
 extern "C" {
-void* __real_malloc(std::size_t);
-void* __real_calloc(std::size_t, std::size_t);
-void* __real_realloc(void*, std::size_t);
-void __real_free(void*);
-
 void* __wrap_malloc(std::size_t size) {
-    return heap::ask([=] { return __real_malloc(size); });
+    return heap::ask([=] { return HeapAlloc(GetProcessHeap(), 0, size); });
 }
 void* __wrap_calloc(std::size_t count, std::size_t size) {
-    return heap::ask([=] { return __real_calloc(count, size); });
+    return heap::ask([=] { return HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, count * size); });
 }
 void* __wrap_realloc(void* block, std::size_t size) {
-    return heap::ask([=] { return heap::forget(block), __real_realloc(block, size); });
+    return heap::ask([=] {
+        heap::forget(block);
+        return block == nullptr ? HeapAlloc(GetProcessHeap(), 0, size)
+                                : HeapReAlloc(GetProcessHeap(), 0, block, size);
+    });
 }
 void __wrap_free(void* block) {
     heap::forget(block);
-    __real_free(block);
+    HeapFree(GetProcessHeap(), 0, block);
 }
 }

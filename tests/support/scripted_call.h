@@ -49,15 +49,15 @@ public:
         full_ = of.empty() ? name : name + "(" + of + ")";
         current->calls.push_back(full_);
         current->moments.push_back({heap::now.asked, held_locks()});
-        current->clock += current->durations[name];
+        if (const auto duration = current->durations.find(name); duration != current->durations.end()) {
+            current->clock += duration->second;
+        }
         if (const auto meanwhile = current->during.extract(name)) {
             meanwhile.mapped()();
         }
-        for (const std::string& key : std::set{name, full_}) {
-            if (std::deque<DWORD>& answers = current->answers[key]; !answers.empty()) {
-                code_ = answers.front();
-                answers.pop_front();
-            }
+        take_answer(name);
+        if (!of.empty()) {
+            take_answer(full_);
         }
         const bool looks_up = name == "GetProcAddress";
         fails_if(current->missing.contains(of), looks_up ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND);
@@ -87,6 +87,14 @@ public:
     }
 
 private:
+    void take_answer(const std::string& key) {
+        const auto answers = current->answers.find(key);
+        if (answers != current->answers.end() && !answers->second.empty()) {
+            code_ = answers->second.front();
+            answers->second.pop_front();
+        }
+    }
+
     heap::pause pause_;
     std::string full_;
     DWORD code_ = 0;

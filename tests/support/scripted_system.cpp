@@ -130,30 +130,28 @@ ULONG WINAPI list_adapters(ULONG family, ULONG flags, void*, IP_ADAPTER_ADDRESSE
 }
 
 // The platform's header does not import this one through a slot.
-extern "C" decltype(GetAdaptersInfo) __real_GetAdaptersInfo, __wrap_GetAdaptersInfo;
-ULONG WINAPI __wrap_GetAdaptersInfo(IP_ADAPTER_INFO* list, ULONG* size) {
-    return current == nullptr ? __real_GetAdaptersInfo(list, size)
-                              : fill_list(call("GetAdaptersInfo"), current->older_adapters,
-                                          current->older_list_size, list, size);
+extern "C" ULONG WINAPI __wrap_GetAdaptersInfo(IP_ADAPTER_INFO* list, ULONG* size) {
+    return fill_list(call("GetAdaptersInfo"), current->older_adapters, current->older_list_size, list, size);
 }
 
 KVTIP_FAKE(GetProcAddress) = [](HMODULE module, LPCSTR name) -> FARPROC {
     call now("GetProcAddress", name);
-    static const entry_map entries = {{"RtlGetVersion", fake(&rtl_get_version)},
-                                      {"GetProductInfo", fake(&get_product_info)},
-                                      {"GetAdaptersAddresses", fake(&list_adapters)},
-                                      {"CompareStringOrdinal", fake(&CompareStringOrdinal)},
-                                      {"FormatMessageW", fake(&format_message)}};
+    static const entry_map entries = [] {
+        entry_map all = {{"RtlGetVersion", fake(&rtl_get_version)},
+                         {"GetProductInfo", fake(&get_product_info)},
+                         {"GetAdaptersAddresses", fake(&list_adapters)},
+                         {"CompareStringOrdinal", fake(&CompareStringOrdinal)},
+                         {"FormatMessageW", fake(&format_message)}};
+        for (const entry_map* fakes : {&socket_entries, &service_entries, &kernel_entries, &change_entries}) {
+            all.insert(fakes->begin(), fakes->end());
+        }
+        return all;
+    }();
     if (now.fails_if(module == nullptr, ERROR_PROC_NOT_FOUND)) {
         return nullptr;
     }
-    for (const entry_map* fakes :
-         {&socket_entries, &service_entries, &kernel_entries, &change_entries, &entries}) {
-        if (const auto found = fakes->find(name); found != fakes->end()) {
-            return found->second;
-        }
-    }
-    return fake(&unexpected);
+    const auto found = entries.find(name);
+    return found == entries.end() ? fake(&unexpected) : found->second;
 };
 
 // The registry. A key's handle is the address of its class's devices, or of one of these.

@@ -781,13 +781,14 @@ TEST_P(Scenarios, ReturnTheCodeOfWhatFailsOrIsMissing) {
         });
         const std::string numbered = before == 0 ? what : what + "#" + std::to_string(before + 1);
         const bool is_fatal = row.absorbed != "*" || i < whole.loading;
-        EXPECT_EQ(run({.failing_call = i}).code,
-                  is_fatal ? expected(numbered, scripted::system::failing_code) : 0)
-            << i << ": " << *place;
+        const auto expect = [&](const trouble& trouble, const std::string& of, DWORD code) {
+            EXPECT_EQ(run(trouble).code, is_fatal ? expected(of, code) : 0) << i << ": " << *place;
+        };
+        if (!is_entry) {
+            expect({.failing_call = i}, numbered, scripted::system::failing_code);
+        }
         if ((is_entry || is_library) && !has(row.lacks, name)) {
-            const DWORD code = is_entry ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND;
-            EXPECT_EQ(run({.missing = {name}}).code, is_fatal ? expected(what, code) : 0)
-                << "without " << name;
+            expect({.missing = {name}}, what, is_entry ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND);
         }
     }
 }
