@@ -14,7 +14,9 @@ set(CMAKE_CXX_COMPILER_TARGET x86_64-w64-mingw32)
 # Clang calls -nostdinc++ unused when it links.
 set(CMAKE_CXX_FLAGS_INIT
   "-Wno-unused-command-line-argument -nostdinc++ -isystem ${gcc_folder}/include/c++ -isystem ${gcc_folder}/include/c++/x86_64-w64-mingw32")
-# The linker would warn of every inline function that the two compilers gave a section of another size.
-set(link_flags "-B${gcc_folder} -L${gcc_folder} -Wl,--no-warnings")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "${link_flags}")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "${link_flags}")
+set(link_flags "-B${gcc_folder} -L${gcc_folder}")
+# GNU's linker would warn of every inline function that the two compilers gave a section of another size.
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "${link_flags} -Wl,--no-warnings")
+# It would take a minute for the many sections of the tests. The other one wants leave for the inline functions that the
+# C++ runtime has as well.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "${link_flags} -fuse-ld=lld -Wl,--allow-multiple-definition")

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Compiles the headers of the interface as programs may include them: check_compile.py INCLUDE RECORD COMPILER FLAG...
 
-The C header must have the layout of RECORD wherever it is included. Clang also compiles it for MSVC's target."""
+The C header must have the layout of RECORD wherever it is included. Clang also compiles it for MSVC's target. With "alone"
+for RECORD, each C++ header is compiled alone instead."""
 import re
 import subprocess
 import sys
@@ -41,13 +42,19 @@ def c_cases(record, compilers):
             yield f"{compiler}, before windows.h", command, header + WINDOWS
 
 
-def cxx_cases(include, command):
+def lines_of(include):
     headers = sorted(Path(include, "kvtip").rglob("*.hpp"))
-    lines = {header: f'#include "{header.relative_to(include)}"\n' for header in headers}
-    if "clang" in Path(command[0]).name:  # one compiler will do, and this one is quicker
-        for header, line in lines.items():
-            yield f"{header.name}, alone", command, line
-    every = "".join(lines.values())
+    return {header: f'#include "{header.relative_to(include)}"\n' for header in headers}
+
+
+def alone_cases(include, command):
+    for header, line in lines_of(include).items():
+        yield f"{header.name}, alone", command, line
+
+
+def cxx_cases(include, command):
+    headers = lines_of(include)
+    every = "".join(headers.values())
     standard = sorted({name for header in headers for name in re.findall("#include (<.*>)", header.read_text())})
     yield "C++, after windows.h, packed", command, WINDOWS + "#pragma pack(1)\n" + every
     yield "C++, before windows.h, without exceptions", [*command, "-fno-exceptions"], every + WINDOWS
@@ -64,7 +71,9 @@ def main(include, record, compiler, *flags):
         # The compiler's own headers must do, because there are none of MSVC.
         msvc = [compiler, "--target=x86_64-pc-windows-msvc", "-ffreestanding", *strict]
         c_compilers |= {"C99 for MSVC": [*msvc, *C99], "C++20 for MSVC": [*msvc, *CXX20]}
-    cases = [*c_cases(Path(record).read_text(), c_compilers.items()), *cxx_cases(include, [*command, *CXX20])]
+    cxx = [*command, *CXX20]
+    cases = [*alone_cases(include, cxx)] if record == "alone" else [
+        *c_cases(Path(record).read_text(), c_compilers.items()), *cxx_cases(include, cxx)]
     faults = 0
     for name, command, source in cases:
         result = subprocess.run([*command, "-"], input=source, text=True, capture_output=True)
