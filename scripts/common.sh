@@ -11,7 +11,7 @@ export LC_ALL=C.UTF-8
 unset DISPLAY WAYLAND_DISPLAY
 
 # quietly STEP COMMAND...: runs COMMAND, shows STEP and the seconds that it took, and shows the command's output only if it
-# fails. On a terminal it also shows the last count in the output, such as [12/80], while the command runs.
+# fails. On a terminal it also shows the last count in the output, such as 12/80, while the command runs.
 quietly() {
     local step=$1 start=$SECONDS status=0 watcher='' log
     shift
@@ -38,7 +38,7 @@ quietly() {
 
 show_counts() {
     while sleep 0.5 && kill -0 $$ 2>/dev/null; do
-        printf '\r%s %s' "$1" "$(tail -c 1000 "$2" | grep -oE '^\[[0-9]+/[0-9]+\]' | tail -n 1)"
+        printf '\r%s %s' "$1" "$(tail -c 1000 "$2" | grep -oE '^[[ ]*[0-9]+/[0-9]+' | tr -d '[ ' | tail -n 1)"
     done
 }
 
