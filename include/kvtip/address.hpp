@@ -162,7 +162,7 @@ constexpr char* write_address(char* at, const kvtip_address& address) noexcept {
         return at;
     }
     at = write_ipv6(at, address.bytes);
-    if (address.scope != 0) {
+    if (address.scope != 0) [[unlikely]] {
         *at++ = '%';
         at = write_number(at, address.scope);
     }

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 
 // Every x86-64 processor has these instructions. On other processors, and at compile time, plain loops do the
 // same.
@@ -515,6 +514,13 @@ constexpr char* write_group(char* at, std::uint8_t high, std::uint8_t low, std::
     return at + 5 - skipped;
 }
 
+constexpr char* write_four_groups(char* at, const std::uint8_t* groups, const std::uint8_t* cut) noexcept {
+    at = write_group(at, groups[0], groups[1], cut[0]);
+    at = write_group(at, groups[2], groups[3], cut[1]);
+    at = write_group(at, groups[4], groups[5], cut[2]);
+    return write_group(at, groups[6], groups[7], cut[3]);
+}
+
 /// Whether the 16 bytes are in ::ffff:0:0/96.
 constexpr bool is_mapped(const std::uint8_t* address) noexcept {
     return load<std::uint64_t>(address) == 0 && load<std::uint32_t>(address + 8) == 0xFFFF'0000;
@@ -531,10 +537,8 @@ constexpr char* write_ipv6(char* at, const std::uint8_t* address) noexcept {
     // A run at either end has a colon there, where other groups have none.
     *at = ':';
     at += cut.front() != 0;
-    [&]<std::size_t... Group>(std::index_sequence<Group...>) {
-        ((at = write_group(at, address[2 * Group], address[2 * Group + 1], cut[Group])), ...);
-    }
-    (std::make_index_sequence<8>{});
+    at = write_four_groups(at, address, cut.data());
+    at = write_four_groups(at, address + 8, cut.data() + 4);
     return at - (cut.back() == 0);
 }
 
@@ -577,7 +581,7 @@ public:
 
 private:
     char characters_[Size + 8]; // the writers store past the end
-    std::size_t size_ = 0;
+    std::size_t size_;
 };
 
 } // namespace v1
