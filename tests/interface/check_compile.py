@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Compiles the headers of the interface as programs may include them: check_compile.py INCLUDE RECORD COMPILER FLAG...
 
-The C header must have the layout of RECORD wherever it is included. Clang also compiles it for MSVC's target. With "alone"
-for RECORD, each C++ header is compiled alone instead."""
+The C header must have the layout of RECORD wherever it is included. Clang also compiles it for MSVC's target, and the C++
+headers, for which one compiler will do. With "alone" for RECORD, each C++ header is compiled alone instead."""
 import re
 import subprocess
 import sys
@@ -67,13 +67,13 @@ def main(include, record, compiler, *flags):
     strict = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only", f"-I{include}"]
     command = [compiler, *flags, *strict]
     c_compilers = {"C99": [*command, *C99], "C++20": [*command, *CXX20]}
-    if "clang" in Path(compiler).name:
+    cxx, is_clang = [*command, *CXX20], "clang" in Path(compiler).name
+    if is_clang:
         # The compiler's own headers must do, because there are none of MSVC.
         msvc = [compiler, "--target=x86_64-pc-windows-msvc", "-ffreestanding", *strict]
         c_compilers |= {"C99 for MSVC": [*msvc, *C99], "C++20 for MSVC": [*msvc, *CXX20]}
-    cxx = [*command, *CXX20]
     cases = [*alone_cases(include, cxx)] if record == "alone" else [
-        *c_cases(Path(record).read_text(), c_compilers.items()), *cxx_cases(include, cxx)]
+        *c_cases(Path(record).read_text(), c_compilers.items()), *(cxx_cases(include, cxx) if is_clang else [])]
     faults = 0
     for name, command, source in cases:
         result = subprocess.run([*command, "-"], input=source, text=True, capture_output=True)
