@@ -17,6 +17,6 @@ set(CMAKE_CXX_FLAGS_INIT
 set(link_flags "-B${gcc_folder} -L${gcc_folder}")
 # GNU's linker would warn of every inline function that the two compilers gave a section of another size.
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${link_flags} -Wl,--no-warnings")
-# It would take a minute for the many sections of the tests. The other one wants leave for the inline functions that the
-# C++ runtime has as well.
+# It takes a minute to link the tests, which have many sections; LLVM's linker takes a second. That one must be allowed to
+# find an inline function in the C++ runtime as well.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "${link_flags} -fuse-ld=lld -Wl,--allow-multiple-definition")

@@ -52,7 +52,7 @@ list(TRANSFORM wrapped PREPEND __imp_)
 list(APPEND wrapped GetAdaptersInfo GetBestInterface GetBestRoute GetNetworkParams malloc calloc realloc free)
 list(TRANSFORM wrapped PREPEND -Wl,--wrap=)
 
-# add_unit_tests(NAME TARGET OBJECTS...): adds the tests of a library that was compiled to these objects.
+# add_unit_tests(NAME TARGET OBJECT...): adds the test NAME of the library that these objects are.
 function(add_unit_tests name target)
   add_executable(${target} ${ARGN})
   target_link_libraries(${target} PRIVATE unit_test_objects iphlpapi)
@@ -64,9 +64,12 @@ endfunction()
 
 add_unit_tests(unit unit_tests
   $<TARGET_OBJECTS:kvtip_objects> $<TARGET_OBJECTS:kvtip_small_objects> $<TARGET_OBJECTS:kvtip_text>)
-# Clang compiles these tests in half of GCC's time, and can link them with what GCC has made of the library.
+# The compilers' objects go together, so that the tests need not be compiled once more for the other one's library.
 if(KVTIP_TESTED_BUILD)
   file(GLOB_RECURSE objects ${KVTIP_TESTED_BUILD}/src/*.obj)
   list(FILTER objects INCLUDE REGEX "/kvtip_[a-z_]+\\.dir/")
+  if(NOT objects)
+    message(FATAL_ERROR "${KVTIP_TESTED_BUILD} has no compiled library: build it first")
+  endif()
   add_unit_tests(unit.tested_build tested_build_unit_tests ${objects})
 endif()

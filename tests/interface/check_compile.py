@@ -67,13 +67,17 @@ def main(include, record, compiler, *flags):
     strict = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only", f"-I{include}"]
     command = [compiler, *flags, *strict]
     c_compilers = {"C99": [*command, *C99], "C++20": [*command, *CXX20]}
-    cxx, is_clang = [*command, *CXX20], "clang" in Path(compiler).name
+    is_clang = "clang" in Path(compiler).name
     if is_clang:
         # The compiler's own headers must do, because there are none of MSVC.
         msvc = [compiler, "--target=x86_64-pc-windows-msvc", "-ffreestanding", *strict]
         c_compilers |= {"C99 for MSVC": [*msvc, *C99], "C++20 for MSVC": [*msvc, *CXX20]}
-    cases = [*alone_cases(include, cxx)] if record == "alone" else [
-        *c_cases(Path(record).read_text(), c_compilers.items()), *(cxx_cases(include, cxx) if is_clang else [])]
+    if record == "alone":
+        cases = [*alone_cases(include, c_compilers["C++20"])]
+    else:
+        cases = [*c_cases(Path(record).read_text(), c_compilers.items())]
+        if is_clang:
+            cases += cxx_cases(include, c_compilers["C++20"])
     faults = 0
     for name, command, source in cases:
         result = subprocess.run([*command, "-"], input=source, text=True, capture_output=True)

@@ -1,4 +1,4 @@
-# What the tests of this folder share: COMPILER builds clients, and EMULATOR runs them.
+# What the tests of this folder share: COMPILER builds clients in the folder work_folder, and EMULATOR runs them.
 
 set(work ${CMAKE_CURRENT_BINARY_DIR}/${work_folder})
 file(REMOVE_RECURSE ${work})

@@ -17,7 +17,7 @@ public:
         if (auto& spare = spare_pages[usable_]; !spare.empty()) {
             pages_ = spare.back();
             spare.pop_back();
-            std::memset(pages_, 0, usable_);
+            std::memset(pages_, 0, usable_); // as new ones are
         } else {
             pages_ = VirtualAlloc(nullptr, usable_ + page, MEM_RESERVE, PAGE_NOACCESS);
             if (pages_ == nullptr || !VirtualAlloc(pages_, usable_, MEM_COMMIT, PAGE_READWRITE)) {
@@ -27,7 +27,7 @@ public:
         data_ = static_cast<std::byte*>(pages_) + usable_ - size;
     }
     ~guarded_buffer() {
-        std::memset(pages_, 0xDD, usable_); // whoever reads them now finds nonsense
+        std::memset(pages_, 0xDD, usable_); // for readers that come too late
         spare_pages[usable_].push_back(pages_);
     }
     guarded_buffer(guarded_buffer&&) = delete;

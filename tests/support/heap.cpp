@@ -32,8 +32,8 @@ void forget(void* block) {
 
 } // namespace heap
 
-// In place of the C runtime's functions, on the heap of the process. The linkers differ in how the runtime's functions
-// could be called from here.
+// These replace the C runtime's functions, and use the heap of the process. They cannot call the runtime's
+// functions, because LLVM's linker would lead such a call back here.
 extern "C" {
 void* __wrap_malloc(std::size_t size) {
     return heap::ask([=] { return HeapAlloc(GetProcessHeap(), 0, size); });

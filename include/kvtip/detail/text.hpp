@@ -514,6 +514,7 @@ constexpr char* write_group(char* at, std::uint8_t high, std::uint8_t low, std::
     return at + 5 - skipped;
 }
 
+/// Writes four groups in the same way.
 constexpr char* write_four_groups(char* at, const std::uint8_t* groups, const std::uint8_t* cut) noexcept {
     at = write_group(at, groups[0], groups[1], cut[0]);
     at = write_group(at, groups[2], groups[3], cut[1]);
