@@ -39,6 +39,26 @@ TEST(Load, AsksForTheProductTypeFromVersion6On) {
     }
 }
 
+TEST_F(Binding, FailsWithTheReasonWhyAnEntryIsNotFound) {
+    const auto load = [&]() -> unsigned long {
+        system.unload_library();
+        try {
+            system.load_library();
+        } catch (const kvt::exceptions::error& error) {
+            return error.error_code();
+        }
+        return 0;
+    };
+    const std::pair<const char*, std::function<unsigned long()>> rows[] = {
+        {"select", [&] { return lib.init(); }},
+        {"DnsQuery_W", [&] { return dns.init(); }},
+        {"RtlGetVersion", load}};
+    for (const auto& [entry, start] : rows) {
+        system.answers["GetProcAddress(" + std::string(entry) + ")"] = {8};
+        EXPECT_EQ(start(), 8u) << entry;
+    }
+}
+
 TEST_F(Binding, FirstInitLoadsLastFreeUnloads) {
     system.calls.clear();
     EXPECT_EQ(lib.free(), 0u);

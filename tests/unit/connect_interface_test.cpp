@@ -177,9 +177,13 @@ TEST_F(Connect, EndsWhenItIsCancelled) {
     system.hosts = {{"peer", {{{"192.0.2.8", 80}, {"192.0.2.9", 80}}}}};
     system.distances = {{"192.0.2.9", 100}};
     kvtip::canceller cancel;
+    DWORD no_time = 0;
     const auto cancelled_after = [&](std::uint64_t time) {
         cancel = kvtip::canceller();
-        system.later.emplace(system.clock + time, [&] { cancel.cancel(); });
+        system.later.emplace(system.clock + time, [&] {
+            cancel.cancel();
+            system.pass(no_time); // what else happens at that moment
+        });
         return connect("peer", 0, 0, &cancel);
     };
     system.hosts["peer"].delay = 10;
