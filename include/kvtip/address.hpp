@@ -36,7 +36,9 @@
 #include <string>
 #include <string_view>
 
-#include "kvtip/detail/text.hpp"
+#include "kvtip/detail/read_text.hpp"
+#include "kvtip/detail/read_text_quickly.hpp"
+#include "kvtip/detail/write_text.hpp"
 #include "kvtip/kvtip.h"
 
 #if __has_include(<format>)
@@ -124,33 +126,43 @@ constexpr kvtip_address address_of(const std::array<std::uint64_t, 3>& words) no
     return std::bit_cast<kvtip_address>(words);
 }
 
-/// Reads the scope of an IPv6 address. Returns the place after it, or null.
-constexpr const char* read_scope(const char* at, const groups& address, std::uint64_t& scope) noexcept {
-    at = may_have_scope(address_of({6, address.low, address.high})) ? read_number(at, 0xFFFFFFFF, scope)
-                                                                    : nullptr;
-    return scope == 0 ? nullptr : at;
+/// Whether a text is an address that can be read quickly, and its words. An IPv4 address has a dot among its
+/// first four characters.
+template <class Char>
+bool read_address_quickly(std::basic_string_view<Char> text, std::array<std::uint64_t, 3>& words) noexcept {
+    if (text.size() < 8 || text.size() > 39) {
+        return false;
+    }
+    const auto is_dot = [&](std::size_t place) { return unsigned{text[place] == Char('.')}; };
+    if ((is_dot(1) | is_dot(2) | is_dot(3)) == 0) {
+        words[0] = 6;
+        return read_ipv6_quickly(text, words[1], words[2]);
+    }
+    std::uint32_t octets = 0;
+    const bool is_address = read_ipv4_quickly(text, octets);
+    words = {4, octets, 0};
+    return is_address;
 }
 
-/// Reads the address at `at`, with its scope if `scopes` allows one. Returns the place after it, or null. It
-/// is short enough to be inlined, and what it reads then stays in registers.
-constexpr const char* read_address(const char* at, kvtip_address& out, bool scopes = true) noexcept {
-    // Whether a dot is among the next three characters, which are looked at at once because its place is
-    // random. An IPv6 address that has one there begins with a colon: "::1.2.3.4".
-    const std::uint64_t no_dots = at_least(load<std::uint32_t>(at) ^ each_of_8('.'), 1);
-    if ((no_dots & 0x8080'8000) != 0x8080'8000 && at[0] != ':') {
-        std::uint32_t octets = 0;
-        at = read_ipv4(at, octets);
-        out = address_of({4, octets, 0});
-        return at;
+/// The address that a text is, with its scope.
+constexpr std::optional<kvtip_address> read_address(std::string_view text) noexcept {
+    std::string_view rest = text;
+    if (const auto octets = take_ipv4(rest); octets && rest.empty()) {
+        return address_of({4, *octets, 0});
     }
-    groups all{};
-    std::uint64_t scope = 0;
-    at = read_ipv6(at, all);
-    if (at != nullptr && *at == '%') {
-        at = scopes ? read_scope(at + 1, all, scope) : nullptr;
+    const auto bytes = take_ipv6(text);
+    if (!bytes) {
+        return std::nullopt;
     }
-    out = address_of({6 | scope << 32, all.low, all.high});
-    return at;
+    kvtip_address address{6, {}, 0, {}};
+    std::copy(bytes->begin(), bytes->end(), address.bytes);
+    if (take("%", text)) {
+        address.scope = may_have_scope(address) ? take_number(text, 0xFFFFFFFF).value_or(0) : 0;
+        if (address.scope == 0) {
+            return std::nullopt;
+        }
+    }
+    return text.empty() ? std::optional(address) : std::nullopt;
 }
 
 /// Writes the address with its scope.
@@ -278,7 +290,10 @@ public:
     constexpr std::optional<address> previous() const noexcept { return step(0, 0xFF); }
 
     constexpr address_text text() const noexcept {
-        return address_text([this](char* at) { return detail::write_address(at, native_); });
+        return address_text([this](char* at) {
+            // Short enough to be inlined.
+            return is_ipv4() ? detail::write_ipv4(at, data()) : detail::write_address(at, native_);
+        });
     }
     std::string to_string() const { return std::string(text().view()); }
 
@@ -300,13 +315,14 @@ private:
 
     template <class Char>
     static constexpr std::optional<address> read(std::basic_string_view<Char> text) noexcept {
-        if (std::uint32_t octets = 0; detail::read_ipv4_text(text, octets)) {
-            return address(detail::address_of({4, octets, 0}));
+        if (!std::is_constant_evaluated()) {
+            std::array<std::uint64_t, 3> words;
+            if (detail::read_address_quickly(text, words)) {
+                return address(detail::address_of(words));
+            }
         }
-        const detail::text_copy copy(text);
-        address result;
-        return detail::read_address(copy.begin(), result.native_) == copy.end() ? std::optional(result)
-                                                                                : std::nullopt;
+        const auto native = detail::read_address(detail::ascii_text(text).view());
+        return native ? std::optional(address(*native)) : std::nullopt;
     }
 
     constexpr bool is_in(std::span<const detail::range> ranges) const noexcept {
@@ -361,19 +377,20 @@ private:
 
     template <class Char>
     static constexpr std::optional<endpoint> read(std::basic_string_view<Char> text) noexcept {
-        const detail::text_copy copy(text);
-        const char* at = copy.begin();
-        const bool is_bracketed = *at == '[';
-        endpoint result;
-        at = detail::read_address(at + is_bracketed, result.native_.address);
-        if (at == nullptr || is_bracketed != (result.native_.address.family == 6) ||
-            (is_bracketed && *at++ != ']') || *at != ':') {
+        const detail::ascii_text ascii(text);
+        std::string_view rest = ascii.view();
+        std::string_view host = rest.substr(0, rest.rfind(':'));
+        rest.remove_prefix(host.size());
+        const bool is_bracketed = host.starts_with('[') && host.ends_with(']');
+        if (is_bracketed) {
+            host = host.substr(1, host.size() - 2);
+        }
+        const auto address = kvtip::address::parse(host);
+        const auto port = detail::take(":", rest) ? detail::take_number(rest, 0xFFFF) : std::nullopt;
+        if (!address || !port || !rest.empty() || is_bracketed != address->is_ipv6()) {
             return std::nullopt;
         }
-        std::uint64_t port = 0;
-        at = detail::read_number(at + 1, 0xFFFF, port);
-        result.native_.port = static_cast<std::uint16_t>(port);
-        return at == copy.end() ? std::optional(result) : std::nullopt;
+        return endpoint(*address, static_cast<std::uint16_t>(*port));
     }
 
     constexpr char* write(char* at) const noexcept {
@@ -471,17 +488,17 @@ private:
 
     template <class Char>
     static constexpr std::optional<network> read(std::basic_string_view<Char> text) noexcept {
-        const detail::text_copy copy(text);
-        kvtip_address prefix{};
-        const char* at = detail::read_address(copy.begin(), prefix, false);
-        if (at == nullptr || *at != '/') {
+        const detail::ascii_text ascii(text);
+        std::string_view rest = ascii.view();
+        const std::string_view prefix = rest.substr(0, rest.rfind('/'));
+        rest.remove_prefix(prefix.size());
+        const auto address = kvtip::address::parse(prefix);
+        const auto length = detail::take("/", rest) ? detail::take_number(rest, 128) : std::nullopt;
+        if (!address || !length || !rest.empty()) {
             return std::nullopt;
         }
-        const kvtip::address address(prefix);
-        std::uint64_t length = 0;
-        at = detail::read_number(at + 1, static_cast<std::uint64_t>(address.bits()), length);
-        const network result = of(address, static_cast<int>(length));
-        return at == copy.end() && result.address() == address ? std::optional(result) : std::nullopt;
+        const network result = of(*address, static_cast<int>(*length));
+        return result.address() == *address ? std::optional(result) : std::nullopt;
     }
 
     kvtip_network native_{};
@@ -535,21 +552,17 @@ private:
         if (text.size() % digits_of_byte != 2 || text.size() >= KVTIP_MAC_TEXT_SIZE) {
             return std::nullopt;
         }
-        const auto value_of = [](Char character) {
-            const auto unit = static_cast<std::make_unsigned_t<Char>>(character);
-            return unit < 0x80 ? detail::hexadecimal_value(static_cast<char>(unit)) : detail::not_hexadecimal;
-        };
         mac result;
         const Char separator = text.size() > 2 ? text[2] : Char('-');
         if (separator != Char('-') && separator != Char(':')) {
             return std::nullopt;
         }
         for (std::size_t i = 0; i < text.size(); i += digits_of_byte) {
-            const std::uint32_t value = value_of(text[i]) << 4 | value_of(text[i + 1]);
-            if (value > 0xFF || (i + 2 < text.size() && text[i + 2] != separator)) {
+            const std::uint32_t high = detail::digit_value(text[i]), low = detail::digit_value(text[i + 1]);
+            if (high > 15 || low > 15 || (i + 2 < text.size() && text[i + 2] != separator)) {
                 return std::nullopt;
             }
-            result.native_.bytes[result.native_.length++] = static_cast<std::uint8_t>(value);
+            result.native_.bytes[result.native_.length++] = static_cast<std::uint8_t>(high << 4 | low);
         }
         return result;
     }
