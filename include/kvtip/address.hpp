@@ -117,6 +117,9 @@ constexpr bool may_have_scope(const kvtip_address& address) noexcept {
             (is_in_any(multicast_ranges, address) && (multicast_scope == 1 || multicast_scope == 2)));
 }
 
+// The readers and writers compose bytes in words, the first one in the low byte.
+static_assert(std::endian::native == std::endian::little);
+
 /// All bytes of an address.
 constexpr std::array<std::uint64_t, 3> words_of(const kvtip_address& address) noexcept {
     return std::bit_cast<std::array<std::uint64_t, 3>>(address);
@@ -126,13 +129,13 @@ constexpr kvtip_address address_of(const std::array<std::uint64_t, 3>& words) no
     return std::bit_cast<kvtip_address>(words);
 }
 
-/// Whether a text is an address that can be read quickly, and its words. An IPv4 address has a dot among its
-/// first four characters.
+/// Whether a text is an address that can be read quickly. If so, the words are all its bytes.
 template <class Char>
 bool read_address_quickly(std::basic_string_view<Char> text, std::array<std::uint64_t, 3>& words) noexcept {
     if (text.size() < 8 || text.size() > 39) {
         return false;
     }
+    // An IPv4 address has a dot among its first four characters.
     const auto is_dot = [&](std::size_t place) { return unsigned{text[place] == Char('.')}; };
     if ((is_dot(1) | is_dot(2) | is_dot(3)) == 0) {
         words[0] = 6;

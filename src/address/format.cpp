@@ -95,7 +95,7 @@ unsigned zero_groups(const std::uint8_t* groups) noexcept {
     std::memcpy(&word, groups, sizeof word);
     // The sum sets a group's highest bit unless the other bits are zero, and carries into no other group.
     const std::uint64_t highest_bits = ~(((word & low_bits) + low_bits) | word | low_bits);
-    // The product gathers bits 15, 31, 47 and 63 in the highest four.
+    // The product gathers bits 15, 31, 47 and 63 in bits 48 to 51.
     return static_cast<unsigned>((highest_bits >> 15) * 0x0001'0002'0004'0008 >> 48);
 }
 

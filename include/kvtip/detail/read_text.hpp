@@ -2,7 +2,6 @@
 
 // Reading address text, at compile time too. No system call and no heap storage.
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -64,7 +63,7 @@ constexpr std::uint32_t first_digit(std::string_view text) noexcept {
     return text.empty() ? 16 : digit_value(text.front());
 }
 
-// Each of these takes what it returns off the front of the text.
+// Each of these takes what it returns off the front of the text. After a failure, a part of the text may be gone.
 
 /// Whether the text begins with the mark.
 constexpr bool take(std::string_view mark, std::string_view& text) noexcept {
@@ -117,7 +116,8 @@ using ipv6_bytes = std::array<std::uint8_t, 16>;
 constexpr std::optional<ipv6_bytes> take_ipv6(std::string_view& text) noexcept {
     ipv6_bytes bytes{};
     std::size_t size = 0;
-    std::optional<std::size_t> gap;
+    constexpr std::size_t no_gap = 17; // greater than any place
+    std::size_t gap = no_gap;
     const auto append = [&](std::uint32_t byte) { bytes[size++] = static_cast<std::uint8_t>(byte & 0xFF); };
     if (take("::", text)) {
         gap = 0;
@@ -144,7 +144,7 @@ constexpr std::optional<ipv6_bytes> take_ipv6(std::string_view& text) noexcept {
         append(*group >> 8);
         append(*group);
         if (take("::", text)) {
-            if (gap) {
+            if (gap != no_gap) {
                 return std::nullopt;
             }
             gap = size;
@@ -152,12 +152,14 @@ constexpr std::optional<ipv6_bytes> take_ipv6(std::string_view& text) noexcept {
             break;
         }
     }
-    if (gap ? size > bytes.size() - 2 : size != bytes.size()) {
+    if (gap != no_gap ? size > bytes.size() - 2 : size != bytes.size()) {
         return std::nullopt;
     }
-    const auto at = [&](std::size_t place) { return bytes.begin() + static_cast<std::ptrdiff_t>(place); };
-    std::rotate(at(gap.value_or(size)), at(size), bytes.end()); // what follows the gap goes to the end
-    return bytes;
+    ipv6_bytes result{};
+    for (std::size_t i = 0; i < size; ++i) {
+        result[i < gap ? i : i + bytes.size() - size] = bytes[i]; // what follows the gap goes to the end
+    }
+    return result;
 }
 
 } // namespace detail

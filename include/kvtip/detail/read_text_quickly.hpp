@@ -1,8 +1,8 @@
 #pragma once
 
 // Reading the text of most addresses with instructions that every x86-64 processor has: IPv4 addresses, and
-// IPv6 addresses without a dotted tail and a scope, of 8 to 39 characters. For any other text of that length,
-// valid or not, and on other processors the functions return false.
+// IPv6 addresses that have neither a dotted tail nor a scope. The text must have 8 to 39 characters: the functions
+// do not check that. They return false for any other text, valid or not, and on other processors.
 
 #include <algorithm>
 #include <array>
@@ -26,13 +26,14 @@ namespace detail {
 /// reader takes.
 template <class Char>
 __m128i load_8(const Char* from) noexcept {
-    const auto load = [](const Char* at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at)); };
+    const auto* const at = reinterpret_cast<const __m128i*>(from);
     if constexpr (sizeof(Char) == 1) {
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
+        return _mm_loadl_epi64(at);
     } else if constexpr (sizeof(Char) == 2) {
-        return _mm_packus_epi16(load(from), _mm_setzero_si128());
+        return _mm_packus_epi16(_mm_loadu_si128(at), _mm_setzero_si128());
     } else {
-        return _mm_packus_epi16(_mm_packs_epi32(load(from), load(from + 4)), _mm_setzero_si128());
+        const __m128i units = _mm_packs_epi32(_mm_loadu_si128(at), _mm_loadu_si128(at + 1));
+        return _mm_packus_epi16(units, _mm_setzero_si128());
     }
 }
 
@@ -108,23 +109,25 @@ bool read_ipv4_quickly(std::basic_string_view<Char> text, std::uint32_t& octets)
     const std::uint64_t found = bits_of(are_dots);
     std::uint64_t dots = (found & 0xFF) | found >> 8 << (size - 8) | missing;
     const std::size_t first = take_lowest(dots), second = take_lowest(dots), third = take_lowest(dots);
-    const bool are_three = dots == missing && second < 8; // otherwise an octet is longer than any
+    const bool may_be_octets = dots == missing && second < 8; // otherwise one of two octets is too long
 
-    // The four characters before each dot and before the end, with zeros before the text.
+    // The four characters before each dot and before the end, with zeros before the text. A dot at place 0 leaves
+    // nothing of a word, which takes two shifts. The mask is for the places of missing dots, where the result does
+    // not count.
     const auto before = [](__m128i characters, std::size_t place) {
         const std::uint64_t word = word_of(characters) << ((56 - 8 * place) & 63) << 8;
         return _mm_cvtsi64_si128(static_cast<long long>(word));
     };
     const __m128i two = _mm_unpacklo_epi32(before(begin, first), before(begin, second));
     const __m128i two_more = _mm_unpacklo_epi32(before(end, third + 8 - size), end);
-    return read_four_octets(_mm_unpackhi_epi64(two, two_more), octets) && known == 0xFFFF && are_three;
+    return read_four_octets(_mm_unpackhi_epi64(two, two_more), octets) && known == 0xFFFF && may_be_octets;
 }
 
 /// Four groups, each of which ends its four characters. A colon and what precedes it belong to no group.
 struct four_groups {
     __m128i bytes;  ///< in network order, each in 16 bits
-    __m128i known;  ///< those of the characters that may be there
-    unsigned empty; ///< a bit for each group
+    __m128i known;  ///< all bits of the hexadecimal digits, and of `others`
+    __m128i others; ///< all bits of the characters that belong to no group
 };
 
 inline four_groups read_four_groups(__m128i characters) noexcept {
@@ -135,15 +138,14 @@ inline four_groups read_four_groups(__m128i characters) noexcept {
     const __m128i values = _mm_add_epi8(low_bits, _mm_and_si128(are_letters, in_each_byte(9)));
     const __m128i digits = _mm_andnot_si128(others, values);
     const __m128i pairs = _mm_or_si128(_mm_slli_epi16(digits, 4), _mm_srli_epi16(digits, 8));
-    return {_mm_and_si128(pairs, _mm_set1_epi16(0xFF)), known,
-            static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(others)))};
+    return {_mm_and_si128(pairs, _mm_set1_epi16(0xFF)), known, others};
 }
 
 /// Where the groups of a text end, from its colons.
 struct group_ends {
     bool are_valid; ///< for eight groups of up to four digits, of which one `::` may stand for some
     std::size_t count;
-    std::uint64_t places; ///< one bit each, and further ones
+    std::uint64_t places; ///< one bit each, and one for every place past the text
 };
 
 inline group_ends find_group_ends(std::uint64_t colons, std::size_t size) noexcept {
@@ -153,7 +155,7 @@ inline group_ends find_group_ends(std::uint64_t colons, std::size_t size) noexce
     const std::uint64_t leading = colons & 1;
     const std::uint64_t trailing = colons >> (size - 1);
     std::uint64_t wrong = (pairs & (pairs - 1)) | (leading & ~pairs) | (trailing & ~(pairs << 2 >> size));
-    // No five digits in a row.
+    // No five digits in a row. Here every character but a colon counts as one.
     const std::uint64_t digits = all & ~colons;
     const std::uint64_t digit_pairs = digits & digits >> 1;
     wrong |= digit_pairs & digit_pairs >> 2 & digits >> 4;
@@ -184,7 +186,8 @@ inline __m128i fill_gap(__m128i groups, std::size_t before_gap, std::size_t coun
 
 template <class Char>
 bool read_ipv6_quickly(std::basic_string_view<Char> text, std::uint64_t& low, std::uint64_t& high) noexcept {
-    // A copy with colons around it, so that four characters can be looked at before each end.
+    // A copy with colons around it, so that four characters can be looked at before each end. As far as the
+    // compiler knows, the place of an end can be 64.
     std::array<char, 80> copy;
     copy.fill(':');
     std::uint64_t colons = 0;
@@ -213,8 +216,10 @@ bool read_ipv6_quickly(std::basic_string_view<Char> text, std::uint64_t& low, st
     };
     const four_groups first = next_four();
     const four_groups last = next_four();
-    const auto before_gap =
-        static_cast<std::size_t>(std::countr_zero(first.empty | last.empty << 4 | 1U << 8));
+    // A group is empty if its last character belongs to no group.
+    const auto empty = [](__m128i others) { return _mm_movemask_ps(_mm_castsi128_ps(others)); };
+    const auto empty_groups = static_cast<unsigned>(empty(first.others) | empty(last.others) << 4 | 1 << 8);
+    const auto before_gap = static_cast<std::size_t>(std::countr_zero(empty_groups));
     const __m128i groups = fill_gap(_mm_packus_epi16(first.bytes, last.bytes), before_gap, ends.count);
     low = word_of(groups);
     high = word_of(_mm_unpackhi_epi64(groups, groups));

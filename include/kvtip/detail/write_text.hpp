@@ -18,9 +18,7 @@ namespace kvtip {
 inline namespace v1 {
 namespace detail {
 
-// Groups of characters are composed in a register and stored whole, the first one in the low byte.
-static_assert(std::endian::native == std::endian::little);
-
+/// The bytes at that place as a word, the first one in the low byte.
 template <class Word, class Byte>
 constexpr Word load(const Byte* at) noexcept {
     Word word = 0;
@@ -34,6 +32,7 @@ constexpr Word load(const Byte* at) noexcept {
     return word;
 }
 
+/// Stores a word in the same way.
 template <class Word, class Byte>
 constexpr void store(Byte* at, Word word) noexcept {
     if (std::is_constant_evaluated()) {
@@ -75,7 +74,7 @@ constexpr char* write_octet(char* at, std::uint8_t octet) noexcept {
     return at + octet_texts[octet].length;
 }
 
-/// Writes four octets. Stores up to one character past the end.
+/// Writes four octets. Stores up to three characters past the end.
 constexpr char* write_ipv4(char* at, const std::uint8_t* octets) noexcept {
     // All are read before the first is stored: as far as the compiler knows, the two might overlap.
     const std::uint8_t first = octets[0], second = octets[1], third = octets[2], fourth = octets[3];
@@ -143,7 +142,7 @@ constexpr unsigned zero_groups(const std::uint8_t* groups) noexcept {
     const auto word = load<std::uint64_t>(groups);
     // The sum sets a group's highest bit unless the other bits are zero, and carries into no other group.
     const std::uint64_t highest_bits = ~(((word & low_bits) + low_bits) | word | low_bits);
-    // The product gathers bits 15, 31, 47 and 63 in the highest four.
+    // The product gathers bits 15, 31, 47 and 63 in bits 48 to 51.
     return static_cast<unsigned>((highest_bits >> 15) * 0x0001'0002'0004'0008 >> 48);
 }
 
