@@ -60,7 +60,7 @@ bad_usage = [
 def run(*command, stdout=subprocess.PIPE, **options):
     for _ in range(2):
         done = subprocess.run(command, stdout=stdout, stderr=subprocess.PIPE, timeout=120, check=False, **options)
-        # On a busy machine, about one program in ten thousand ends like this under Wine, whatever it was to do.
+        # On a busy machine, a program under Wine ends like this once in many thousand starts, not only this one.
         if (done.returncode, done.stdout, done.stderr) != (1, b"", b""):
             break
     return done.returncode, (done.stdout or b"").decode(), done.stderr.decode().replace("\r", "")

@@ -38,6 +38,8 @@ static_assert(address::parse("192.0.2.1") == address(192, 0, 2, 1));
 static_assert(address::parse(L"::ffff:192.0.2.1")->unmapped() == address(192, 0, 2, 1));
 static_assert(address::parse(u"fe80::1%4")->scope() == 4);
 static_assert(address::parse(u8"2001:db8::1")->next()->text().view() == "2001:db8::2");
+static_assert(address::parse("2001:db8:7:89:AbC:d0e:f:1230")->text().view() ==
+              "2001:db8:7:89:abc:d0e:f:1230");
 static_assert(endpoint::parse("[::1]:80")->port() == 80);
 static_assert(network::of(address(10, 1, 2, 3), 8).last() == address(10, 255, 255, 255));
 static_assert(mac::parse("02-00-5E-10-00-01")->size() == 6);
@@ -103,6 +105,17 @@ TEST(AddressValues, ReadAndWriteTheirText) {
     expect_rows<endpoint>(strict_text::endpoints, strict_text::no_endpoints);
     expect_rows<network>(strict_text::networks, strict_text::no_networks);
     expect_rows<mac>(strict_text::macs, strict_text::no_macs);
+}
+
+TEST(AddressValues, AreReadAlikeAtCompileTimeAndOnOtherProcessors) {
+    for (const auto& [text, written] : strict_text::addresses) {
+        const auto plain = kvtip::detail::read_address(text);
+        ASSERT_TRUE(plain) << text;
+        EXPECT_EQ(address(*plain), address::parse(text)) << text;
+    }
+    for (const auto& [text, because] : strict_text::no_addresses) {
+        EXPECT_FALSE(kvtip::detail::read_address(text)) << text << ": " << because;
+    }
 }
 
 TEST(AddressValues, KnowTheBordersOfEveryRange) {
